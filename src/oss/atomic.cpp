@@ -1,0 +1,82 @@
+// Indivisible operations on a 32-bit cell at any address; the contract is in oss/atomic.h. Any thread of any process.
+//
+// The language's atomics assume an aligned cell, so they serve the aligned ones, where the checkers of a debugging
+// build can follow them too. At other addresses the processor's locked instruction does the same and is written out.
+#include <oss/atomic.h>
+
+#include <atomic>
+
+#include "inject.h"
+
+#ifndef __x86_64__
+#error "cells at odd addresses need the locked instructions of x86-64"
+#endif
+
+namespace {
+
+static_assert(sizeof(OSSVAtomicSigned32) == 128 && alignof(OSSVAtomicSigned32) == 1 && sizeof(int) == 4);
+
+// The cell as the language's atomics and as the instructions see it. Both may alias the bytes that the caller declared.
+using AlignedCell = int __attribute__((may_alias));
+struct __attribute__((packed, may_alias)) OddCell {
+  int value;
+};
+
+bool isAligned(const unsigned char *cell) { return reinterpret_cast<uintptr_t>(cell) % alignof(int) == 0; }
+
+// Order, here and below: both sides. A reader of another process may take the cell's value as a sign that what was
+// written before it is there, and a writer may take it as a sign that a reader is done.
+int exchangeAdd(unsigned char *cell, int amount) {
+  if (isAligned(cell)) return __atomic_fetch_add(reinterpret_cast<AlignedCell *>(cell), amount, __ATOMIC_ACQ_REL);
+  asm volatile("lock xaddl %0, %1" : "+r"(amount), "+m"(*reinterpret_cast<OddCell *>(cell)) : : "memory", "cc");
+  return amount;
+}
+
+int exchange(unsigned char *cell, int value) {
+  if (isAligned(cell)) return __atomic_exchange_n(reinterpret_cast<AlignedCell *>(cell), value, __ATOMIC_ACQ_REL);
+  asm volatile("xchgl %0, %1" : "+r"(value), "+m"(*reinterpret_cast<OddCell *>(cell)) : : "memory");
+  return value;
+}
+
+// Release: pairs with the acquire in the other operations, should the creator make the cell known by nothing else. A
+// plain store, as nobody may be using the cell yet; it is one instruction at any address.
+void store(unsigned char *cell, int value) {
+  if (isAligned(cell)) {
+    __atomic_store_n(reinterpret_cast<AlignedCell *>(cell), value, __ATOMIC_RELEASE);
+  } else {
+    std::atomic_signal_fence(std::memory_order_release);
+    reinterpret_cast<volatile OddCell *>(cell)->value = value;
+  }
+}
+
+uint32_t answer(int previous, int *out) {
+  if (out != nullptr) *out = previous;
+  return oss::code(oss::Rc::Ok);
+}
+
+}  // namespace
+
+uint32_t OSSVAtomicSigned32::init(int value, int) noexcept {
+  if (oss::injected(OSSFaultAtomicInit)) [[unlikely]]
+    return oss::code(oss::Rc::OssInjected);
+  store(storage, value);
+  return oss::code(oss::Rc::Ok);
+}
+
+uint32_t OSSVAtomicSigned32::increment(int *previous) noexcept {
+  if (oss::injected(OSSFaultAtomicIncrement)) [[unlikely]]
+    return oss::code(oss::Rc::OssInjected);
+  return answer(exchangeAdd(storage, 1), previous);
+}
+
+uint32_t OSSVAtomicSigned32::add(int amount, int *previous) noexcept {
+  if (oss::injected(OSSFaultAtomicAdd)) [[unlikely]]
+    return oss::code(oss::Rc::OssInjected);
+  return answer(exchangeAdd(storage, amount), previous);
+}
+
+uint32_t OSSVAtomicSigned32::swap(int value, int *previous) noexcept {
+  if (oss::injected(OSSFaultAtomicSwap)) [[unlikely]]
+    return oss::code(oss::Rc::OssInjected);
+  return answer(exchange(storage, value), previous);
+}

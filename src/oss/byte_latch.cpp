@@ -1,0 +1,44 @@
+// Waiting for a one-byte latch of this process; the contract is in oss/latch.h. Any thread.
+#include <oss/latch.h>
+#include <sched.h>
+#include <time.h>
+
+#include "layout/rc.h"
+
+namespace {
+
+constexpr uint8_t kHeld = 1;
+
+// An owner that is running gives the byte back within these; one that is not needs the processor.
+constexpr int kSpins = 100;
+constexpr int kYields = 20;
+
+constexpr timespec kNap = {0, 200000};
+
+// Gives way for longer the longer the wait has been.
+void giveWay(int attempt) {
+  if (attempt < kSpins) {
+    __builtin_ia32_pause();
+  } else if (attempt < kSpins + kYields) {
+    sched_yield();
+  } else {
+    nanosleep(&kNap, nullptr);
+  }
+}
+
+// Acquire: pairs with the store of 0 by the last holder. The load before it keeps waiters from pulling the byte's cache
+// line away from the owner.
+bool tryTake(volatile uint8_t *latch) {
+  return __atomic_load_n(latch, __ATOMIC_RELAXED) == 0 && __atomic_exchange_n(latch, kHeld, __ATOMIC_ACQUIRE) == 0;
+}
+
+}  // namespace
+
+uint32_t ossLockGetConflict(volatile uint8_t *latch) {
+  if (latch == nullptr) return sntr::code(sntr::Rc::OssBadArgument);
+  for (int attempt = 0; !tryTake(latch);) {
+    giveWay(attempt);
+    if (attempt < kSpins + kYields) ++attempt;
+  }
+  return sntr::code(sntr::Rc::Ok);
+}

@@ -1,0 +1,238 @@
+// Latches in shared memory: who may call, and what happens when an owner dies, is in oss/latch.h.
+//
+// A latch is two words of 8 bytes at the first multiple of 8 in its 64 bytes: a validity word, and the owner word of
+// latch_word.h. It is free, or held by the thread that the owner word names; every change is one exchange of that word
+// against exactly what was seen, so no step can be lost, or done twice, wherever a process dies.
+//
+// Sleeping. A waiter sets the waiters bit and sleeps on the low half of the owner word, but for 8 ms at most. A release
+// that finds the bit wakes one sleeper. The woken thread sets the bit again when it gets the latch, as it cannot know
+// whether others sleep. A wake that is lost, because the woken process was killed or the bit was, costs others 8 ms.
+#include <linux/futex.h>
+#include <oss/latch.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+
+#include "inject.h"
+#include "latch_word.h"
+#include "thread_identity.h"
+#include "thread_stat.h"
+
+namespace oss {
+
+namespace {
+
+// Random bytes are not a latch. Which of the two, tells whether sleepers of other processes must be found.
+constexpr std::uint64_t kValidShared = 0x6c7a4e19d35b8f02;
+constexpr std::uint64_t kValidPrivate = kValidShared ^ 1;
+
+struct LatchWords {
+  std::uint64_t validity;
+  std::uint64_t owner;
+};
+
+constexpr std::size_t kAlignment = std::atomic_ref<std::uint64_t>::required_alignment;
+static_assert(kAlignment - 1 + sizeof(LatchWords) <= sizeof(ossVLatch), "fits wherever the latch begins");
+static_assert(std::atomic_ref<std::uint64_t>::is_always_lock_free, "a lock of one process would not stop another");
+
+// About as long as a section takes that another thread is in the middle of; longer would hold up an owner which waits
+// for this processor.
+constexpr int kSpins = 100;
+
+constexpr std::uint64_t kNanosecondsPerMillisecond = 1000000;
+constexpr std::uint64_t kSlice = 8 * kNanosecondsPerMillisecond;
+
+// In milliseconds. Relaxed wherever it is used: it is one number and guards nothing.
+constinit std::atomic<std::uint64_t> gWaitLimit{30000};
+
+LatchWords &wordsOf(ossVLatch &latch) {
+  const std::uintptr_t past = reinterpret_cast<std::uintptr_t>(latch.storage) % kAlignment;
+  return *reinterpret_cast<LatchWords *>(latch.storage + (kAlignment - past) % kAlignment);
+}
+
+std::atomic_ref<std::uint64_t> owner(LatchWords &words) { return std::atomic_ref<std::uint64_t>(words.owner); }
+
+// Acquire: pairs with the release in ossVLatchInit(), so that who finds the latch valid finds it free or held.
+std::uint64_t validity(LatchWords &words) {
+  return std::atomic_ref<std::uint64_t>(words.validity).load(std::memory_order_acquire);
+}
+
+bool isLatch(std::uint64_t validity) { return validity == kValidShared || validity == kValidPrivate; }
+
+// Makes the owner word what it is to be if it still is what was seen; otherwise tells in `seen` what it is.
+// Acquire: pairs with the release in leave(), so that the new holder sees what the last one wrote.
+bool take(LatchWords &words, std::uint64_t &seen, std::uint64_t becomes) {
+  return owner(words).compare_exchange_strong(seen, becomes, std::memory_order_acquire, std::memory_order_relaxed);
+}
+
+// Frees the latch if the owner word still is what was seen. Release: pairs with the acquire in take().
+bool leave(LatchWords &words, std::uint64_t &seen) {
+  return owner(words).compare_exchange_strong(seen, kFree, std::memory_order_release, std::memory_order_relaxed);
+}
+
+// Whether the kernel is to look for sleepers in this process alone.
+int sleepersOf(LatchWords &words) { return validity(words) == kValidPrivate ? FUTEX_PRIVATE_FLAG : 0; }
+
+std::uint64_t monotonicNow() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::uint64_t>(now.tv_sec) * 1000 * kNanosecondsPerMillisecond +
+         static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+// When a wait that begins now must end. A limit beyond what the clock can tell is no limit.
+std::uint64_t deadline() {
+  const std::uint64_t limit = gWaitLimit.load(std::memory_order_relaxed);
+  const std::uint64_t now = monotonicNow();
+  const bool endless = limit > (~std::uint64_t{0} - now) / kNanosecondsPerMillisecond;
+  return endless ? ~std::uint64_t{0} : now + limit * kNanosecondsPerMillisecond;
+}
+
+// One thread's try for a latch that was not free at once.
+class Contender {
+ public:
+  Contender(LatchWords &words, std::uint64_t self) : words_(words), self_(self) {}
+
+  Rc run() {
+    for (int i = 0; i < kSpins; ++i) {
+      if (Rc rc = look(); failed(rc)) return rc;
+      if (seen_ == kFree && take(words_, seen_, self_)) return Rc::Ok;
+      __builtin_ia32_pause();
+    }
+    return sleepUntilTaken(deadline());
+  }
+
+ private:
+  // Reads the latch once into seen_ and says whether there is any sense in waiting for it.
+  Rc look() {
+    seen_ = owner(words_).load(std::memory_order_relaxed);  // take() orders what follows a success
+    if (!isLatch(validity(words_)) || !isPlausible(seen_)) return Rc::OssLatchDamaged;
+    return ownerOf(seen_) == self_ ? Rc::OssLatchHeld : Rc::Ok;
+  }
+
+  // The owner is examined after every slice, before time is looked at: with the shortest limit a dead one is found too.
+  Rc sleepUntilTaken(std::uint64_t end) {
+    for (std::uint64_t now = monotonicNow(); now < end; now = monotonicNow()) {
+      if (Rc rc = look(); failed(rc)) return rc;
+      if (seen_ == kFree) {
+        if (take(words_, seen_, self_ | waitersBit_)) return Rc::Ok;
+      } else if (announce()) {
+        sleep(end - now < kSlice ? end - now : kSlice);
+        if (ownerHasDied() && take(words_, seen_, self_ | kWaiters)) return Rc::Ok;
+      }
+    }
+    return Rc::OssLatchTimeout;
+  }
+
+  // Sets the waiters bit, so that the owner's release will wake. False when the word has changed meanwhile. Relaxed:
+  // the bit tells nothing but itself, and the kernel compares the word again before it lets us sleep.
+  bool announce() {
+    if ((seen_ & kWaiters) != 0) return true;
+    const std::uint64_t announced = seen_ | kWaiters;
+    if (!owner(words_).compare_exchange_strong(seen_, announced, std::memory_order_relaxed)) return false;
+    seen_ = announced;
+    return true;
+  }
+
+  // Woken, out of time, interrupted, or the word has changed: whatever it was, the caller looks again.
+  void sleep(std::uint64_t nanoseconds) {
+    constexpr std::uint64_t kSecond = 1000 * kNanosecondsPerMillisecond;
+    static_assert(kSlice < kSecond, "a slice has no whole seconds");
+    const timespec slice = {0, static_cast<long>(nanoseconds)};
+    const auto low = static_cast<std::uint32_t>(seen_);
+    syscall(SYS_futex, &words_.owner, FUTEX_WAIT | sleepersOf(words_), low, &slice, nullptr, 0);
+    waitersBit_ = kWaiters;
+  }
+
+  // Only where the word is what it was before the sleep: a word that moves has a living owner.
+  bool ownerHasDied() {
+    if (owner(words_).load(std::memory_order_relaxed) != seen_) return false;
+    return threadIsDead(threadOf(seen_), stampOf(seen_), stampOf(self_) != kNoStamp);
+  }
+
+  LatchWords &words_;
+  const std::uint64_t self_;
+  std::uint64_t seen_ = kFree;
+  std::uint64_t waitersBit_ = 0;  // set once this thread has slept: others may have slept beside it
+};
+
+// Out of line, so that the calls that meet no one stay short.
+[[gnu::noinline]] Rc contend(LatchWords &words, std::uint64_t self) { return Contender(words, self).run(); }
+
+Rc get(LatchWords &words, std::uint64_t self) {
+  std::uint64_t seen = kFree;
+  if (isLatch(validity(words)) && take(words, seen, self)) [[likely]]
+    return Rc::Ok;
+  return contend(words, self);
+}
+
+// The release of a latch whose owner word is not plainly the caller's.
+[[gnu::noinline]] Rc releaseSeen(LatchWords &words, std::uint64_t self, std::uint64_t seen) {
+  if (!isPlausible(seen)) return Rc::OssLatchDamaged;
+  if (seen != (self | kWaiters)) return Rc::OssLatchNotHeld;
+  const int operation = FUTEX_WAKE | sleepersOf(words);
+  // With the bit set, nobody but the holder has a reason to change the word.
+  if (!leave(words, seen)) return Rc::OssLatchDamaged;
+  // The next holder may have given the memory back by now, so it is not read any more. The wake only uses the address:
+  // where that is gone, or used for something else, it is harmless.
+  syscall(SYS_futex, &words.owner, operation, 1, nullptr, nullptr, 0);
+  return Rc::Ok;
+}
+
+Rc release(LatchWords &words, std::uint64_t self) {
+  if (!isLatch(validity(words))) [[unlikely]]
+    return Rc::OssLatchDamaged;
+  std::uint64_t seen = self;
+  if (leave(words, seen)) [[likely]]
+    return Rc::Ok;
+  return releaseSeen(words, self, seen);
+}
+
+}  // namespace
+
+}  // namespace oss
+
+using oss::code;
+using oss::countHeld;
+using oss::Rc;
+
+uint32_t ossVLatchInit(ossVLatch *latch, uint32_t processShared) {
+  if (oss::injected(OSSFaultLatchInit)) [[unlikely]]
+    return code(Rc::OssInjected);
+  if (latch == nullptr) return code(Rc::OssBadArgument);
+  std::memset(latch->storage, 0, sizeof latch->storage);
+  // Release: pairs with the acquire in validity(). The word makes a latch of the zeroes below it.
+  std::atomic_ref<std::uint64_t>(oss::wordsOf(*latch).validity)
+      .store(processShared != 0 ? oss::kValidShared : oss::kValidPrivate, std::memory_order_release);
+  return code(Rc::Ok);
+}
+
+uint32_t ossVLatchGet(ossVLatch *latch) {
+  if (oss::injected(OSSFaultLatchGet)) [[unlikely]]
+    return code(Rc::OssInjected);
+  if (latch == nullptr) [[unlikely]]
+    return code(Rc::OssBadArgument);
+  const Rc rc = oss::get(oss::wordsOf(*latch), oss::ownWord());
+  if (!oss::failed(rc)) [[likely]]
+    countHeld(OSSFaultHeldLatches, 1);
+  return code(rc);
+}
+
+uint32_t ossVLatchRelease(ossVLatch *latch) {
+  const bool madeToFail = oss::injected(OSSFaultLatchRelease);
+  if (latch == nullptr) [[unlikely]]
+    return code(Rc::OssBadArgument);
+  const Rc rc = oss::release(oss::wordsOf(*latch), oss::ownWord());
+  if (!oss::failed(rc)) [[likely]]
+    countHeld(OSSFaultHeldLatches, -1);
+  return code(oss::reported(rc, madeToFail));
+}
+
+uint32_t ossVLatchSetWaitLimit(uint64_t milliseconds) {
+  if (milliseconds == 0) return code(Rc::OssBadArgument);
+  oss::gWaitLimit.store(milliseconds, std::memory_order_relaxed);
+  return code(Rc::Ok);
+}

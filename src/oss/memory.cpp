@@ -1,0 +1,30 @@
+// Private memory; the contract is in oss/memory.h. Any thread.
+#include <oss/memory.h>
+
+#include <cstddef>
+#include <cstdlib>
+
+#include "inject.h"
+#include "trace_lines.h"
+
+static_assert(alignof(std::max_align_t) >= 16, "the C library's memory is aligned as the interface says");
+
+void *_ossMemAlloc(uint64_t size, const char *sourceTag, uint32_t line) {
+  if (oss::injected(OSSFaultMemoryAlloc)) [[unlikely]]
+    return nullptr;
+  // One byte for none: the C library may answer null for 0 bytes, which would pass for a failure.
+  void *memory = std::malloc(size == 0 ? 1 : size);
+  if (memory != nullptr) {
+    oss::countHeld(OSSFaultHeldBlocks, 1);
+  } else {
+    oss::traceRefusedMemory(size, sourceTag, line);
+  }
+  return memory;
+}
+
+uint32_t _ossMemFree(void *memory, const char *, uint32_t) {
+  const bool madeToFail = oss::injected(OSSFaultMemoryFree);
+  if (memory != nullptr) oss::countHeld(OSSFaultHeldBlocks, -1);
+  std::free(memory);
+  return oss::code(oss::reported(oss::Rc::Ok, madeToFail));
+}

@@ -1,0 +1,141 @@
+// See segment_file.h.
+#include "segment_file.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace oss {
+
+namespace {
+
+// Where the C library keeps POSIX shared-memory objects. Named here, because its own call does not let the caller say
+// how a name is opened, nor look at a name without opening it.
+constexpr char kDirectory[] = "/dev/shm";
+
+// Reserved in pieces: a signal makes the kernel give back the whole piece that it was at.
+constexpr std::uint64_t kPiece = std::uint64_t{16} << 20;
+
+// Interruptions while one segment is reserved, after which something is wrong with the program.
+constexpr int kMostInterruptions = 10000;
+
+// Beyond this limit the kernel does not only refuse, it ends the program with a signal.
+bool exceedsFileLimit(std::uint64_t size) {
+  rlimit limit;
+  return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY && size > limit.rlim_cur;
+}
+
+// Asked first, so that a size far too large does not fill the filesystem for everybody before it is refused.
+bool exceedsFilesystem(int file, std::uint64_t size) {
+  struct statvfs space;
+  if (fstatvfs(file, &space) != 0 || space.f_blocks == 0) return false;  // a filesystem without limit tells 0
+  return size / space.f_frsize > space.f_bavail;
+}
+
+Rc reservePiece(int file, std::uint64_t from, std::uint64_t length, int &interruptions) {
+  while (fallocate(file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(from), static_cast<off_t>(length)) != 0) {
+    if (errno != EINTR || ++interruptions > kMostInterruptions) return rcOfErrno(errno);
+  }
+  return Rc::Ok;
+}
+
+}  // namespace
+
+SegmentPath segmentPath(const OSSIPCResID &key) noexcept {
+  SegmentPath path;
+  static_assert(sizeof kDirectory + sizeof "/qx7osse." + 24 <= sizeof path.text);
+  std::snprintf(path.text, sizeof path.text, "%s/qx7osse.%016llx%08x", kDirectory,
+                static_cast<unsigned long long>(key.high), key.low);
+  return path;
+}
+
+Descriptor::~Descriptor() {
+  if (isOpen()) close(file_);
+}
+
+FileIdentity identityOf(const struct stat &status) noexcept { return {status.st_dev, status.st_ino}; }
+
+Rc rcOfErrno(int error) noexcept {
+  switch (error) {
+    case EEXIST:
+      return Rc::OssExists;
+    case ENOENT:
+      return Rc::OssNotFound;
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+      return Rc::OssNoSpace;
+    case ENOMEM:
+      return Rc::OssNoMemory;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return Rc::OssNoPermission;
+    case ELOOP:  // a link, which is not followed
+    case ENXIO:  // a socket
+    case EISDIR:
+      return Rc::OssNotASegment;
+    default:
+      return Rc::OssSystem;
+  }
+}
+
+int createSegmentFile(const SegmentPath &path) noexcept {
+  return open(path.text, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+}
+
+Rc reserveSegmentFile(int file, std::uint64_t size) noexcept {
+  if (exceedsFileLimit(size) || exceedsFilesystem(file, size)) return Rc::OssNoSpace;
+  int interruptions = 0;
+  for (std::uint64_t from = 0; from < size; from += kPiece) {
+    const std::uint64_t length = size - from < kPiece ? size - from : kPiece;
+    if (Rc rc = reservePiece(file, from, length, interruptions); failed(rc)) return rc;
+  }
+  return ftruncate(file, static_cast<off_t>(size)) == 0 ? Rc::Ok : rcOfErrno(errno);
+}
+
+int openSegmentFile(const SegmentPath &path) noexcept {
+  // Without waiting: somebody may have put a pipe there.
+  return open(path.text, O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+}
+
+Rc checkSegmentFile(const struct stat &status) noexcept {
+  const bool plausible = status.st_size > 0 && static_cast<std::uint64_t>(status.st_size) <= kLargestSegment;
+  return S_ISREG(status.st_mode) && plausible ? Rc::Ok : Rc::OssNotASegment;
+}
+
+Rc lookUpSegmentFile(const SegmentPath &path, const FileIdentity &file, struct stat &status) noexcept {
+  if (lstat(path.text, &status) != 0) return rcOfErrno(errno);
+  const bool same = status.st_dev == file.device && status.st_ino == file.inode;
+  return same ? Rc::Ok : Rc::OssReplaced;
+}
+
+Rc removeSegmentName(const SegmentPath &path, const FileIdentity &file) noexcept {
+  struct stat status;
+  Rc rc = lookUpSegmentFile(path, file, status);
+  if (!failed(rc) && unlink(path.text) != 0) rc = rcOfErrno(errno);
+  return rc == Rc::OssNotFound ? Rc::Ok : rc;  // somebody was faster, to the same end
+}
+
+Rc authorizeSegmentFile(const SegmentPath &path, const FileIdentity &file, uid_t owner, gid_t group,
+                        mode_t mode) noexcept {
+  // A descriptor that only stands for the file: it pins what was looked at, and needs no permission on it.
+  const Descriptor place(open(path.text, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (!place.isOpen()) return rcOfErrno(errno);
+  struct stat status;
+  if (fstat(place.get(), &status) != 0) return rcOfErrno(errno);
+  if (status.st_dev != file.device || status.st_ino != file.inode) return Rc::OssReplaced;
+  // The owner first: a new mode must not open the file to a group that is about to lose it.
+  if (fchownat(place.get(), "", owner, group, AT_EMPTY_PATH) != 0) return rcOfErrno(errno);
+  char link[32];
+  std::snprintf(link, sizeof link, "/proc/self/fd/%d", place.get());
+  if (chmod(link, mode) == 0) return Rc::Ok;
+  return errno == ENOENT ? Rc::OssSystem : rcOfErrno(errno);  // it is /proc that is missing
+}
+
+}  // namespace oss

@@ -1,0 +1,58 @@
+// See thread_identity.h. The slow side: run once a thread, and once more in the thread that fork() leaves in a child.
+#include "thread_identity.h"
+
+#include <oss/identity.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "thread_stat.h"
+
+namespace oss {
+
+namespace {
+
+// Never an epoch, so that a new thread does not take the page's first 0 for its own epoch.
+constexpr std::uint64_t kNoEpoch = ~std::uint64_t{0};
+
+// The last epoch given out. Not on the page: a child goes on counting from its parent's last one, so that its epochs
+// differ from every epoch which a thread can have inherited.
+constinit std::atomic<std::uint64_t> gLastEpoch{0};
+
+// What the kernel does to the page itself, for systems whose kernel cannot. It misses children made without fork().
+void forgetEpoch() { gEpochPage.epoch.store(0, std::memory_order_relaxed); }
+
+// At load, because neither call may be made in a signal handler.
+[[gnu::constructor]] void watchForks() {
+  static_cast<void>(madvise(&gEpochPage, sizeof gEpochPage, MADV_WIPEONFORK));
+  static_cast<void>(pthread_atfork(nullptr, nullptr, forgetEpoch));
+}
+
+// The epoch of this process, which is begun here when there is none. Relaxed: other threads of the process that begin
+// one at the same moment only have to agree on its number, which the exchange sees to.
+std::uint64_t currentEpoch() {
+  std::uint64_t epoch = gEpochPage.epoch.load(std::memory_order_relaxed);
+  if (epoch != 0) return epoch;
+  const std::uint64_t next = gLastEpoch.fetch_add(1, std::memory_order_relaxed) + 1;
+  const bool begun = gEpochPage.epoch.compare_exchange_strong(epoch, next, std::memory_order_relaxed);
+  return begun ? next : epoch;
+}
+
+}  // namespace
+
+constinit EpochPage gEpochPage{};
+__thread ThreadIdentity tIdentity = {kNoEpoch, 0};
+
+std::uint64_t refreshIdentity() noexcept {
+  const std::uint64_t epoch = currentEpoch();
+  const auto thread = static_cast<std::uint32_t>(gettid());
+  tIdentity.word = makeOwner(thread, ownStartStamp(thread));
+  // The word before the epoch that vouches for it: a signal handler may run between the two and ask.
+  std::atomic_signal_fence(std::memory_order_release);
+  tIdentity.epoch = epoch;
+  return tIdentity.word;
+}
+
+}  // namespace oss
+
+uint32_t ossThreadID(void) { return oss::threadOf(oss::ownWord()); }

@@ -1,0 +1,89 @@
+// Reads /proc/.../stat: one line, whose fields are counted from 1. Field 2 is the program's name in brackets and may
+// hold anything, brackets and blanks included, so the fields after it are found from the last closing bracket.
+#include "thread_stat.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace oss {
+
+namespace {
+
+constexpr int kStateField = 3;
+constexpr int kStartField = 22;
+
+// Longer than the line is up to its start time: a name of 64 bytes and twenty numbers of at most 20 digits.
+constexpr std::size_t kLineSize = 1024;
+constexpr std::size_t kPathSize = 64;
+
+struct ThreadStat {
+  char state;
+  std::uint32_t stamp;
+};
+
+// Reads the beginning of a file as text. False when it cannot be read or is empty.
+bool readText(const char *path, char (&text)[kLineSize]) {
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  const ssize_t length = read(fd, text, kLineSize - 1);
+  close(fd);
+  if (length <= 0) return false;
+  text[length] = '\0';
+  return true;
+}
+
+// The start of a field behind the name, or null when the line ends before it.
+const char *fieldOf(const char *line, int wanted) {
+  const char *at = std::strrchr(line, ')');
+  for (int field = kStateField; at != nullptr && field <= wanted; ++field) {
+    at = std::strchr(at, ' ');
+    if (at != nullptr) ++at;
+  }
+  return at;
+}
+
+std::uint32_t stampOf(const char *digits) {
+  std::uint64_t ticks = 0;
+  for (; *digits >= '0' && *digits <= '9'; ++digits) ticks = ticks * 10 + static_cast<std::uint64_t>(*digits - '0');
+  const std::uint32_t low = static_cast<std::uint32_t>(ticks);
+  return low == kNoStamp ? 1 : low;
+}
+
+bool readStat(const char *path, ThreadStat &stat) {
+  char line[kLineSize];
+  if (!readText(path, line)) return false;
+  const char *state = fieldOf(line, kStateField);
+  const char *start = fieldOf(line, kStartField);
+  if (state == nullptr || start == nullptr) return false;
+  stat = {*state, stampOf(start)};
+  return true;
+}
+
+}  // namespace
+
+std::uint32_t ownStartStamp(std::uint32_t thread) noexcept {
+  // Under /proc/self, so that a /proc of another PID namespace, which does not know our number there, gives nothing.
+  char path[kPathSize];
+  std::snprintf(path, sizeof path, "/proc/self/task/%u/stat", thread);
+  ThreadStat stat;
+  return readStat(path, stat) ? stat.stamp : kNoStamp;
+}
+
+bool threadIsDead(std::uint32_t thread, std::uint32_t stamp, bool trustProc) noexcept {
+  // Signal 0 only asks. EPERM means that there is such a thread; it takes a thread's number as well as a process's.
+  if (kill(static_cast<pid_t>(thread), 0) != 0 && errno == ESRCH) return true;
+  char path[kPathSize];
+  std::snprintf(path, sizeof path, "/proc/%u/stat", thread);
+  ThreadStat stat;
+  if (!trustProc || !readStat(path, stat)) return false;
+  const bool ended = stat.state == 'Z' || stat.state == 'X' || stat.state == 'x';
+  return ended || (stamp != kNoStamp && stat.stamp != stamp);
+}
+
+}  // namespace oss

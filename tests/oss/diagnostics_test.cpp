@@ -1,0 +1,271 @@
+// Trace, log, and codes as text.
+#include <fcntl.h>
+#include <oss/fault.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "layout/functions.h"
+#include "process.h"
+
+namespace oss_test {
+namespace {
+
+namespace fs = std::filesystem;
+using sntr::Fn;
+
+constexpr uint32_t kNoFunction = 0x08229999;
+
+class Diagnostics : public testing::Test {
+ protected:
+  Diagnostics() {
+    char name[] = "/tmp/oss_trace_XXXXXX";
+    directory_ = mkdtemp(name);
+  }
+  ~Diagnostics() override {
+    ossTraceOff();
+    ossLogSetSink(nullptr, nullptr);
+    ossFaultClearClock();
+    fs::remove_all(directory_);
+  }
+
+  std::string path(const char *name) const { return directory_ + "/" + name; }
+
+  std::vector<std::string> lines(const char *name) const {
+    std::vector<std::string> all;
+    std::ifstream file(path(name));
+    for (std::string line; std::getline(file, line);) all.push_back(line);
+    return all;
+  }
+
+  std::string directory_;
+};
+
+TEST_F(Diagnostics, TraceIsReadable) {
+  ossFaultSetClock(1940948411042);  // 2031-07-04 16:20:11.042
+  const uint32_t fn = sntr::number(Fn::sntrCreateNode);
+  const uint32_t result = sntr::code(Rc::NullNode);
+  _gtraceEntry(77, fn, 0, 1000000);
+  ASSERT_TRUE(is(ossTraceOn(path("trace").c_str()), Rc::Ok));
+  _gtraceEntry(77, fn, 0, 1000000);
+  _gtraceErrorVar(77, fn, 20, sntr::code(Rc::NullAreaSizes));
+  _gtraceErrorVar(77, kNoFunction, 21, 5);
+  _gtraceExit(77, fn, &result, 0);
+  _gtraceExit(77, fn, nullptr, 9);
+  EXPECT_EQ(_ossMemAlloc(~uint64_t{0}, "sntrshm", 12), nullptr);
+  ASSERT_TRUE(is(ossTraceOff(), Rc::Ok));
+  _gtraceExit(77, fn, &result, 0);
+
+  const std::string start = "2031-07-04T16:20:11.042Z " + std::to_string(getpid());
+  const std::string me = "/" + std::to_string(gettid());
+  const std::vector<std::string> wanted = {
+      start + "/77 sntrCreateNode entry 0 1000000",
+      start + "/77 sntrCreateNode error at probe 20: NullAreaSizes 0x900000b6",
+      start + "/77 function 0x08229999 error at probe 21: 0x00000005",
+      start + "/77 sntrCreateNode exit NullNode 0x900000de",
+      start + "/77 sntrCreateNode exit 9",
+      start + me + " memory: sntrshm line 12 was refused 18446744073709551615 bytes",
+  };
+  EXPECT_EQ(lines("trace"), wanted);
+}
+
+TEST_F(Diagnostics, ControlBlockHasItsWordAtByte12) {
+  const auto enabled = [] {
+    uint32_t word;
+    std::memcpy(&word, reinterpret_cast<const char *>(g_pGTCB) + 12, sizeof word);
+    return word;
+  };
+  ASSERT_NE(g_pGTCB, nullptr);
+  EXPECT_EQ(enabled(), 0U);
+  ossTraceOn("/dev/null");
+  EXPECT_NE(enabled(), 0U);
+  ossTraceOff();
+  EXPECT_EQ(enabled(), 0U);
+}
+
+TEST_F(Diagnostics, TraceRefusesWhatIsNoFile) {
+  mkfifo(path("pipe").c_str(), 0600);
+  const int reader = open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+  const std::string pipe = path("pipe");
+  const std::string nowhere = path("nowhere/file");
+  const struct {
+    const char *path;
+    Rc want;
+  } rows[] = {{nullptr, Rc::OssBadArgument},
+              {"", Rc::OssBadArgument},
+              {directory_.c_str(), Rc::OssBadArgument},
+              {pipe.c_str(), Rc::OssBadArgument},
+              {nowhere.c_str(), Rc::OssSystem}};
+  ASSERT_TRUE(is(ossTraceOn(path("trace").c_str()), Rc::Ok));
+  for (const auto &row : rows) {
+    EXPECT_TRUE(is(ossTraceOn(row.path), row.want)) << (row.path != nullptr ? row.path : "null");
+  }
+  close(reader);
+  EXPECT_TRUE(is(ossTraceOn(pipe.c_str()), Rc::OssBadArgument)) << "without a reader";
+  _gtraceExit(1, kNoFunction, nullptr, 0);
+  EXPECT_EQ(lines("trace").size(), 1U) << "it goes on as before";
+}
+
+// Threads trace while the file is changed under them, and other files take over the descriptors that become free.
+TEST_F(Diagnostics, TraceIsSwitchedUnderOtherThreads) {
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> threads;
+  for (uint32_t id = 1; id <= 3; ++id) {
+    threads.emplace_back([&stop, id] {
+      while (!stop) _gtraceErrorVar(id, sntr::number(Fn::sntrInitNode), id, 0);
+    });
+  }
+  for (int i = 0; i < 150; ++i) {
+    EXPECT_TRUE(is(ossTraceOn(path(i % 2 == 0 ? "even" : "odd").c_str()), Rc::Ok));
+    usleep(100);
+    if (i % 3 == 0) ossTraceOff();
+    const int other = open(path("other").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
+    usleep(100);
+    close(other);
+  }
+  stop = true;
+  for (std::thread &thread : threads) thread.join();
+  ossTraceOff();
+  EXPECT_TRUE(lines("other").empty());
+  EXPECT_FALSE(lines("even").empty());
+  std::set<std::string> whole;
+  for (const std::string id : {"1", "2", "3"}) {
+    whole.insert(" " + std::to_string(getpid()) + "/" + id + " sntrInitNode error at probe " + id + ": Ok 0x00000000");
+  }
+  constexpr size_t kTimeLength = 24;
+  for (const char *name : {"even", "odd"}) {
+    for (const std::string &line : lines(name)) {
+      ASSERT_GT(line.size(), kTimeLength) << name << ": " << line;
+      ASSERT_EQ(whole.count(line.substr(kTimeLength)), 1U) << name << ": " << line;
+    }
+  }
+}
+
+struct Heard {
+  uint32_t function = 0, code = 0, probe = 0, severity = 0;
+  std::string line;
+  int count = 0;
+
+  static void sink(void *context, uint32_t function, uint32_t code, uint32_t probe, uint32_t severity,
+                   const char *line) {
+    auto &heard = *static_cast<Heard *>(context);
+    heard = {function, code, probe, severity, line, heard.count + 1};
+  }
+};
+
+TEST_F(Diagnostics, LogReachesTheSink) {
+  Heard heard;
+  ossLogSetSink(Heard::sink, &heard);
+  const uint32_t fn = sntr::number(Fn::sntrCreateShmDomain);
+  ossLog(fn, sntr::code(Rc::NullKey), 30, 3);
+  EXPECT_EQ(heard.function, fn);
+  EXPECT_TRUE(is(heard.code, Rc::NullKey));
+  EXPECT_EQ(heard.probe, 30U);
+  EXPECT_EQ(heard.severity, 3U);
+  EXPECT_EQ(heard.line.find("sntrCreateShmDomain: NullKey 0x900000a5 at probe 30: "), 0U) << heard.line;
+  ossLog(0, 5, 1, 99);
+  EXPECT_EQ(heard.line, "0x00000005 at probe 1");
+  EXPECT_EQ(heard.severity, 7U);
+  ossAssertFailed("a == b", nullptr, 12);
+  EXPECT_EQ(heard.line, "unknown line 12: this must hold and does not: a == b");
+  EXPECT_EQ(heard.severity, 2U);
+  ossLogSetSink(nullptr, nullptr);
+  ossLog(fn, 0, 1, 7);
+  EXPECT_EQ(heard.count, 3);
+}
+
+TEST_F(Diagnostics, SinkMayLogAndStepDown) {
+  static Heard second;
+  ossLogSetSink(
+      [](void *, uint32_t, uint32_t, uint32_t, uint32_t, const char *) {
+        ossLogSetSink(Heard::sink, &second);
+        ossLog(0, 0, 2, 3);
+      },
+      nullptr);
+  ossLog(0, 0, 1, 3);
+  EXPECT_EQ(second.count, 1);
+  EXPECT_EQ(second.probe, 2U);
+}
+
+// A sink's context may go as soon as another sink is set; the sanitizers see a use after that.
+TEST_F(Diagnostics, FormerSinkHasComeBack) {
+  std::atomic<bool> stop{false};
+  std::thread logger([&] {
+    while (!stop) ossLog(0, 0, 1, 3);
+  });
+  for (int i = 0; i < 300; ++i) {
+    auto heard = std::make_unique<Heard>();
+    ossLogSetSink(Heard::sink, heard.get());
+    usleep(50);
+    ossLogSetSink([](void *, uint32_t, uint32_t, uint32_t, uint32_t, const char *) {}, nullptr);
+  }
+  stop = true;
+  logger.join();
+}
+
+TEST_F(Diagnostics, ChildForkedFromASinkOrATraceIsNotStuck) {
+  std::atomic<bool> stop{false};
+  ossTraceOn("/dev/null");
+  ossLogSetSink([](void *, uint32_t, uint32_t, uint32_t, uint32_t, const char *) { usleep(200); }, nullptr);
+  std::thread busy([&] {
+    while (!stop) ossLog(0, 0, 1, 3);
+  });
+  std::thread tracer([&] {
+    while (!stop) _gtraceExit(1, kNoFunction, nullptr, 0);
+  });
+  for (int i = 0; i < 30; ++i) {
+    Child child([] {
+      alarm(20);
+      ossLog(0, 0, 1, 3);
+      return static_cast<int>(ossTraceOff());
+    });
+    EXPECT_EQ(child.result(), 0) << "fork " << i;
+  }
+  stop = true;
+  busy.join();
+  tracer.join();
+}
+
+TEST(Describe, WritesNameAndTextAsFarAsTheyFit) {
+  const std::string text = "OssExists: a segment with this key exists";
+  const struct {
+    uint32_t code;
+    uint64_t size;
+    Rc want;
+    std::string text;
+  } rows[] = {
+      {0x9000004a, text.size() + 1, Rc::Ok, text},
+      {0x9000004a, text.size(), Rc::OssTruncated, text.substr(0, text.size() - 1)},
+      {0x9000004a, 1, Rc::OssTruncated, ""},
+      {0, 100, Rc::Ok, "Ok: success"},
+      {0x12345678, 100, Rc::OssUnknownCode, "unknown result code 0x12345678"},
+      {0x12345678, 8, Rc::OssUnknownCode, "unknown"},
+      {0xffffffff, 100, Rc::OssUnknownCode, "unknown result code 0xffffffff"},
+  };
+  for (const auto &row : rows) {
+    char buffer[101];
+    std::memset(buffer, '#', sizeof buffer);
+    EXPECT_TRUE(is(ecfErrorGetDescription(row.code, buffer, row.size), row.want)) << row.text;
+    EXPECT_EQ(std::string(buffer, strnlen(buffer, sizeof buffer)), row.text);
+    EXPECT_EQ(buffer[row.size], '#') << row.text;
+  }
+  char byte = '#';
+  EXPECT_TRUE(is(ecfErrorGetDescription(0, nullptr, 10), Rc::OssBadArgument));
+  EXPECT_TRUE(is(ecfErrorGetDescription(0, &byte, 0), Rc::OssBadArgument));
+  EXPECT_EQ(byte, '#');
+}
+
+TEST(Describe, KnowsFunctionsByNumber) {
+  EXPECT_STREQ(ecfGetFunctionName(0x0822000c), "sntrCreateNode");
+  EXPECT_STREQ(ecfGetFunctionName(0x08220133), "sntrMarkShmDomainForDeletion");
+  EXPECT_STREQ(ecfGetFunctionName(0), "unknown");
+}
+
+}  // namespace
+}  // namespace oss_test
