@@ -1,0 +1,93 @@
+// The exported sections and the concurrency model: argument checks and traces around section.h.
+//
+// Here, other than inside the library, entering and leaving are separate calls, so leaving can only go by the model
+// that it finds, and tests the stamp again.
+#include <sntr/latches.h>
+
+#include "frame/section.h"
+#include "layout/version.h"
+#include "layout/words.h"
+
+namespace sntr {
+
+namespace {
+
+Rc checkArguments(const SNodeCB_t *node, const SNodeLatchBlock_t *block) {
+  if (node == nullptr) return Rc::NullNode;
+  return block == nullptr ? Rc::NullLatchBlock : Rc::Ok;
+}
+
+// The model by which a section is left; under model 1 the block must be stamped, or its latch cannot be one.
+Rc modelOnExit(const SNodeCB_t *node, const SNodeLatchBlock_t *block, SectionModel &model) {
+  if (Rc rc = concurrencyModelOf(node, model.value); failed(rc)) return rc;
+  const bool usable =
+      model.value != SNTR_MODEL_LATCHED || readWord<std::uint32_t>(&block->latchVersion) == kVersionWord;
+  return usable ? Rc::Ok : Rc::BadLatchVersion;
+}
+
+}  // namespace
+
+}  // namespace sntr
+
+using namespace sntr;
+
+extern "C" {
+
+std::uint32_t sntrInitializeLatches(const SNodeCB_t *node, SNodeLatchBlock_t *block, std::uint32_t latchVersion) {
+  return traced(Fn::sntrInitializeLatches, [&](const Trace &t) {
+    if (block == nullptr) return t.fail(10, Rc::NullLatchBlock);
+    if (node == nullptr) return t.fail(20, Rc::NullNode);
+    return t.fail(30, initializeLatches(node, block, latchVersion));
+  });
+}
+
+std::uint32_t sntrEnterCriticalSectionBeforeRead(SNodeCB_t *node, SNodeLatchBlock_t *block) {
+  return traced(Fn::sntrEnterCriticalSectionBeforeRead, [&](const Trace &t) {
+    if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
+    SectionModel model{};
+    return t.fail(20, enterRead(node, block, model));
+  });
+}
+
+std::uint32_t sntrExitCriticalSectionAfterRead(SNodeCB_t *node, SNodeLatchBlock_t *block) {
+  return traced(Fn::sntrExitCriticalSectionAfterRead, [&](const Trace &t) {
+    if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
+    SectionModel model{};
+    if (Rc rc = modelOnExit(node, block, model); failed(rc)) return t.fail(20, rc);
+    return t.fail(30, exitRead(block, model));
+  });
+}
+
+std::uint32_t sntrEnterCriticalSectionBeforeWrite(SNodeCB_t *node, SNodeLatchBlock_t *block) {
+  return traced(Fn::sntrEnterCriticalSectionBeforeWrite, [&](const Trace &t) {
+    if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
+    SectionModel model{};
+    return t.fail(20, enterWrite(node, block, model));
+  });
+}
+
+std::uint32_t sntrExitCriticalSectionAfterWrite(SNodeCB_t *node, SNodeLatchBlock_t *block) {
+  return traced(Fn::sntrExitCriticalSectionAfterWrite, [&](const Trace &t) {
+    if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
+    SectionModel model{};
+    if (Rc rc = modelOnExit(node, block, model); failed(rc)) return t.fail(20, rc);
+    return t.fail(30, exitWrite(block, model));
+  });
+}
+
+std::uint32_t sntrSetConcurrencyModel(SNodeCB_t *node, std::uint32_t model) {
+  return traced(Fn::sntrSetConcurrencyModel, [&](const Trace &t) {
+    if (node == nullptr) return t.fail(10, Rc::NullNode);
+    return t.fail(20, setConcurrencyModel(node, model));
+  });
+}
+
+std::uint32_t sntrReturnConcurrencyModel(const SNodeCB_t *node, std::uint32_t *model) {
+  return traced(Fn::sntrReturnConcurrencyModel, [&](const Trace &t) {
+    if (node == nullptr) return t.fail(10, Rc::NullNode);
+    if (model == nullptr) return t.fail(20, Rc::NullModelOutput);
+    return t.fail(30, concurrencyModelOf(node, *model));
+  });
+}
+
+}  // extern "C"

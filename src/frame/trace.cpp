@@ -1,0 +1,34 @@
+// The out-of-line half of the trace scope: reached only while the facility is on, or when a failure is logged.
+#include "frame/trace.h"
+
+#include <oss/identity.h>
+#include <oss/log.h>
+
+namespace sntr {
+
+namespace {
+
+// Marks of the services layer's interface; it gives them no further meaning.
+constexpr std::uint64_t kEntryFirst = 0;
+constexpr std::uint64_t kEntrySecond = 1000000;
+constexpr std::uint64_t kExitLast = 0;
+
+// Severity of a failure that is the caller's to mend.
+constexpr std::uint32_t kArgumentSeverity = 3;
+
+}  // namespace
+
+void Trace::entry() const noexcept { _gtraceEntry(ossThreadID(), number(fn_), kEntryFirst, kEntrySecond); }
+
+void Trace::error(std::uint32_t probe, Rc rc) const noexcept {
+  _gtraceErrorVar(ossThreadID(), number(fn_), probe, code(rc));
+}
+
+void Trace::exit(Rc rc) const noexcept {
+  const std::uint32_t value = code(rc);
+  _gtraceExit(ossThreadID(), number(fn_), &value, kExitLast);
+}
+
+void Trace::log(std::uint32_t probe, Rc rc) const noexcept { ossLog(number(fn_), code(rc), probe, kArgumentSeverity); }
+
+}  // namespace sntr

@@ -1,0 +1,74 @@
+// Entry, failure and exit traces of the exported functions, from one scope.
+//
+// An exported function hands its work to traced(); the work reports each failure once with t.fail(probe, rc). Probe
+// numbers are small literals, distinct within a function. Only exported entry points open a scope: what they call
+// answers with a result code, or takes the Trace of its caller.
+//
+// With tracing off the cost is one test at entry; whatever traces is out of line. Any thread; a Trace never leaves its.
+#pragma once
+
+#include <oss/trace.h>
+
+#include <cstdint>
+#include <utility>
+
+#include "layout/functions.h"
+#include "layout/rc.h"
+
+namespace sntr {
+
+class Trace {
+ public:
+  explicit Trace(Fn fn) noexcept : fn_(fn), on_(facilityIsOn()) {
+    if (on_) [[unlikely]]
+      entry();
+  }
+  Trace(const Trace &) = delete;
+  Trace &operator=(const Trace &) = delete;
+
+  // Traces a failure and gives it back. Success passes through untraced, so that `return t.fail(3, step())` reads well.
+  Rc fail(std::uint32_t probe, Rc rc) const noexcept {
+    if (on_ && failed(rc)) [[unlikely]]
+      error(probe, rc);
+    return rc;
+  }
+
+  // Traces a failure that does not end the call.
+  void note(std::uint32_t probe, Rc rc) const noexcept { static_cast<void>(fail(probe, rc)); }
+
+  // As fail, and writes the failure to the services layer's log too: the storage manager's argument failures.
+  Rc failLogged(std::uint32_t probe, Rc rc) const noexcept {
+    if (failed(rc)) [[unlikely]]
+      log(probe, rc);
+    return fail(probe, rc);
+  }
+
+  // Ends the scope: traces the exit and gives the number that crosses the interface.
+  std::uint32_t result(Rc rc) const noexcept {
+    if (on_) [[unlikely]]
+      exit(rc);
+    return code(rc);
+  }
+
+  Fn function() const noexcept { return fn_; }
+
+ private:
+  static bool facilityIsOn() noexcept { return ossTraceIsOn() != 0; }
+
+  [[gnu::cold]] void entry() const noexcept;
+  [[gnu::cold]] void error(std::uint32_t probe, Rc rc) const noexcept;
+  [[gnu::cold]] void exit(Rc rc) const noexcept;
+  [[gnu::cold]] void log(std::uint32_t probe, Rc rc) const noexcept;
+
+  Fn fn_;
+  bool on_;
+};
+
+// Runs the work of an exported function, `Rc work(Trace &)`, between its entry and exit traces.
+template <class Work>
+inline std::uint32_t traced(Fn fn, Work &&work) noexcept {
+  Trace t(fn);
+  return t.result(std::forward<Work>(work)(t));
+}
+
+}  // namespace sntr
