@@ -1,0 +1,78 @@
+// The end of a domain, and of a handle alone.
+//
+// Once the eyecatcher is gone nothing brings the domain back, so from there on every step is done whatever the one
+// before it answered, and the first failure is told.
+#include "layout/version.h"
+#include "layout/words.h"
+#include "shm/domain.h"
+#include "shm/domain_handle.h"
+#include "shm/heap_access.h"
+#include "sntr/domains.h"
+
+namespace sntr {
+
+namespace {
+
+// Takes the domain out of use, unless others are connected and count. `ended` tells whether it was, because leaving the
+// section may fail after that.
+Rc endDomain(const HeapRef &heap, std::uint32_t mode, bool &ended) {
+  return heapSection(heap, [&] {
+    const std::uint64_t connected = readWord<std::uint64_t>(&headerOf(heap)->connectCount);
+    if (mode == SNTR_FREE_DOMAIN_IF_UNUSED && connected > 1) return Rc::DomainInUse;
+    endHeap(heap);
+    ended = true;
+    return Rc::Ok;
+  });
+}
+
+Rc freeDomain(const Trace &t, ShmDomainHandle *&domain, std::uint32_t mode) {
+  HeapRef heap{};
+  if (Rc rc = domainHeap(domain, heap); failed(rc)) return t.failLogged(2, rc);
+  if (Rc rc = checkSelectors(heap); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = checkHeap(heap); failed(rc)) return t.fail(4, rc);
+  const bool knownMode = mode == SNTR_FREE_DOMAIN_IF_UNUSED || mode == SNTR_FREE_DOMAIN_ALWAYS;
+  if (!knownMode) return t.failLogged(5, Rc::BadDomainFreeMode);
+  // Before this line a refusal costs nothing; behind it the handle is spent.
+  bool ended = false;
+  const Rc ending = t.fail(6, endDomain(heap, mode, ended));
+  if (!ended) return ending;
+  const Rc destroyed = t.fail(7, destroySegment(*domain));
+  const Rc freed = t.fail(8, freeHandle(domain));
+  return firstFailure(ending, firstFailure(destroyed, freed));
+}
+
+// The memory stays mapped and the domain does not hear of it.
+Rc destroyHandle(const Trace &t, ShmDomainHandle *&domain) {
+  HeapRef heap{};
+  if (Rc rc = domainHeap(domain, heap); failed(rc)) return t.failLogged(2, rc);
+  const bool ours = readWord<std::uint64_t>(&headerOf(heap)->handleAllocSelector) == kVersionWord;
+  if (!ours) return t.fail(3, Rc::BadVersion);
+  dropMemoryObject(*domain);
+  return t.fail(4, freeHandle(domain));
+}
+
+}  // namespace
+
+}  // namespace sntr
+
+using sntr::Fn;
+using sntr::Rc;
+using sntr::Trace;
+
+extern "C" {
+
+uint32_t sntrFreeShmDomain(ShmDomainHandle **domain, uint32_t mode) {
+  return sntr::traced(Fn::sntrFreeShmDomain, [&](Trace &t) {
+    if (domain == nullptr) return t.failLogged(1, Rc::NullDomainHandle);
+    return sntr::freeDomain(t, *domain, mode);
+  });
+}
+
+uint32_t sntrDestroyShmDomainHandle(ShmDomainHandle **domain) {
+  return sntr::traced(Fn::sntrDestroyShmDomainHandle, [&](Trace &t) {
+    if (domain == nullptr) return t.failLogged(1, Rc::NullDomainHandle);
+    return sntr::destroyHandle(t, *domain);
+  });
+}
+
+}  // extern "C"

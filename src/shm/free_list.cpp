@@ -1,0 +1,155 @@
+// See free_list.h.
+#include "shm/free_list.h"
+
+namespace sntr {
+
+namespace {
+
+// Where a plan's place names a node that will have left by then, its own neighbour stands in.
+void stepAside(Place &place, std::uint32_t top, const NodeRef &leaving, const Place &its) {
+  for (std::uint32_t i = 0; i <= top && i <= leaving.level; ++i) {
+    if (place.before[i] == leaving) place.before[i] = its.before[i];
+    if (place.after[i] == leaving) place.after[i] = its.after[i];
+  }
+}
+
+std::uint64_t endOf(const HeapView &view, const NodeRef &node) {
+  return node == view.head ? 0 : node.blockOffset() + node.blockSize();
+}
+
+// A node that is to grow must not be a sentinel, and what it becomes must fit the heap.
+Rc planGrowth(const HeapView &view, const Place &around, Return &plan) {
+  const NodeRef before = around.before[0];
+  const NodeRef after = around.after[0];
+  const std::uint64_t low = plan.mergesBefore ? before.blockOffset() : plan.offset;
+  const std::uint64_t high = plan.mergesAfter ? endOf(view, after) : plan.offset + plan.size;
+  if (!view.holdsBlock(low, high - low)) return Rc::ChunkOutsideHeap;
+  if (Rc rc = planResize(view, plan.mergesBefore ? before : after, low, high - low, plan.grown); failed(rc)) return rc;
+  if (!plan.mergesBefore || !plan.mergesAfter) return Rc::Ok;
+  if (Rc rc = planRemoval(view, after, plan.swallowed); failed(rc)) return rc;
+  stepAside(plan.grown.now, before.level, after, plan.swallowed.bySize);
+  stepAside(plan.grown.then, before.level, after, plan.swallowed.bySize);
+  stepAside(plan.grown.then, before.level, before, plan.grown.now);
+  return Rc::Ok;
+}
+
+// The node's place in one order, known up to its own level and, where the other node is higher, up to that one's.
+template <class Order>
+Rc placeFor(const SkipList<Order, FreeSpace> &list, const NodeRef &node, const NodeRef &with, Place &place) {
+  if (Rc rc = list.around(node, place); failed(rc)) return rc;
+  return list.climb(node.level, with.level, place);
+}
+
+}  // namespace
+
+Rc findBestFit(const HeapView &view, std::uint64_t n, NodeRef &fit) {
+  const FreeSpace space(view);
+  Place place;
+  if (Rc rc = FreeBySize(space).find(n, place); failed(rc)) return rc;
+  fit = place.after[0] == view.last ? NodeRef{} : place.after[0];
+  return Rc::Ok;
+}
+
+Rc findFreeFrom(const HeapView &view, std::uint64_t offset, NodeRef &node) {
+  const FreeSpace space(view);
+  Place place;
+  if (Rc rc = FreeByOffset(space).find(offset, place); failed(rc)) return rc;
+  node = place.after[0];
+  return Rc::Ok;
+}
+
+Rc planResize(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size, Resize &plan) {
+  const FreeSpace space(view);
+  const FreeBySize bySize(space);
+  plan.node = node;
+  plan.offset = offset;
+  plan.size = size;
+  if (Rc rc = bySize.around(node, plan.now); failed(rc)) return rc;
+  if (Rc rc = bySize.find(size, plan.then); failed(rc)) return rc;
+  stepAside(plan.then, node.level, node, plan.now);
+  return Rc::Ok;
+}
+
+void apply(const HeapView &view, const Resize &plan) {
+  const FreeSpace space(view);
+  const FreeBySize bySize(space);
+  bySize.unlink(plan.node, plan.now);
+  writeWord<std::uint64_t>(&plan.node.fields()->blockOffset, plan.offset);
+  writeWord<std::uint64_t>(&plan.node.fields()->blockSize, plan.size);
+  bySize.link(plan.node, plan.then);
+}
+
+Rc planRemoval(const HeapView &view, const NodeRef &node, Removal &plan) {
+  const FreeSpace space(view);
+  plan.node = node;
+  if (Rc rc = FreeByOffset(space).around(node, plan.byOffset); failed(rc)) return rc;
+  return FreeBySize(space).around(node, plan.bySize);
+}
+
+void apply(const HeapView &view, const Removal &plan) {
+  const FreeSpace space(view);
+  FreeByOffset(space).unlink(plan.node, plan.byOffset);
+  FreeBySize(space).unlink(plan.node, plan.bySize);
+  FreeByOffset(space).settleLevel();
+}
+
+Rc planInsertion(const HeapView &view, std::uint64_t offset, std::uint64_t size, Insertion &plan) {
+  const FreeSpace space(view);
+  if (Rc rc = FreeByOffset(space).find(offset, plan.byOffset); failed(rc)) return rc;
+  return FreeBySize(space).find(size, plan.bySize);
+}
+
+void apply(const HeapView &view, const Insertion &plan, const NodeRef &node) {
+  const FreeSpace space(view);
+  FreeByOffset(space).link(node, plan.byOffset);
+  FreeBySize(space).link(node, plan.bySize);
+}
+
+Rc planReturn(const HeapView &view, std::uint64_t offset, std::uint64_t size, Return &plan) {
+  const FreeSpace space(view);
+  Place &around = plan.inserted.byOffset;
+  if (!view.holdsBlock(offset, size)) return Rc::ChunkOutsideHeap;
+  if (Rc rc = FreeByOffset(space).find(offset, around); failed(rc)) return rc;
+  const NodeRef after = around.after[0];
+  const std::uint64_t low = endOf(view, around.before[0]);
+  const std::uint64_t high = after == view.last ? view.end : after.blockOffset();
+  if (low > offset || offset + size > high) return view.traits().notFound;
+  plan.offset = offset;
+  plan.size = size;
+  plan.mergesBefore = around.before[0].offset != view.head.offset && low == offset;
+  plan.mergesAfter = after.offset != view.last.offset && high == offset + size;
+  if (plan.needsNode()) return FreeBySize(space).find(size, plan.inserted.bySize);
+  return planGrowth(view, around, plan);
+}
+
+void apply(const HeapView &view, const Return &plan, const NodeRef &node, NodeRef &freed) {
+  freed = NodeRef{};
+  if (plan.needsNode()) {
+    writeWord<std::uint64_t>(&node.fields()->blockOffset, plan.offset);
+    writeWord<std::uint64_t>(&node.fields()->blockSize, plan.size);
+    writeWord<std::uint32_t>(&node.fields()->state, kNodeLive);
+    writeWord<std::uint32_t>(&node.fields()->allocated, 0);
+    apply(view, plan.inserted, node);
+  } else {
+    if (plan.mergesBefore && plan.mergesAfter) {
+      apply(view, plan.swallowed);
+      freed = plan.swallowed.node;
+    }
+    apply(view, plan.grown);
+  }
+  addTo(view.header->heapStat1, plan.size);
+}
+
+Rc replaceFree(const HeapView &view, const NodeRef &node, const NodeRef &with) {
+  const FreeSpace space(view);
+  Removal removal;
+  removal.node = node;
+  if (Rc rc = placeFor(FreeByOffset(space), node, with, removal.byOffset); failed(rc)) return rc;
+  if (Rc rc = placeFor(FreeBySize(space), node, with, removal.bySize); failed(rc)) return rc;
+  const Insertion insertion{removal.byOffset, removal.bySize};
+  apply(view, removal);
+  apply(view, insertion, with);
+  return Rc::Ok;
+}
+
+}  // namespace sntr

@@ -1,0 +1,169 @@
+// See heap.h: the heap's section, its connections, and allocation and release from outside the section.
+#include "shm/heap.h"
+
+#include "shm/chunk_pads.h"
+#include "shm/chunks.h"
+#include "shm/heap_repair.h"
+#include "shm/heap_view.h"
+
+namespace sntr {
+
+namespace {
+
+// The pads that the heap's settings ask for, read under the latch that guards them, which is left before the heap's own
+// is taken.
+Rc readPadSettings(const HeapView &view, ChunkPads &pads) {
+  DebugSettings &settings = view.tail->debug;
+  if (Rc rc = enterExclusive(&view.tail->skipListLatch); failed(rc)) return rc;
+  const std::uint32_t type = readWord<std::uint32_t>(&settings.padType);
+  const std::uint32_t front = readWord<std::uint32_t>(&settings.frontPadWords);
+  const std::uint32_t back = readWord<std::uint32_t>(&settings.backPadWords);
+  writeWord<std::uint32_t>(&settings.debugUsed, 1);
+  const Rc read = padsFor(type, front, back, pads);
+  return firstFailure(read, exitExclusive(&view.tail->skipListLatch));
+}
+
+// Opened anew inside the section: what was read before the latch was obtained may have changed.
+Rc allocateLatched(const HeapRef &heap, std::uint64_t size, const ChunkPads &pads, Chunk &chunk) {
+  HeapView view;
+  if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
+  const std::uint64_t padded = roundUp8(size) + pads.added;
+  if (readWord<std::uint64_t>(&view.header->heapStat1) < padded) return view.traits().full;
+  std::uint64_t offset = 0;
+  if (Rc rc = takeChunk(view, padded, size, pads, offset); failed(rc)) return rc;
+  chunk = Chunk{offset, offset + pads.front};
+  return Rc::Ok;
+}
+
+enum class Move : bool { Down, Up };
+
+// connectCount, one up or down, never below 0. Tells whether it moved.
+bool moveConnections(const HeapRef &heap, Move move) {
+  std::uint64_t *const count = &headerOf(heap)->connectCount;
+  const std::uint64_t now = readWord<std::uint64_t>(count);
+  if (move == Move::Down && now == 0) return false;
+  writeWord<std::uint64_t>(count, move == Move::Up ? now + 1 : now - 1);
+  return true;
+}
+
+// Moves connectCount in the heap's section. Where only leaving the section fails, the count moves back: the caller
+// hears of a failure, and does not have, or still has, what is counted.
+Rc changeConnections(const HeapRef &heap, Move move) {
+  bool moved = false;
+  const Rc rc = heapSection(heap, [&] {
+    const std::uint64_t flags = readWord<std::uint64_t>(&headerOf(heap)->domainFlags);
+    if (move == Move::Up && (flags & kFlagMarkedForDeletion) != 0) return traitsOf(heap.type).marked;
+    moved = moveConnections(heap, move);
+    return Rc::Ok;
+  });
+  if (!moved || !failed(rc)) return rc;
+  const Move back = move == Move::Up ? Move::Down : Move::Up;
+  return firstFailure(rc, heapSection(heap, [&] {
+                        moveConnections(heap, back);
+                        return Rc::Ok;
+                      }));
+}
+
+}  // namespace
+
+Rc checkHeap(const HeapRef &heap) {
+  const HeapTraits &traits = traitsOf(heap.type);
+  const HeapHeader *const header = headerOf(heap);
+  if (readWord<std::uint64_t>(&header->eyecatcher) != traits.eyecatcher) return traits.notThis;
+  if (readWord<std::uint64_t>(&header->heapHeaderOffset) != heap.headerOffset) return traits.offsetMismatch;
+  const std::uint64_t total = readWord<std::uint64_t>(&header->totalSize);
+  const std::uint64_t start = heap.type == HeapType::Domain ? 0 : heap.headerOffset;
+  const bool beyond = addsOver(start, total) || (heap.limit != 0 && start + total > heap.limit);
+  return beyond ? traits.notThis : Rc::Ok;
+}
+
+Rc enterHeap(const HeapRef &heap) {
+  if (Rc rc = checkHeap(heap); failed(rc)) return rc;
+  ExclusiveLatch *const latch = &headerOf(heap)->heapLatch;
+  if (Rc rc = enterExclusive(latch); failed(rc)) return rc;
+  HeapView view;
+  Rc rc = checkHeap(heap);
+  if (!failed(rc)) rc = openHeap(heap, view);
+  if (failed(rc)) return firstFailure(rc, exitExclusive(latch));
+  if (readWord<std::uint64_t>(&view.area->intent) != 0) repairHeap(view);
+  return Rc::Ok;
+}
+
+Rc leaveHeap(const HeapRef &heap) { return exitExclusive(&headerOf(heap)->heapLatch); }
+
+Rc connectHeap(const HeapRef &heap) { return changeConnections(heap, Move::Up); }
+
+Rc disconnectHeap(const HeapRef &heap) { return changeConnections(heap, Move::Down); }
+
+Rc allocateChunk(const HeapRef &heap, std::uint64_t size, Chunk &chunk) {
+  HeapView view;
+  ChunkPads pads;
+  if (Rc rc = checkHeap(heap); failed(rc)) return rc;
+  if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
+  if (size > view.total) return view.traits().full;
+  if (Rc rc = readPadSettings(view, pads); failed(rc)) return rc;
+  bool taken = false;
+  const Rc rc = heapSection(heap, [&] {
+    const Rc done = allocateLatched(heap, size, pads, chunk);
+    taken = !failed(done);
+    return done;
+  });
+  // Only leaving failed: nobody hears of the chunk, so it must not stay.
+  return taken && failed(rc) ? firstFailure(rc, releaseChunk(heap, chunk.offset)) : rc;
+}
+
+Rc releaseChunk(const HeapRef &heap, std::uint64_t chunkOffset) {
+  return heapSection(heap, [&] { return releaseChunkLatched(heap, chunkOffset); });
+}
+
+Rc releaseChunkLatched(const HeapRef &heap, std::uint64_t chunkOffset) {
+  HeapView view;
+  if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
+  return returnChunkAt(view, chunkOffset);
+}
+
+Rc findChunkLatched(const HeapRef &heap, std::uint64_t chunkOffset, std::uint64_t &chunkSize) {
+  HeapView view;
+  Record record;
+  if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
+  if (Rc rc = findRecord(view, chunkOffset, record); failed(rc)) return rc;
+  if (record.node.state() != kNodeLive) return view.traits().notFound;
+  chunkSize = record.node.blockSize();
+  return Rc::Ok;
+}
+
+Rc heapInfo(const HeapRef &heap, ShmHeapInfo &info) {
+  HeapView view;
+  if (Rc rc = checkHeap(heap); failed(rc)) return rc;
+  if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
+  const HeapHeader &h = *view.header;
+  const SkipArea &a = *view.area;
+  const auto word = [](const std::uint64_t &at) { return readWord<std::uint64_t>(&at); };
+  info = ShmHeapInfo{
+      word(h.reservedSelector),
+      word(h.handleAllocSelector),
+      word(h.latchSelector),
+      word(h.domainFlags),
+      word(h.heapHeaderOffset),
+      word(h.connectCount),
+      word(h.totalSize),
+      word(h.heapStat1),
+      word(h.heapStat2),
+      word(h.slotCount),
+      word(h.granule),
+      word(h.userAppAreaSize),
+      word(a.maxLevel),
+      word(a.slAreaSize),
+      word(a.slBytesUsed),
+      word(a.allocatedCount),
+      word(a.slNodeCount),
+      word(a.allocatedLevel),
+      word(a.intent),
+      FreeSpace(view).currentLevel(),
+      word(view.tail->topNode[0]),
+      word(view.tail->attachListHead),
+  };
+  return Rc::Ok;
+}
+
+}  // namespace sntr

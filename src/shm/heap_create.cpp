@@ -1,0 +1,156 @@
+// Building a heap in memory that no other process knows yet; its eyecatcher, written last, is what makes it one.
+#include <algorithm>
+#include <cstring>
+
+#include "layout/version.h"
+#include "shm/free_list.h"
+#include "shm/heap.h"
+#include "shm/heap_view.h"
+#include "shm/node_moves.h"
+
+namespace sntr {
+
+namespace {
+
+constexpr std::uint32_t kInitialDebugMode = 0xb;
+constexpr std::uint32_t kInitialPadType = 0xeebc011a;
+constexpr std::uint32_t kInitialPadWords = 2;
+
+// Nodes that an area whose planned slots hold not even the first one is made to hold, where the heap has room for them.
+constexpr std::uint64_t kLeastNodes = 4;
+
+// Bytes behind which the skip-list area begins, from the start of what totalSize counts.
+std::uint64_t bytesBeforeArea(HeapType type, const HeapPlan &plan) {
+  return plan.headerSize + (type == HeapType::Domain ? plan.headerOffset : 0);
+}
+
+// Header, area and one least block must fit; every size comes from the caller and may be anything.
+bool fits(HeapType type, const HeapPlan &plan, std::uint64_t areaSize) {
+  const std::uint64_t before = bytesBeforeArea(type, plan);
+  if (before < plan.headerSize || addsOver(before, areaSize) || addsOver(before + areaSize, kWordSize)) return false;
+  return before + areaSize + kWordSize <= plan.totalSize;
+}
+
+// The area's size: as planned, or what the first node needs where the planned slots leave no room for it.
+Rc areaSizeFor(HeapType type, const HeapPlan &plan, std::uint64_t &areaSize) {
+  areaSize = plan.slAreaSize;
+  const std::uint64_t header = skipListHeaderSize(plan.maxLevel);
+  const std::uint64_t least = roundUp8(header + skipNodeSize(0) + nodeReserve(plan.maxLevel));
+  if (areaSize >= least) return Rc::Ok;
+  areaSize = least + (kLeastNodes - 1) * skipNodeSize(plan.maxLevel - 1);
+  if (!fits(type, plan, areaSize)) areaSize = least;
+  return fits(type, plan, areaSize) ? Rc::Ok : traitsOf(type).misfit;
+}
+
+// All that must hold before anything is written. The skip-list header's size follows from the level and the header's
+// from the user area, so that what is stored is what every later user computes.
+Rc checkPlan(const std::byte *base, HeapType type, const HeapPlan &plan) {
+  const HeapTraits &traits = traitsOf(type);
+  if (base == nullptr) return Rc::NullBase;
+  if (plan.maxLevel < 1 || plan.maxLevel > kMaxSkipLevels) return traits.misfit;
+  if (plan.userAreaSize > plan.totalSize || !isMultipleOf8(plan.headerOffset)) return traits.misfit;
+  if (plan.headerSize != heapHeaderSize(plan.userAreaSize)) return traits.misfit;
+  if (plan.slHeaderSize >= plan.slAreaSize) return Rc::SkipListAreaTooSmall;
+  const bool consistent = plan.slHeaderSize == skipListHeaderSize(plan.maxLevel) && isMultipleOf8(plan.slAreaSize);
+  return consistent && fits(type, plan, plan.slAreaSize) ? Rc::Ok : traits.misfit;
+}
+
+void writeHeader(HeapHeader *header, const HeapPlan &plan) {
+  header->reservedSelector = plan.reservedSelector;
+  header->handleAllocSelector = plan.handleAllocSelector;
+  header->latchSelector = plan.latchSelector;
+  header->eyecatcher = 0;
+  header->domainFlags = plan.initialFlags;
+  header->heapHeaderOffset = plan.headerOffset;
+  header->connectCount = 1;
+  header->totalSize = plan.totalSize;
+  header->heapStat1 = 0;
+  header->heapStat2 = 0;
+  header->slotCount = plan.slotCount;
+  header->granule = plan.granule;
+  header->topNodeWord = plan.typeWord;
+  header->userAppAreaSize = plan.userAreaSize;
+  std::byte *const userArea = reinterpret_cast<std::byte *>(header) + sizeof(HeapHeader);
+  std::memset(userArea, 0, roundUp8(plan.userAreaSize));
+  if (plan.userData != nullptr) std::memcpy(userArea, plan.userData, plan.userAreaSize);
+}
+
+Rc writeTail(HeapTail *tail, std::uint64_t latchSelector) {
+  std::memset(tail->topNode, 0, offsetof(HeapTail, reserved));
+  if (Rc rc = initializeExclusiveLatch(&tail->skipListLatch, latchSelector); failed(rc)) return rc;
+  if (Rc rc = enterExclusive(&tail->skipListLatch); failed(rc)) return rc;
+  tail->debug = DebugSettings{kInitialDebugMode, kInitialPadType, 0, {}, kInitialPadWords, kInitialPadWords};
+  return exitExclusive(&tail->skipListLatch);
+}
+
+void writeSentinel(std::byte *at, std::uint64_t level) {
+  std::memset(at, 0, skipNodeSize(level));
+  writeWord<std::uint64_t>(&reinterpret_cast<SkipNode *>(at)->nodeLevel, level);
+}
+
+// An empty free list between its sentinels, and an empty allocated list.
+void writeArea(std::byte *at, std::uint64_t offset, std::uint64_t levels, std::uint64_t areaSize) {
+  std::memset(at, 0, skipListHeaderSize(levels));
+  SkipArea *const area = reinterpret_cast<SkipArea *>(at);
+  area->maxLevel = levels;
+  area->slAreaSize = areaSize;
+  area->slBytesUsed = skipListHeaderSize(levels);
+  area->slNextFree = skipListHeaderSize(levels);
+  area->allocatedHeadLevel = levels - 1;
+  const std::uint32_t top = static_cast<std::uint32_t>(levels - 1);
+  const NodeRef head{at + headSentinelAt(levels), offset + headSentinelAt(levels), top};
+  const NodeRef last{at + tailSentinelAt(levels), offset + tailSentinelAt(levels), top};
+  writeSentinel(head.at, top);
+  writeSentinel(last.at, top);
+  for (std::uint32_t i = 0; i <= top; ++i) {
+    head.writeLink(Links::OffsetForward, i, last.offset);
+    head.writeLink(Links::SizeForward, i, last.offset);
+    last.writeLink(Links::OffsetBackward, i, head.offset);
+    last.writeLink(Links::SizeBackward, i, head.offset);
+  }
+}
+
+Rc insertFirstBlock(std::byte *base, HeapType type, const HeapPlan &plan) {
+  HeapView view;
+  if (Rc rc = openHeap(HeapRef{base, plan.headerOffset, type, 0}, view); failed(rc)) return rc;
+  Insertion place;
+  NodeRef slot;
+  const std::uint64_t size = view.end - view.blocksLow;
+  if (Rc rc = planInsertion(view, view.blocksLow, size, place); failed(rc)) return rc;
+  if (Rc rc = takeAnySlot(view, chooseLevel(0, view.levels), slot); failed(rc)) return rc;
+  if (!slot.exists()) return view.traits().misfit;
+  bringToLife(view, slot, view.blocksLow, size, false);
+  apply(view, place, slot);
+  addTo(view.header->heapStat1, size);
+  return Rc::Ok;
+}
+
+// Everything behind the heap latch, which is held.
+Rc buildLatched(std::byte *base, HeapType type, const HeapPlan &plan, std::uint64_t areaSize) {
+  HeapHeader *const header = reinterpret_cast<HeapHeader *>(base + plan.headerOffset);
+  std::byte *const area = base + plan.headerOffset + plan.headerSize;
+  writeHeader(header, plan);
+  if (Rc rc = writeTail(reinterpret_cast<HeapTail *>(area - sizeof(HeapTail)), plan.latchSelector); failed(rc))
+    return rc;
+  writeArea(area, plan.headerOffset + plan.headerSize, plan.maxLevel, areaSize);
+  if (Rc rc = insertFirstBlock(base, type, plan); failed(rc)) return rc;
+  publishWord<std::uint64_t>(&header->eyecatcher, traitsOf(type).eyecatcher);
+  return Rc::Ok;
+}
+
+}  // namespace
+
+Rc createHeap(std::byte *base, HeapType type, const HeapPlan &plan) {
+  std::uint64_t areaSize = 0;
+  if (Rc rc = checkPlan(base, type, plan); failed(rc)) return rc;
+  if (Rc rc = areaSizeFor(type, plan, areaSize); failed(rc)) return rc;
+  HeapHeader *const header = reinterpret_cast<HeapHeader *>(base + plan.headerOffset);
+  if (Rc rc = initializeExclusiveLatch(&header->heapLatch, plan.latchSelector); failed(rc)) return rc;
+  if (Rc rc = enterExclusive(&header->heapLatch); failed(rc)) return rc;
+  const Rc built = buildLatched(base, type, plan, areaSize);
+  const Rc left = exitExclusive(&header->heapLatch);
+  if (failed(built) || failed(left)) writeWord<std::uint64_t>(&header->eyecatcher, 0);
+  return firstFailure(built, left);
+}
+
+}  // namespace sntr

@@ -1,0 +1,292 @@
+// The heap's exported operations: arguments checked, then the workers of this room. One after another, in the order of
+// their header. Those that say so take the heap's latch; the others run inside the caller's.
+#include "frame/trace.h"
+#include "shm/allocated_list.h"
+#include "shm/chunks.h"
+#include "shm/free_list.h"
+#include "shm/heap.h"
+#include "shm/heap_view.h"
+#include "shm/node_moves.h"
+#include "sntr/heap.h"
+
+namespace sntr {
+
+namespace {
+
+// A heap as callers name it. Probes 1 to 3 of every function here.
+Rc nameHeap(const Trace &t, void *base, std::uint32_t heapType, std::uint64_t headerOffset, HeapRef &heap) {
+  HeapType type{};
+  if (base == nullptr) return t.failLogged(1, Rc::NullBase);
+  if (Rc rc = heapTypeFrom(heapType, type); failed(rc)) return t.failLogged(2, rc);
+  if (!isMultipleOf8(headerOffset)) return t.failLogged(3, traitsOf(type).offsetMismatch);
+  heap = HeapRef{static_cast<std::byte *>(base), headerOffset, type, 0};
+  return Rc::Ok;
+}
+
+// Names a heap and runs `Rc work(const HeapRef &)`; its failure is probe 10.
+template <class Work>
+std::uint32_t onHeap(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, Work &&work) {
+  return traced(fn, [&](const Trace &t) {
+    HeapRef heap;
+    if (Rc rc = nameHeap(t, base, heapType, headerOffset, heap); failed(rc)) return rc;
+    return t.fail(10, work(heap));
+  });
+}
+
+// Opens the heap, whose latch the caller holds, and runs `Rc work(const HeapView &)`.
+template <class Work>
+std::uint32_t onLists(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, Work &&work) {
+  return onHeap(fn, base, heapType, headerOffset, [&](const HeapRef &heap) {
+    HeapView view;
+    if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
+    return work(view);
+  });
+}
+
+// The same for an operation with outputs, none of which may be null.
+template <class Work>
+std::uint32_t onListsWithOutput(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, bool outputs,
+                                Work &&work) {
+  return onLists(fn, base, heapType, headerOffset,
+                 [&](const HeapView &view) { return outputs ? work(view) : Rc::NullStorageOutput; });
+}
+
+// A block that is to become free or allocated may be neither now.
+Rc checkUnused(const HeapView &view, std::uint64_t offset, std::uint64_t size) {
+  Place place;
+  Return unused;
+  if (Rc rc = planRecord(view, offset, size, place); failed(rc)) return rc;
+  return planReturn(view, offset, size, unused);
+}
+
+// Links a free node as it is described by its fields, without merging.
+Rc linkFree(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size) {
+  Insertion place;
+  if (Rc rc = planInsertion(view, offset, size, place); failed(rc)) return rc;
+  bringToLife(view, node, offset, size, false);
+  apply(view, place, node);
+  addTo(view.header->heapStat1, size);
+  return Rc::Ok;
+}
+
+Rc linkAllocated(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size) {
+  Place place;
+  if (Rc rc = planRecord(view, offset, size, place); failed(rc)) return rc;
+  bringToLife(view, node, offset, size, true);
+  enterRecord(view, node, place);
+  return Rc::Ok;
+}
+
+// Runs `Rc link(node, offset, size)` on a slot made for it; where that fails the slot is given back.
+template <class Link>
+Rc linkNewNode(const HeapView &view, std::uint32_t currentLevel, Link &&link) {
+  NodeRef slot;
+  if (Rc rc = obtainSlot(view, chooseLevel(currentLevel, view.levels), slot); failed(rc)) return rc;
+  const Rc rc = link(slot);
+  if (failed(rc)) giveBack(view, slot);
+  return rc;
+}
+
+// Runs the same on a dead node, as what it was; where that fails it stays dead.
+template <class Link>
+Rc linkOldNode(const HeapView &view, std::uint64_t offset, Link &&link) {
+  NodeRef node;
+  if (Rc rc = view.nodeSpace(offset, node); failed(rc)) return rc;
+  if (Rc rc = checkUnused(view, node.blockOffset(), node.blockSize()); failed(rc)) return rc;
+  if (Rc rc = revive(view, node); failed(rc)) return rc;
+  const Rc rc = link(node);
+  if (failed(rc)) giveBack(view, node);
+  return rc;
+}
+
+Rc insertFreeChunk(const HeapView &view, std::uint64_t offset, std::uint64_t size) {
+  if (Rc rc = checkUnused(view, offset, size); failed(rc)) return rc;
+  const StatedIntent intent(view, Intent::Link, offset);
+  return linkNewNode(view, FreeSpace(view).currentLevel(),
+                     [&](const NodeRef &slot) { return linkFree(view, slot, offset, size); });
+}
+
+Rc insertAllocatedChunk(const HeapView &view, std::uint64_t offset, std::uint64_t size) {
+  Place unused;
+  if (Rc rc = planRecord(view, offset, size, unused); failed(rc)) return rc;
+  const StatedIntent intent(view, Intent::Link, offset);
+  return linkNewNode(view, AllocatedSpace(view).currentLevel(),
+                     [&](const NodeRef &slot) { return linkAllocated(view, slot, offset, size); });
+}
+
+Rc returnFreeBlock(const HeapView &view, std::uint64_t offset, std::uint64_t size) {
+  if (Rc rc = checkUnused(view, offset, size); failed(rc)) return rc;
+  const StatedIntent intent(view, Intent::Link, offset);
+  Return plan;
+  if (Rc rc = planReturn(view, offset, size, plan); failed(rc)) return rc;
+  if (plan.needsNode()) return insertFreeChunk(view, offset, size);
+  NodeRef freed;
+  apply(view, plan, NodeRef{}, freed);
+  if (freed.exists()) retire(view, freed);
+  return Rc::Ok;
+}
+
+Rc deleteFreeBlock(const HeapView &view, std::uint64_t offset) {
+  NodeRef node;
+  Removal removal;
+  if (Rc rc = view.node(offset, node); failed(rc)) return rc;
+  if (readWord<std::uint32_t>(&node.fields()->allocated) != 0) return Rc::ChunkOutsideHeap;
+  if (Rc rc = planRemoval(view, node, removal); failed(rc)) return rc;
+  const StatedIntent intent(view, Intent::Link, node.blockOffset());
+  apply(view, removal);
+  takeFrom(view.header->heapStat1, node.blockSize());
+  retire(view, node);
+  return Rc::Ok;
+}
+
+Rc deleteAllocatedBlock(const HeapView &view, std::uint64_t offset, std::uint64_t &size) {
+  Record record;
+  if (Rc rc = findRecord(view, offset, record); failed(rc)) return rc;
+  if (record.node.state() != kNodeLive) return view.traits().notFound;
+  const StatedIntent intent(view, Intent::Link, offset);
+  size = record.node.blockSize();
+  removeRecord(view, record);
+  retire(view, record.node);
+  return Rc::Ok;
+}
+
+Rc findFreeBlock(const HeapView &view, std::uint64_t offset, std::uint64_t &node, std::uint64_t &size) {
+  NodeRef found;
+  if (Rc rc = findFreeFrom(view, offset, found); failed(rc)) return rc;
+  if (found == view.last || found.blockOffset() != offset) return view.traits().notFound;
+  node = found.offset;
+  size = found.blockSize();
+  return Rc::Ok;
+}
+
+Rc changeSpace(const HeapView &view, std::uint64_t leastGrowth) {
+  if (leastGrowth > view.total) return view.traits().full;
+  return grow(view, kLeastExtent + roundUp8(leastGrowth), NodeRef{}, 0);
+}
+
+}  // namespace
+
+}  // namespace sntr
+
+using namespace sntr;
+
+uint32_t sntrCreateInitStorageHeap(void *base, uint32_t heapType, uint64_t totalSize, uint64_t headerOffset,
+                                   uint64_t slotCount, uint64_t maxLevel, uint64_t headerSize, uint64_t slHeaderSize,
+                                   uint64_t slAreaSize, uint64_t granule, uint64_t userAreaSize, const void *userData,
+                                   uint64_t latchSelector, uint64_t reservedSelector, uint64_t handleAllocSelector,
+                                   uint64_t initialFlags, uint64_t typeWord) {
+  const HeapPlan plan{totalSize,           headerOffset, slotCount,    maxLevel, headerSize,    slHeaderSize,
+                      slAreaSize,          granule,      userAreaSize, userData, latchSelector, reservedSelector,
+                      handleAllocSelector, initialFlags, typeWord};
+  return traced(Fn::sntrCreateInitStorageHeap, [&](const Trace &t) {
+    HeapType type{};
+    if (base == nullptr) return t.failLogged(1, Rc::NullBase);
+    if (Rc rc = heapTypeFrom(heapType, type); failed(rc)) return t.failLogged(2, rc);
+    return t.fail(3, createHeap(static_cast<std::byte *>(base), type, plan));
+  });
+}
+
+uint32_t sntrConnectToStorageHeap(void *base, uint32_t heapType, uint64_t headerOffset) {
+  return onHeap(Fn::sntrConnectToStorageHeap, base, heapType, headerOffset,
+                [](const HeapRef &heap) { return connectHeap(heap); });
+}
+
+uint32_t sntrDisconnectFromStorageHeap(void *base, uint32_t heapType, uint64_t headerOffset) {
+  return onHeap(Fn::sntrDisconnectFromStorageHeap, base, heapType, headerOffset,
+                [](const HeapRef &heap) { return disconnectHeap(heap); });
+}
+
+uint32_t sntrGetMemChunkFromShmHeap(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t size,
+                                    uint32_t /*traceId*/, const char * /*sourceFile*/, uint32_t /*line*/,
+                                    uint64_t *chunkOffset, uint64_t *userOffset) {
+  return onHeap(Fn::sntrGetMemChunkFromShmHeap, base, heapType, headerOffset, [&](const HeapRef &heap) {
+    Chunk chunk;
+    if (chunkOffset == nullptr || userOffset == nullptr) return Rc::NullStorageOutput;
+    if (Rc rc = allocateChunk(heap, size, chunk); failed(rc)) return rc;
+    *chunkOffset = chunk.offset;
+    *userOffset = chunk.userOffset;
+    return Rc::Ok;
+  });
+}
+
+uint32_t sntrReturnMemChunkToShmHeap(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t chunkOffset,
+                                     uint32_t /*traceId*/, const char * /*sourceFile*/, uint32_t /*line*/) {
+  return onHeap(Fn::sntrReturnMemChunkToShmHeap, base, heapType, headerOffset,
+                [&](const HeapRef &heap) { return releaseChunk(heap, chunkOffset); });
+}
+
+uint32_t sntrGetFreeBlockFromSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t size,
+                                   uint64_t *chunkOffset) {
+  return onListsWithOutput(Fn::sntrGetFreeBlockFromSList, base, heapType, headerOffset, chunkOffset != nullptr,
+                           [&](const HeapView &view) {
+                             if (size == 0 || !isMultipleOf8(size)) return Rc::ChunkOutsideHeap;
+                             return takeFreeBlock(view, size, *chunkOffset);
+                           });
+}
+
+uint32_t sntrFindFreeBlockInSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset, uint64_t *node,
+                                  uint64_t *size) {
+  return onListsWithOutput(Fn::sntrFindFreeBlockInSList, base, heapType, headerOffset,
+                           node != nullptr && size != nullptr,
+                           [&](const HeapView &view) { return findFreeBlock(view, offset, *node, *size); });
+}
+
+uint32_t sntrReturnFreeBlockToSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset,
+                                    uint64_t size) {
+  return onLists(Fn::sntrReturnFreeBlockToSList, base, heapType, headerOffset,
+                 [&](const HeapView &view) { return returnFreeBlock(view, offset, size); });
+}
+
+uint32_t sntrInsertFreeMemChunk(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset, uint64_t size) {
+  return onLists(Fn::sntrInsertFreeMemChunk, base, heapType, headerOffset,
+                 [&](const HeapView &view) { return insertFreeChunk(view, offset, size); });
+}
+
+uint32_t sntrInsertFreeMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node) {
+  return onLists(Fn::sntrInsertFreeMemBlock, base, heapType, headerOffset, [&](const HeapView &view) {
+    return linkOldNode(view, node, [&](const NodeRef &old) {
+      const StatedIntent intent(view, Intent::Link, old.blockOffset());
+      return linkFree(view, old, old.blockOffset(), old.blockSize());
+    });
+  });
+}
+
+uint32_t sntrDeleteFreeMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node) {
+  return onLists(Fn::sntrDeleteFreeMemBlock, base, heapType, headerOffset,
+                 [&](const HeapView &view) { return deleteFreeBlock(view, node); });
+}
+
+uint32_t sntrInsertAllocMemChunk(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset, uint64_t size) {
+  return onLists(Fn::sntrInsertAllocMemChunk, base, heapType, headerOffset,
+                 [&](const HeapView &view) { return insertAllocatedChunk(view, offset, size); });
+}
+
+uint32_t sntrInsertAllocMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node) {
+  return onLists(Fn::sntrInsertAllocMemBlock, base, heapType, headerOffset, [&](const HeapView &view) {
+    return linkOldNode(view, node, [&](const NodeRef &old) {
+      const StatedIntent intent(view, Intent::Link, old.blockOffset());
+      return linkAllocated(view, old, old.blockOffset(), old.blockSize());
+    });
+  });
+}
+
+uint32_t sntrDeleteAllocMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset,
+                                 uint64_t *size) {
+  return onListsWithOutput(Fn::sntrDeleteAllocMemBlock, base, heapType, headerOffset, size != nullptr,
+                           [&](const HeapView &view) { return deleteAllocatedBlock(view, offset, *size); });
+}
+
+uint32_t sntrDefragmentSList(void *base, uint32_t heapType, uint64_t headerOffset) {
+  return onLists(Fn::sntrDefragmentSList, base, heapType, headerOffset,
+                 [](const HeapView &view) { return compactAll(view); });
+}
+
+uint32_t sntrDefragmentSLInPlace(void *base, uint32_t heapType, uint64_t headerOffset) {
+  return onLists(Fn::sntrDefragmentSLInPlace, base, heapType, headerOffset,
+                 [](const HeapView &view) { return compactArea(view); });
+}
+
+uint32_t sntrChangeSlistSpace(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t leastGrowth) {
+  return onLists(Fn::sntrChangeSlistSpace, base, heapType, headerOffset,
+                 [&](const HeapView &view) { return changeSpace(view, leastGrowth); });
+}

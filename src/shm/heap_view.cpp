@@ -1,0 +1,81 @@
+// See heap_view.h.
+#include "shm/heap_view.h"
+
+namespace sntr {
+
+namespace {
+
+NodeRef sentinel(const HeapView &view, std::uint64_t offset) {
+  return NodeRef{view.at(offset), offset, view.levels - 1};
+}
+
+// The parts behind the user application area: their places follow from its size.
+Rc openTail(const HeapRef &heap, HeapView &view) {
+  const std::uint64_t userArea = readWord<std::uint64_t>(&view.header->userAppAreaSize);
+  if (userArea > view.total) return Rc::StoredUserAreaTooLarge;
+  const std::uint64_t headerSize = heapHeaderSize(userArea);
+  if (!liesWithin(heap.headerOffset, headerSize + sizeof(SkipArea), 0, view.end)) return view.traits().notThis;
+  view.tail = reinterpret_cast<HeapTail *>(view.at(heap.headerOffset + headerSize - sizeof(HeapTail)));
+  view.areaStart = heap.headerOffset + headerSize;
+  view.area = reinterpret_cast<SkipArea *>(view.at(view.areaStart));
+  return Rc::Ok;
+}
+
+Rc openArea(HeapView &view) {
+  const std::uint64_t levels = readWord<std::uint64_t>(&view.area->maxLevel);
+  const std::uint64_t size = readWord<std::uint64_t>(&view.area->slAreaSize);
+  if (levels < 1 || levels > kMaxSkipLevels) return Rc::ChunkOutsideHeap;
+  const bool fits =
+      isMultipleOf8(size) && size > skipListHeaderSize(levels) && liesWithin(view.areaStart, size, 0, view.end);
+  if (!fits) return Rc::ChunkOutsideHeap;
+  view.levels = static_cast<std::uint32_t>(levels);
+  view.nodesLow = view.areaStart + skipListHeaderSize(levels);
+  view.blocksLow = view.areaStart + size;
+  view.head = sentinel(view, view.areaStart + headSentinelAt(levels));
+  view.last = sentinel(view, view.areaStart + tailSentinelAt(levels));
+  view.allocatedHead = sentinel(view, view.areaStart + kAllocatedHeadAt);
+  return Rc::Ok;
+}
+
+}  // namespace
+
+Rc openHeap(const HeapRef &heap, HeapView &view) {
+  view.base = heap.base;
+  view.type = heap.type;
+  view.headerOffset = heap.headerOffset;
+  view.header = headerOf(heap);
+  if (readWord<std::uint64_t>(&view.header->heapHeaderOffset) != heap.headerOffset) return view.traits().offsetMismatch;
+  view.total = readWord<std::uint64_t>(&view.header->totalSize);
+  const std::uint64_t start = heap.type == HeapType::Domain ? 0 : heap.headerOffset;
+  if (addsOver(start, view.total)) return view.traits().notThis;
+  view.end = (start + view.total) & ~(kWordSize - 1);
+  if (heap.limit != 0 && view.end > heap.limit) return view.traits().notThis;
+  if (Rc rc = openTail(heap, view); failed(rc)) return rc;
+  return openArea(view);
+}
+
+Rc HeapView::nodeSpace(std::uint64_t offset, NodeRef &out) const {
+  if (!isMultipleOf8(offset) || !liesWithin(offset, skipNodeSize(0), nodesLow, end)) return Rc::ChunkOutsideHeap;
+  std::byte *const place = at(offset);
+  const std::uint64_t level = readWord<std::uint64_t>(&reinterpret_cast<SkipNode *>(place)->nodeLevel);
+  if (level >= levels || skipNodeSize(level) > end - offset) return Rc::ChunkOutsideHeap;
+  out = NodeRef{place, offset, static_cast<std::uint32_t>(level)};
+  return Rc::Ok;
+}
+
+Rc HeapView::node(std::uint64_t offset, NodeRef &out) const {
+  if (Rc rc = nodeSpace(offset, out); failed(rc)) return rc;
+  return out.state() == kNodeDead ? Rc::ChunkOutsideHeap : Rc::Ok;
+}
+
+Rc FreeSpace::node(std::uint64_t offset, NodeRef &out) const {
+  if (offset == view_.head.offset || offset == view_.last.offset) {
+    out = offset == view_.head.offset ? view_.head : view_.last;
+    return Rc::Ok;
+  }
+  return view_.node(offset, out);
+}
+
+Rc AllocatedSpace::node(std::uint64_t offset, NodeRef &out) const { return view_.node(offset, out); }
+
+}  // namespace sntr

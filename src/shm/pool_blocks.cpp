@@ -1,0 +1,123 @@
+// Blocks: the memory of nodes and of whatever else lives in a pool.
+//
+// The address that comes back from a caller may be anything. It is held against the domain before a byte near it is
+// read, and the words before it are only a hint to the chunk: the pool's own record decides whether there is one.
+#include "layout/words.h"
+#include "shm/chunk_pads.h"
+#include "shm/pool.h"
+#include "sntr/pools.h"
+
+namespace sntr {
+
+namespace {
+
+// The size rounded up to the pool's granule, which is read once. A granule above the pool itself is damage: no pool is
+// created with one.
+Rc granularSize(const HeapRef &heap, std::uint64_t size, std::uint64_t &rounded) {
+  const std::uint64_t granule = readWord<std::uint64_t>(&headerOf(heap)->granule);
+  const std::uint64_t total = readWord<std::uint64_t>(&headerOf(heap)->totalSize);
+  if (!isMultipleOf8(granule)) return Rc::PoolGranuleUneven;
+  if (granule == 0 || granule > total) return Rc::PoolGranuleBad;
+  if (size > total || addsOver(size, granule)) return Rc::PoolFull;
+  rounded = (size + granule - 1) / granule * granule;
+  return Rc::Ok;
+}
+
+// A chunk of the pool begins between its header and its end; the record tells later whether one does.
+bool holdsChunk(const HeapRef &heap, std::uint64_t chunkOffset) {
+  return liesWithin(chunkOffset, 0, heap.headerOffset, heap.limit) &&
+         chunkOffset - heap.headerOffset <= readWord<std::uint64_t>(&headerOf(heap)->totalSize);
+}
+
+// Looks at the header without the latch first, because a granule and a total are needed to know what to ask for; the
+// allocation tests the header again inside.
+Rc allocateIn(const HeapRef &heap, std::uint64_t size, void *&block) {
+  if (Rc rc = checkHeap(heap); failed(rc)) return rc;
+  std::uint64_t rounded = 0;
+  if (Rc rc = granularSize(heap, size, rounded); failed(rc)) return rc;
+  Chunk chunk{};
+  if (Rc rc = allocateChunk(heap, rounded, chunk); failed(rc)) return rc;
+  if (!holdsChunk(heap, chunk.offset)) {
+    // Only a header that changed under us leads here; the first failure is the one to tell.
+    return firstFailure(Rc::ChunkOutsideHeap, releaseChunk(heap, chunk.offset));
+  }
+  block = heap.base + chunk.userOffset;
+  return Rc::Ok;
+}
+
+// Where the chunk of a block begins.
+Rc findChunkOf(const HeapRef &heap, const std::byte *block, std::uint64_t &chunkOffset) {
+  // Compared as numbers: the two addresses need not belong to one object.
+  const auto address = reinterpret_cast<std::uintptr_t>(block);
+  const auto base = reinterpret_cast<std::uintptr_t>(heap.base);
+  if (address < base) return Rc::BlockBelowDomain;
+  const std::uint64_t offset = address - base;
+  if (offset > heap.limit) return Rc::ChunkOutsideHeap;
+  std::uint64_t front = 0;
+  if (Rc rc = frontOfBlock(block, offset, front); failed(rc)) return rc;
+  if (front > offset) return Rc::ChunkBelowDomain;
+  chunkOffset = offset - front;
+  if (!isMultipleOf8(chunkOffset)) return Rc::ChunkUneven;
+  return holdsChunk(heap, chunkOffset) ? Rc::Ok : Rc::ChunkOutsideHeap;
+}
+
+// The caller's address is cleared, so that releasing it again is told as null and not looked up as a stray one.
+Rc freeIn(const HeapRef &heap, void *&block) {
+  if (Rc rc = checkHeap(heap); failed(rc)) return rc;
+  std::uint64_t chunkOffset = 0;
+  if (Rc rc = findChunkOf(heap, static_cast<const std::byte *>(block), chunkOffset); failed(rc)) return rc;
+  bool released = false;
+  const Rc rc = heapSection(heap, [&] {
+    const Rc done = releaseChunkLatched(heap, chunkOffset);
+    released = !failed(done);
+    return done;
+  });
+  // Also where the latch could not be given back afterwards: the bytes may be somebody else's by now.
+  if (released) block = nullptr;
+  return rc;
+}
+
+}  // namespace
+
+Rc allocateBlock(const ShmPoolHandle *pool, std::uint64_t size, void *&block) {
+  HeapRef heap{};
+  if (Rc rc = poolHeap(pool, heap); failed(rc)) return rc;
+  return allocateIn(heap, size, block);
+}
+
+Rc freeBlock(const ShmPoolHandle *pool, void *&block) {
+  HeapRef heap{};
+  if (Rc rc = poolHeap(pool, heap); failed(rc)) return rc;
+  return block != nullptr ? freeIn(heap, block) : Rc::NullBlock;
+}
+
+}  // namespace sntr
+
+using sntr::Fn;
+using sntr::Rc;
+using sntr::Trace;
+
+extern "C" {
+
+uint32_t _sntrAllocateShmBlock(void **block, const ShmPoolHandle *pool, uint64_t size, uint32_t /*traceId*/,
+                               const char * /*sourceFile*/, uint32_t /*line*/) {
+  return sntr::traced(Fn::_sntrAllocateShmBlock, [&](Trace &t) {
+    sntr::HeapRef heap{};
+    if (Rc rc = sntr::poolHeap(pool, heap); failed(rc)) return t.failLogged(1, rc);
+    if (block == nullptr) return t.failLogged(2, Rc::NullStorageOutput);
+    return t.fail(3, sntr::allocateIn(heap, size, *block));
+  });
+}
+
+uint32_t _sntrFreeShmBlock(void **block, const ShmPoolHandle *pool, uint32_t /*traceId*/, const char * /*sourceFile*/,
+                           uint32_t /*line*/) {
+  return sntr::traced(Fn::_sntrFreeShmBlock, [&](Trace &t) {
+    sntr::HeapRef heap{};
+    if (Rc rc = sntr::poolHeap(pool, heap); failed(rc)) return t.failLogged(1, rc);
+    if (block == nullptr) return t.failLogged(2, Rc::NullStorageOutput);
+    if (*block == nullptr) return t.failLogged(3, Rc::NullBlock);
+    return t.fail(4, sntr::freeIn(heap, *block));
+  });
+}
+
+}  // extern "C"

@@ -1,0 +1,67 @@
+// A pool's heap in memory of the test's own, with verbs.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sntr/heap.h>
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "support/heap_walk.h"
+
+namespace sntr::test {
+
+class TestHeap {
+ public:
+  static constexpr std::uint64_t kHeader = 64;  // a pool's header is never at 0
+
+  explicit TestHeap(std::uint64_t total, std::uint64_t slots = 50, std::uint64_t levels = 10,
+                    std::uint64_t userArea = 0)
+      : memory_((kHeader + total + 15) / 8), total_(total) {
+    const std::uint64_t header = ((userArea + 7) & ~std::uint64_t{7}) + 0x1e8;
+    const std::uint64_t listHeader = 0x48 * levels + 0xd8;
+    created = sntrCreateInitStorageHeap(base(), SNTR_HEAP_POOL, total, kHeader, slots, levels, header, listHeader,
+                                        (slots * 0xb7 + listHeader + 7) & ~std::uint64_t{7}, 8, userArea, nullptr,
+                                        SNTR_VERSION, SNTR_VERSION, SNTR_VERSION, 0, 0);
+  }
+
+  std::uint32_t take(std::uint64_t size, std::uint64_t &chunk) {
+    std::uint64_t user = 0;
+    return sntrGetMemChunkFromShmHeap(base(), SNTR_HEAP_POOL, kHeader, size, 0, "test", 0, &chunk, &user);
+  }
+  std::uint32_t giveBack(std::uint64_t chunk) {
+    return sntrReturnMemChunkToShmHeap(base(), SNTR_HEAP_POOL, kHeader, chunk, 0, "test", 0);
+  }
+
+  // Takes chunks until refused.
+  std::vector<std::uint64_t> fill(std::uint64_t size) {
+    std::vector<std::uint64_t> chunks;
+    for (std::uint64_t chunk = 0; take(size, chunk) == 0;) chunks.push_back(chunk);
+    return chunks;
+  }
+
+  HeapPicture look() const { return lookAtHeap(memory_.data(), kHeader, false); }
+
+  char *base() { return reinterpret_cast<char *>(memory_.data()); }
+  std::uint64_t total() const { return total_; }
+  std::size_t bytes() const { return memory_.size() * 8; }
+  template <class T>
+  T read(std::uint64_t offset) {
+    T value{};
+    std::memcpy(&value, base() + offset, sizeof(T));
+    return value;
+  }
+  template <class T>
+  void write(std::uint64_t offset, T value) {
+    std::memcpy(base() + offset, &value, sizeof(T));
+  }
+
+  std::uint32_t created = 0;
+
+ private:
+  std::vector<std::uint64_t> memory_;
+  std::uint64_t total_;
+};
+
+}  // namespace sntr::test
