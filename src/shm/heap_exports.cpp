@@ -129,8 +129,7 @@ Rc returnFreeBlock(const HeapView &view, std::uint64_t offset, std::uint64_t siz
 Rc deleteFreeBlock(const HeapView &view, std::uint64_t offset) {
   NodeRef node;
   Removal removal;
-  if (Rc rc = view.node(offset, node); failed(rc)) return rc;
-  if (readWord<std::uint32_t>(&node.fields()->allocated) != 0) return Rc::ChunkOutsideHeap;
+  if (Rc rc = view.node(offset, Listed::Free, node); failed(rc)) return rc;
   if (Rc rc = planRemoval(view, node, removal); failed(rc)) return rc;
   const StatedIntent intent(view, Intent::Link, node.blockOffset());
   apply(view, removal);

@@ -63,9 +63,10 @@ Rc HeapView::nodeSpace(std::uint64_t offset, NodeRef &out) const {
   return Rc::Ok;
 }
 
-Rc HeapView::node(std::uint64_t offset, NodeRef &out) const {
+Rc HeapView::node(std::uint64_t offset, Listed list, NodeRef &out) const {
   if (Rc rc = nodeSpace(offset, out); failed(rc)) return rc;
-  return out.state() == kNodeDead ? Rc::ChunkOutsideHeap : Rc::Ok;
+  const bool ours = readWord<std::uint32_t>(&out.fields()->allocated) == static_cast<std::uint32_t>(list);
+  return ours && out.state() != kNodeDead ? Rc::Ok : Rc::ChunkOutsideHeap;
 }
 
 Rc FreeSpace::node(std::uint64_t offset, NodeRef &out) const {
@@ -73,9 +74,9 @@ Rc FreeSpace::node(std::uint64_t offset, NodeRef &out) const {
     out = offset == view_.head.offset ? view_.head : view_.last;
     return Rc::Ok;
   }
-  return view_.node(offset, out);
+  return view_.node(offset, Listed::Free, out);
 }
 
-Rc AllocatedSpace::node(std::uint64_t offset, NodeRef &out) const { return view_.node(offset, out); }
+Rc AllocatedSpace::node(std::uint64_t offset, NodeRef &out) const { return view_.node(offset, Listed::Allocated, out); }
 
 }  // namespace sntr

@@ -13,6 +13,9 @@
 
 namespace sntr {
 
+// Which list a node is in; SkipNode::allocated holds it.
+enum class Listed : std::uint32_t { Free = 0, Allocated = 1 };
+
 struct HeapView {
   std::byte *base;
   HeapType type;
@@ -33,8 +36,9 @@ struct HeapView {
   const HeapTraits &traits() const { return traitsOf(type); }
   std::byte *at(std::uint64_t offset) const { return base + offset; }
 
-  // The live node at an offset, its level read once. ChunkOutsideHeap where none can be.
-  Rc node(std::uint64_t offset, NodeRef &out) const;
+  // The live node of a list at an offset, its level read once. ChunkOutsideHeap where none can be, and for a node of
+  // the other list: after a process died inside a change, links of the upper levels may still lead to it.
+  Rc node(std::uint64_t offset, Listed list, NodeRef &out) const;
 
   // Space of a node, live or dead, without regard to its state.
   Rc nodeSpace(std::uint64_t offset, NodeRef &out) const;
