@@ -79,7 +79,7 @@ Rc nodeForReturn(const HeapView &view, const Record &record, NodeAfter after, No
 Rc takeChunk(const HeapView &view, std::uint64_t n, std::uint64_t userSize, const ChunkPads &pads,
              std::uint64_t &offset) {
   const StatedIntent intent(view, Intent::Allocate, 0);
-  // Once around when a node is ready; a second time after the growth that makes one.
+  // Once around when a node is ready; a second time after the growth that makes one, or without need of one.
   for (int round = 0; round < 2; ++round) {
     NodeRef fit;
     Cut cut;
@@ -101,7 +101,10 @@ Rc takeChunk(const HeapView &view, std::uint64_t n, std::uint64_t userSize, cons
       offset = cut.offset;
       return Rc::Ok;
     }
-    if (Rc rc = grow(view, kLeastExtent, fit, n); failed(rc)) return rc;
+    const Rc grown = grow(view, kLeastExtent, fit, n);
+    if (failed(grown) && grown != view.traits().noBlock) return grown;
+    // Where there is no room for one more node the block is handed out whole: its own node then records the chunk.
+    if (failed(grown)) n = fit.blockSize();
   }
   return view.traits().noBlock;
 }

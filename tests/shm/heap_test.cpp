@@ -129,10 +129,11 @@ TEST(Heap, IsAsGoodAsNewAfterBeingFullAndEmptied) {
     const HeapPicture fresh = heap.look();
     std::size_t firstRound = 0;
     for (int round = 0; round < 2; ++round) {
+      std::srand(1);  // levels are chance: two rounds compare only with the same luck
       std::vector<std::uint64_t> chunks = heap.fill(row.size);
       ASSERT_EQ(heap.look().problem, "") << row.name;
       if (round == 0) firstRound = chunks.size();
-      EXPECT_GE(chunks.size() * 100, firstRound * 99) << row.name;
+      EXPECT_GE(chunks.size() * 100, firstRound * 99) << row.name << ": " << firstRound << " in the first round";
       std::shuffle(chunks.begin(), chunks.end(), random);
       for (const std::uint64_t chunk : chunks) ASSERT_EQ(heap.giveBack(chunk), 0u) << row.name;
       const HeapPicture empty = heap.look();
@@ -157,8 +158,7 @@ TEST(Heap, GrowsItsBookkeepingElsewhereWhenTheBlockBehindItIsTaken) {
   EXPECT_EQ(full.problem, "");
   EXPECT_GT(small.size(), 5000u);
   EXPECT_FALSE(full.extents.empty());
-  EXPECT_LT(full.largestFree, 8 + kPads + 0x20 + 2 * 0x50)
-      << "refused although block and bookkeeping would have fitted";
+  EXPECT_LT(full.largestFree, 8 + kPads) << "refused although a block was large enough";
 }
 
 // A million operations against a model that knows only which ranges are allocated.
@@ -195,7 +195,11 @@ TEST(Heap, AgreesWithAModelUnderRandomUse) {
     HeapPicture picture = heap.look();
     ASSERT_EQ(picture.problem, "") << "after " << i << " operations";
     for (const auto &extent : picture.extents) picture.allocated.erase(extent.first);
-    ASSERT_EQ(picture.allocated, model) << "after " << i << " operations";
+    ASSERT_EQ(picture.allocated.size(), model.size()) << "after " << i << " operations";
+    for (const auto &[offset, size] : model) {
+      const std::uint64_t taken = picture.allocated[offset];  // a little more where a node for the rest had no room
+      ASSERT_TRUE(taken >= size && taken < size + 192) << taken << " for " << size << " after " << i << " operations";
+    }
   }
 }
 
