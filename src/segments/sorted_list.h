@@ -1,0 +1,137 @@
+// A singly linked list that ascends by its key, written once for both stores and both kinds of entries.
+//
+// A node is filled before one store links it, and one store unlinks it before it is freed: a process that dies in
+// between leaves a list that is whole, and at most a block that nobody uses. The caller is alone with the list: the
+// store lives inside the domain's latch, or the list is this process's own.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "layout/rc.h"
+#include "layout/words.h"
+
+namespace sntr {
+
+template <class Entry, class Store>
+class SortedList {
+ public:
+  using Record = typename Entry::Record;
+  using Key = typename Entry::Key;
+  using Node = typename Store::Node;
+
+  explicit SortedList(const Store &store) : store_(store) {}
+
+  // The stored record of a key, or null. The store's and the comparison's codes.
+  Rc find(Key key, Record *&record) const {
+    Spot spot;
+    if (Rc rc = locate(key, spot); failed(rc)) return rc;
+    record = spot.matched ? &spot.node->record : nullptr;
+    return Rc::Ok;
+  }
+
+  // EntryExists; the codes of find() and of allocating. A failure leaves the list as it was.
+  Rc insert(const Record &record, Record *&stored) const {
+    Spot spot;
+    if (Rc rc = locate(Entry::keyOf(record), spot); failed(rc)) return rc;
+    return spot.matched ? Rc::EntryExists : insertAt(spot, record, stored);
+  }
+
+  // The stored record with the same key; where there is none the given one is inserted. insert()'s codes but
+  // EntryExists.
+  Rc findOrInsert(const Record &record, Record *&stored) const {
+    Spot spot;
+    if (Rc rc = locate(Entry::keyOf(record), spot); failed(rc)) return rc;
+    if (!spot.matched) return insertAt(spot, record, stored);
+    stored = &spot.node->record;
+    return Rc::Ok;
+  }
+
+  // NoSuchEntry; the codes of find() and of releasing.
+  Rc erase(Key key) const {
+    Spot spot;
+    if (Rc rc = locate(key, spot); failed(rc)) return rc;
+    return spot.matched ? remove(spot) : Rc::NoSuchEntry;
+  }
+
+  // Removes from the first node on, stopping at the first failure.
+  Rc clear() const {
+    Spot spot;
+    for (std::uint64_t steps = 0; steps <= store_.mostNodes(); ++steps) {
+      if (Rc rc = follow(store_.head(), spot); failed(rc)) return rc;
+      if (spot.node == nullptr) return Rc::Ok;
+      if (Rc rc = remove(spot); failed(rc)) return rc;
+    }
+    return Rc::ChunkOutsideHeap;
+  }
+
+  // Writes a line a node to standard output.
+  Rc print() const {
+    Spot spot;
+    if (Rc rc = follow(store_.head(), spot); failed(rc)) return rc;
+    if (spot.node == nullptr) std::puts("List is empty");
+    for (std::uint64_t steps = 1; spot.node != nullptr; ++steps) {
+      if (steps > store_.mostNodes()) return Rc::ChunkOutsideHeap;
+      Entry::print(static_cast<int>(steps), spot.node->record);
+      if (Rc rc = follow(&spot.node->next, spot); failed(rc)) return rc;
+    }
+    return Rc::Ok;
+  }
+
+ private:
+  // A word that links, and what it leads to.
+  struct Spot {
+    void *word = nullptr;    // the head, or a node's next
+    std::uint64_t link = 0;  // what was read there
+    Node *node = nullptr;    // null at the end of the list
+    bool matched = false;    // the node has the key that was looked for
+  };
+
+  // Reads a link once and checks it.
+  Rc follow(void *word, Spot &spot) const {
+    spot = Spot{word, readWord<std::uint64_t>(word), nullptr, false};
+    return spot.link == 0 ? Rc::Ok : store_.node(spot.link, spot.node);
+  }
+
+  // Where a key is, or belongs: before the first node that it sorts before, whose link is the one to change.
+  Rc locate(Key key, Spot &spot) const {
+    void *word = store_.head();
+    for (std::uint64_t steps = 0; steps <= store_.mostNodes(); ++steps) {
+      if (Rc rc = follow(word, spot); failed(rc)) return rc;
+      if (spot.node == nullptr) return Rc::Ok;
+      int order = 0;
+      if (Rc rc = Entry::compare(store_.mode(), spot.node->record, key, order); failed(rc)) return rc;
+      spot.matched = order == 0;
+      if (order >= 0) return Rc::Ok;
+      word = &spot.node->next;
+    }
+    return Rc::ChunkOutsideHeap;
+  }
+
+  Rc insertAt(const Spot &spot, const Record &record, Record *&stored) const {
+    void *block = nullptr;
+    if (Rc rc = store_.allocate(block); failed(rc)) return rc;
+    auto *const node = static_cast<Node *>(block);
+    node->next = spot.link;
+    node->record = record;
+    publishWord<std::uint64_t>(spot.word, store_.linkTo(node));
+    stored = &node->record;
+    return Rc::Ok;
+  }
+
+  // Unlinks the node and frees it; a node that could not be freed is linked again, so that it is not lost. What follows
+  // it is checked first: a damaged link must not be handed on to the node before.
+  Rc remove(const Spot &spot) const {
+    Spot after;
+    if (Rc rc = follow(&spot.node->next, after); failed(rc)) return rc;
+    publishWord<std::uint64_t>(spot.word, after.link);
+    void *block = spot.node;
+    const Rc freed = store_.release(block);
+    if (block != nullptr) publishWord<std::uint64_t>(spot.word, spot.link);
+    return freed;
+  }
+
+  const Store &store_;
+};
+
+}  // namespace sntr

@@ -1,0 +1,27 @@
+// See dependents.h. Nodes cannot be given dependents in this version of the library, so a node is a tree of itself
+// alone.
+//
+// A source of its own, so that a test can put a tree of its own in this place.
+#include "tree/dependents.h"
+
+namespace sntr {
+
+Rc nextDependent(SNodeCB_t * /*node*/, std::uint64_t & /*slot*/, Dependent &out) {
+  out = Dependent{};
+  return Rc::Ok;
+}
+
+Rc releaseDependent(const Dependent & /*dependent*/) { return Rc::Ok; }
+
+Rc deleteDependentAndSubtree(SNodeCB_t * /*node*/, const ShmSegInfo_t * /*info*/, const Dependent & /*dependent*/) {
+  return Rc::NoSuchDependent;
+}
+
+Rc removeDependentEntry(SNodeCB_t * /*node*/, const Dependent & /*dependent*/) { return Rc::NoSuchDependent; }
+
+Rc findParent(SNodeCB_t * /*node*/, const ShmSegInfo_t * /*info*/, SNodeCB_t *&parent, Dependent & /*entry*/) {
+  parent = nullptr;
+  return Rc::Ok;
+}
+
+}  // namespace sntr

@@ -1,0 +1,70 @@
+// The areas of a node: from a kind to a checked copy of its entry in the area table.
+//
+// The entry lies in shared memory and may be damaged or change while we look. So each of its words is read once,
+// checked against the node, and handed out as a copy; whoever works in the area uses the copy's start and size and
+// never reads the table again. Any thread; where areaUsed matters the caller holds the node's section.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#include "layout/node_block.h"
+#include "layout/offset.h"
+#include "layout/rc.h"
+#include "layout/words.h"
+
+namespace sntr {
+
+// An area as it was found: it lies wholly behind the control block and inside the node, and `used` is at most `size`.
+struct Area {
+  std::byte *start;      // in this process; any alignment
+  std::uint64_t size;    // bytes
+  std::uint64_t used;    // bytes
+  std::uint64_t offset;  // of the start, from the node
+  std::uint32_t index;   // of its entry in the area table
+};
+
+// Kinds have bits 1 to 12. Bit 0 is not looked at, so that kinds 0 and 1 name nothing.
+constexpr std::uint32_t kHighestKindBit = 12;
+
+// The entry that a kind selects: its lowest bit from bit 1 up, less one. BadKind when there is no such bit or it is
+// above bit 12.
+constexpr Rc areaIndexOf(std::uint32_t kind, std::uint32_t &index) {
+  const auto bit = static_cast<std::uint32_t>(std::countr_zero(kind & ~std::uint32_t{1}));
+  if (bit > kHighestKindBit) return Rc::BadKind;
+  index = bit - 1;
+  return Rc::Ok;
+}
+
+static_assert(kHighestKindBit <= SNTR_AREA_COUNT, "every kind has an entry");
+
+// Whether a size is one that a node can have, its control block included.
+constexpr bool isNodeSize(std::uint64_t size) { return size >= kControlBlockSize && size <= SNTR_MAX_NODE_SIZE; }
+
+// BadKind; AreaNeverCreated (no offset); AreaOverused (more used than there is); AreaOutsideNode (larger than an area
+// can be, before the end of the control block, beyond the node, or in a node of impossible size). After a failure `out`
+// is not to be used. In line, because every property operation begins with it, with a kind known at compile time.
+inline Rc findArea(const SNodeCB_t *node, std::uint32_t kind, Area &out) {
+  if (Rc rc = areaIndexOf(kind, out.index); failed(rc)) return rc;
+  const AreaEntry &entry = node->areaTable[out.index];
+  out.offset = loadField(entry.areaOffset);
+  if (out.offset == 0) return Rc::AreaNeverCreated;
+  out.size = loadField(entry.areaSize);
+  out.used = loadField(entry.areaUsed);
+  if (out.used > out.size) return Rc::AreaOverused;
+  const std::uint64_t nodeSize = loadField(node->nodeSize);
+  const bool inside = isNodeSize(nodeSize) && liesWithin(out.offset, out.size, kControlBlockSize, nodeSize);
+  if (out.size > SNTR_MAX_AREA_SIZE || !inside) return Rc::AreaOutsideNode;
+  out.start = reinterpret_cast<std::byte *>(const_cast<SNodeCB_t *>(node)) + out.offset;
+  return Rc::Ok;
+}
+
+// Notes how much of an area is in use, in the node and in the copy. The caller holds the write section, and `used` is
+// at most the area's size.
+inline void setAreaUsed(SNodeCB_t *node, Area &area, std::uint64_t used) {
+  storeField(node->areaTable[area.index].areaUsed, used);
+  area.used = used;
+}
+
+}  // namespace sntr

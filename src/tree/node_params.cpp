@@ -1,0 +1,56 @@
+// See node_params.h.
+#include "tree/node_params.h"
+
+#include <oss/identity.h>
+
+#include "frame/section.h"
+#include "layout/words.h"
+#include "tree/conditions.h"
+
+namespace sntr {
+
+namespace {
+
+constexpr std::uint32_t kDefaultStatusMode = 1;
+constexpr std::uint32_t kHighestStatusMode = 2;
+constexpr std::uint32_t kDefaultParam5 = 200;
+constexpr std::uint32_t kDefaultUpdateInterval = 200;
+
+constexpr std::uint32_t orDefault(std::uint32_t given, std::uint32_t fallback) { return given != 0 ? given : fallback; }
+
+// Bits, not conditions, and so neither "created" nor "active" is among them; of the others some are no condition that a
+// reader knows. Published, and so kept.
+constexpr bool maySetCondition(std::uint32_t condition) {
+  return condition == 2 || condition == 4 || condition == 8 || condition == 16 || condition == 32;
+}
+
+}  // namespace
+
+Rc resolveParams(const SNodeParams *given, std::uint32_t defaultCondition, SNodeParams &resolved) {
+  resolved = given != nullptr ? *given : SNodeParams{};
+  if (resolved.condition != 0 && !maySetCondition(resolved.condition)) return Rc::BadCondition;
+  if (resolved.statusMode > kHighestStatusMode) return Rc::BadStatusMode;
+  resolved.condition = orDefault(resolved.condition, defaultCondition);
+  resolved.statusMode = orDefault(resolved.statusMode, kDefaultStatusMode);
+  resolved.param5 = orDefault(resolved.param5, kDefaultParam5);
+  resolved.updateInterval = orDefault(resolved.updateInterval, kDefaultUpdateInterval);
+  resolved.concurrencyModel = orDefault(resolved.concurrencyModel, SNTR_MODEL_LATCHED);
+  return Rc::Ok;
+}
+
+// Condition and model last: both are looked at without the latch, and a new model lets others in at once.
+Rc storeParams(SNodeCB_t *node, const SNodeParams &params) {
+  node->nodeParam0 = params.param0;
+  node->nodeParam1 = params.param1;
+  node->nodeParam2 = params.param2;
+  node->statusMode = params.statusMode;
+  node->nodeParam5 = params.param5;
+  node->updateInterval = params.updateInterval;
+  node->nodeTime = params.time != 0 ? params.time : ossTimeGetUTC();
+  orderStores();
+  storeCondition(node, params.condition);
+  storeField(node->concurrencyModel, params.concurrencyModel);
+  return checkModel(params.concurrencyModel);
+}
+
+}  // namespace sntr
