@@ -50,9 +50,11 @@ OSS_API void _gtraceExit(uint32_t thread, uint32_t function, const uint32_t *res
 
 /* Switches the trace on, to the end of a file, which is created (mode 0644, less the umask) when there is none. When it
  * is on already the file is changed, without a line lost or in the wrong one. A forked child goes on tracing to the
- * same file; a program started with exec() does not. path  a regular file or a character device (a terminal,
- * /dev/null). Pipes and sockets are refused: their reader's end would end the program. Answers 0. Otherwise the trace
- * is as it was before: SNTR_RC_OSS_BAD_ARGUMENT   `path` is null, empty, or leads to something else than the above
+ * same file; a program started with exec() does not.
+ *   path  a regular file or a character device (a terminal, /dev/null). Pipes and sockets are refused: their reader's
+ *         end would end the program.
+ * Answers 0. Otherwise the trace is as it was before:
+ *   SNTR_RC_OSS_BAD_ARGUMENT   `path` is null, empty, or leads to something else than the above
  *   SNTR_RC_OSS_NO_PERMISSION  the file may not be written or created
  *   SNTR_RC_OSS_SYSTEM         it could not be opened for another reason */
 OSS_API uint32_t ossTraceOn(const char *path);

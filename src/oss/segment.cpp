@@ -141,7 +141,7 @@ uint32_t OSSHIPCMemory::create(const OSSIPCMemoryCreateParam *parameters) noexce
   if (Rc rc = checkParameters(parameters); failed(rc)) return code(rc);
   auto *mapping = new (std::nothrow) Mapping{.path = oss::segmentPath(parameters->key)};
   if (mapping == nullptr) return code(Rc::OssNoMemory);
-  OpenedSegment made;
+  OpenedSegment made{};
   const Rc rc = createFile(mapping->path, *parameters, made);
   return Mapping::settle(*this, mapping, made, rc);
 }
@@ -152,7 +152,7 @@ uint32_t OSSHIPCMemory::attach(const OSSIPCResID *key, void *requestedAddress) n
   if (key == nullptr) return code(Rc::OssBadArgument);
   auto *mapping = new (std::nothrow) Mapping{.path = oss::segmentPath(*key)};
   if (mapping == nullptr) return code(Rc::OssNoMemory);
-  OpenedSegment found;
+  OpenedSegment found{};
   const Rc rc = openFile(mapping->path, requestedAddress, found);
   return Mapping::settle(*this, mapping, found, rc);
 }

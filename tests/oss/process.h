@@ -5,6 +5,7 @@
 #include <oss/oss.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -64,7 +65,9 @@ class Child {
   static pid_t viaKernel() { return static_cast<pid_t>(syscall(SYS_fork)); }
 
   explicit Child(const Work &work, pid_t (*make)() = viaLibrary) : pid_(make()) {
-    if (pid_ == 0) _exit(work());
+    if (pid_ != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is stopped leaves nobody behind
+    _exit(work());
   }
   ~Child() { kill(); }
   Child(const Child &) = delete;
