@@ -40,7 +40,7 @@ constexpr std::uint32_t kNodeDead = 0xdead;
 constexpr std::uint32_t kNodeRecordsExtent = 0xe;  // live; its chunk holds nodes, and is not a caller's to release
 
 constexpr std::uint64_t skipNodeSize(std::uint64_t level) { return 0x50 + 0x20 * level; }
-static_assert(skipNodeSize(0) == sizeof(SkipNode) + 4 * 8);
+static_assert(skipNodeSize(0) == sizeof(SkipNode) + 4 * kWordSize);
 
 enum class Links : std::uint32_t { OffsetForward, OffsetBackward, SizeForward, SizeBackward };
 

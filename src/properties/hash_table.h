@@ -1,0 +1,150 @@
+// Finding, adding and deleting in a hash table, over any keyed kind.
+//
+// Each bucket heads a chain of slots in strictly ascending key order, so a miss ends at the first greater key. A link
+// is one 8-byte word: the bucket, or the first word of the slot before. That one store is what makes a property exist
+// and what ends it. Everything is checked as it is read: a link must lead to a slot that was handed out, and a walk
+// takes no more steps than the area could hold slots, so a loop made of damage ends too.
+//
+// Callers hold the node's section, the write section for changes, and have opened the list inside it as a table.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+
+#include "layout/rc.h"
+#include "layout/words.h"
+#include "properties/property_list.h"
+#include "properties/slot_stack.h"
+#include "tree/change_counter.h"
+
+namespace sntr {
+
+// Follows the chains of one list, within what its area could hold.
+template <class K>
+class ChainWalk {
+ public:
+  explicit ChainWalk(const PropertyList &list)
+      : list_(list), slotSize_(slotSizeOf<K>(list)), high_(slotsEnd(list)), budget_(list.area.size()) {}
+
+  // The slot at an offset that is not 0. The kind's damage code: no slot, or more steps than the list has slots.
+  Rc step(std::uint64_t offset, std::byte *&slot) {
+    if (!isSlot(list_, slotSize_, offset, high_) || budget_ < slotSize_) return K::data.damaged;
+    budget_ -= slotSize_;
+    slot = list_.area.at(offset, slotSize_);
+    return Rc::Ok;
+  }
+
+ private:
+  const PropertyList &list_;
+  std::uint64_t slotSize_;
+  std::uint64_t high_;
+  std::uint64_t budget_;  // bytes of slots that may still be visited
+};
+
+// The word of a bucket of the full-key array, the first array behind the header. BadBucketIndex beyond that array; the
+// rest of the area is known to fit.
+template <class K>
+Rc bucketAt(const PropertyList &list, std::uint64_t index, std::byte *&bucket) {
+  if (index >= list.bucketCounts[0]) return Rc::BadBucketIndex;
+  bucket = list.area.at(list.area.begin() + K::data.tableHeader + kWordSize * index, kWordSize);
+  return Rc::Ok;
+}
+
+// Where a search ended.
+struct ChainPlace {
+  std::byte *link = nullptr;    // the word before the place: a bucket, or the first word of a slot
+  std::uint64_t next = 0;       // what it held
+  std::byte *record = nullptr;  // the last record looked at; null in an empty bucket
+  bool matched = false;         // whether that record has the key, and so `next` is its slot
+};
+
+// Searches for a key, up to the first record that is not before it. The kind's damage code.
+template <class K>
+Rc searchTable(const PropertyList &list, const typename K::Key &key, ChainPlace &place) {
+  if (Rc rc = bucketAt<K>(list, key.hash % list.bucketCounts[0], place.link); failed(rc)) return rc;
+  ChainWalk<K> walk(list);
+  for (;;) {
+    place.next = readWord<std::uint64_t>(place.link);
+    if (place.next == 0) return Rc::Ok;
+    std::byte *slot = nullptr;
+    if (Rc rc = walk.step(place.next, slot); failed(rc)) return rc;
+    place.record = slot + K::data.chainSize;
+    const std::strong_ordering order = key.orderTo(place.record);
+    place.matched = order == 0;
+    if (order <= 0) return Rc::Ok;
+    place.link = slot;
+  }
+}
+
+// Fills a slot that was just taken, its link and tag included. Nothing leads to it yet, so the order of the stores is
+// free. AtomicFailed.
+template <class K>
+Rc fillSlot(const SlotLease &slot, std::uint64_t next, const typename K::Key &key, typename K::Value value) {
+  std::byte *record = slot.address + K::data.chainSize;
+  writeWord<std::uint64_t>(slot.address, next);
+  writeWord<std::uint64_t>(record, key.tag);
+  return K::fill(record, key, value);
+}
+
+// Adds a property. The kind's exists and damage codes, those of takeSlot(), AtomicFailed. A failure before the link
+// gives the slot back and leaves the table as it was; a failing change counter leaves the property linked and counted.
+template <class K>
+Rc addToTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, typename K::Value value) {
+  if (!list.isTable()) return Rc::BadBucketCount;
+  ChainPlace place;
+  if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
+  if (place.matched) return K::data.exists;
+  SlotLease slot{};
+  if (Rc rc = takeSlot(list, slot); failed(rc)) return rc;
+  if (Rc rc = fillSlot<K>(slot, place.next, key, value); failed(rc)) {
+    giveBackSlot(list, slot);
+    return rc;
+  }
+  // From this store on the property exists: a writer that dies behind it leaves a used count that is too low, and one
+  // that dies before it leaves a slot that no chain reaches. Both can be told from the chains.
+  publishWord<std::uint64_t>(place.link, slot.offset);
+  list.area.setUsed(list.area.used() + slotSizeOf<K>(list));
+  return countChange(node);
+}
+
+// Deletes a property. The kind's not-found and damage codes, those of pushFreedSlot(), AtomicFailed. A failure before
+// the change counter leaves the property in place, a failing counter does not bring it back.
+template <class K>
+Rc deleteFromTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &key) {
+  if (!list.isTable()) return K::data.notInTable;
+  ChainPlace place;
+  if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
+  if (!place.matched) return K::data.notInTable;
+
+  // What follows becomes the link's new value: damage in it must not spread to the chain before it.
+  const auto next = readWord<std::uint64_t>(place.record - K::data.chainSize);
+  const std::uint64_t slotSize = slotSizeOf<K>(list);
+  const bool nextIsSound = next == 0 || isSlot(list, slotSize, next, slotsEnd(list));
+  if (!nextIsSound || list.area.used() < slotSize) return K::data.damaged;
+
+  // The push comes first, because it is the step that can fail. A writer that dies behind it leaves a slot that is both
+  // on the stack and in a chain; the chains tell that it is live.
+  if (Rc rc = pushFreedSlot(list, place.next); failed(rc)) return rc;
+  publishWord<std::uint64_t>(place.link, next);
+  list.area.setUsed(list.area.used() - slotSize);
+  return countChange(node);
+}
+
+// Calls visit(record) for each property, bucket by bucket, tags ascending in each, until it answers false. The kind's
+// damage code, after the properties before the damage were visited.
+template <class K, class Visit>
+Rc visitTable(const PropertyList &list, Visit &&visit) {
+  ChainWalk<K> walk(list);
+  for (std::uint64_t index = 0; index < list.bucketCounts[0]; ++index) {
+    std::byte *link = nullptr;
+    if (Rc rc = bucketAt<K>(list, index, link); failed(rc)) return rc;
+    while (const auto offset = readWord<std::uint64_t>(link)) {
+      if (Rc rc = walk.step(offset, link); failed(rc)) return rc;
+      if (!visit(link + K::data.chainSize)) return Rc::Ok;
+    }
+  }
+  return Rc::Ok;
+}
+
+}  // namespace sntr

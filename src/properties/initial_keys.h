@@ -1,0 +1,103 @@
+// The properties that a list is created with, as the caller's arrays give them.
+//
+// Private memory of the caller; looked at before the section is entered, so that nobody waits for it.
+#pragma once
+
+#include <oss/memory.h>
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "layout/rc.h"
+#include "properties/keys.h"
+
+namespace sntr {
+
+// A set of indexes into an array of keys, in private memory: open addressing in a table at least twice as large. It
+// makes the search for duplicates linear, where comparing each key with every later one is not.
+class IndexSet {
+ public:
+  IndexSet() = default;
+  IndexSet(const IndexSet &) = delete;
+  IndexSet &operator=(const IndexSet &) = delete;
+
+  // A failure to free loses nothing that a caller could act on.
+  ~IndexSet() { static_cast<void>(_ossMemFree(slots_, "sntr", __LINE__)); }
+
+  // Makes room for `count` indexes. DomainHandleAllocFailed, the code of private memory refused.
+  Rc reserve(std::uint64_t count) {
+    mask_ = std::bit_ceil(2 * count) - 1;
+    const std::uint64_t bytes = (mask_ + 1) * sizeof(*slots_);
+    slots_ = static_cast<std::uint32_t *>(_ossMemAlloc(bytes, "sntr", __LINE__));
+    if (slots_ == nullptr) return Rc::DomainHandleAllocFailed;
+    std::memset(slots_, 0, bytes);
+    return Rc::Ok;
+  }
+
+  // Adds an index, unless same(other) holds for one that is in the set: then the answer is false.
+  template <class Same>
+  bool add(std::uint32_t index, std::uint64_t hash, Same &&same) {
+    for (std::uint64_t at = spread(hash);; at = (at + 1) & mask_) {
+      if (slots_[at] == 0) {
+        slots_[at] = index + 1;
+        return true;
+      }
+      if (same(slots_[at] - 1)) return false;
+    }
+  }
+
+ private:
+  // Tags are often consecutive, or multiples of a power of two. The high bits of the product depend on all of them.
+  std::uint64_t spread(std::uint64_t hash) const { return ((hash * 0x9e3779b97f4a7c15) >> 32) & mask_; }
+
+  std::uint32_t *slots_ = nullptr;  // index + 1; 0 is free
+  std::uint64_t mask_ = 0;
+};
+
+// The initial properties of an R list: two arrays of `count` elements.
+struct InitialRegisters {
+  const std::uint64_t *tags;
+  const std::int32_t *values;
+  std::uint64_t count;
+
+  // NullTags, NullRegisterValues.
+  Rc checkArrays() const {
+    if (tags == nullptr) return Rc::NullTags;
+    return values == nullptr ? Rc::NullRegisterValues : Rc::Ok;
+  }
+
+  TagKey key(std::uint64_t i) const { return TagKey{tags[i]}; }
+  std::int32_t value(std::uint64_t i) const { return values[i]; }
+
+  // Two empty records are not the same property.
+  bool isEmpty(std::uint64_t i) const { return tags[i] == 0; }
+  std::uint64_t hash(std::uint64_t i) const { return tags[i]; }
+  bool same(std::uint64_t i, std::uint64_t j) const { return tags[i] == tags[j]; }
+};
+
+// Looks for two equal keys: `exists` when there are any. DomainHandleAllocFailed.
+template <class Initial>
+Rc checkDistinct(const Initial &initial, Rc exists) {
+  if (initial.count < 2) return Rc::Ok;
+  IndexSet seen;
+  if (Rc rc = seen.reserve(initial.count); failed(rc)) return rc;
+  for (std::uint32_t i = 0; i < initial.count; ++i) {
+    if (initial.isEmpty(i)) continue;
+    const auto same = [&](std::uint32_t other) { return initial.same(i, other); };
+    if (!seen.add(i, initial.hash(i), same)) return exists;
+  }
+  return Rc::Ok;
+}
+
+// What an array is checked for before anything of it is stored: all duplicates first, then the range of each tag.
+template <class Initial>
+Rc checkInitialKeys(const Initial &initial, Rc exists) {
+  if (Rc rc = checkDistinct(initial, exists); failed(rc)) return rc;
+  for (std::uint64_t i = 0; i < initial.count; ++i) {
+    if (initial.tags[i] > SNTR_MAX_TAG) return Rc::TagTooLarge;
+  }
+  return Rc::Ok;
+}
+
+}  // namespace sntr

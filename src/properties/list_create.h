@@ -1,0 +1,136 @@
+// Laying out a property list and storing its initial properties, over any keyed kind.
+//
+// Arguments and area are checked first and leave the node untouched. A process that dies in the middle of laying out a
+// table leaves an empty array: the first bucket count is 0 until all the rest is in place.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/section.h"
+#include "properties/array_list.h"
+#include "properties/hash_table.h"
+#include "properties/initial_keys.h"
+#include "properties/lookup.h"
+#include "properties/prime.h"
+#include "properties/property_list.h"
+
+namespace sntr {
+
+// NullNode; the kind's no-option code; with initial properties the kind's count code and those of checkArrays().
+template <class K, class Initial>
+Rc checkCreation(const SNodeCB_t *node, const Initial &initial, std::uint64_t capacity) {
+  if (node == nullptr) return Rc::NullNode;
+  if ((loadField(node->nodeOptions) & K::data.selector) == 0) return K::data.noOption;
+  if (initial.count == 0) return Rc::Ok;
+  if (initial.count > SNTR_MAX_PROPERTIES || capacity > SNTR_MAX_PROPERTIES) return K::data.badCount;
+  return initial.checkArrays();
+}
+
+// The number of buckets for a capacity. BadBucketCount, without a search for a prime that could not be used;
+// FewerBucketsThanProperties.
+constexpr Rc chooseBucketCount(std::uint64_t capacity, std::uint64_t count, std::uint64_t &buckets) {
+  if (capacity > kBucketCountLimit) return Rc::BadBucketCount;
+  buckets = primeFrom(capacity);
+  if (buckets >= kBucketCountLimit) return Rc::BadBucketCount;
+  return buckets >= count ? Rc::Ok : Rc::FewerBucketsThanProperties;
+}
+
+// Turns the area into an array without records. The header fits.
+template <class K>
+void layOutEmptyArray(PropertyList &list) {
+  list.area.setUsed(K::data.arrayHeader);
+  writeWord<std::uint64_t>(list.area.at(list.area.begin() + K::data.bucketCountAt, kWordSize), 0);
+}
+
+// Stores the initial records and, behind them, empty ones up to the capacity. The kind's damage code where a record
+// would not lie whole in the area, AtomicFailed; the records before it stay.
+template <class K, class Initial>
+Rc storeInitialRecords(SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity) {
+  const std::uint64_t records = initial.count == 0 ? 0 : std::max(initial.count, capacity);
+  for (std::uint64_t i = 0; i < records; ++i) {
+    std::byte *record = arrayRecord<K>(list, i);
+    if (record == nullptr) return K::data.damaged;
+    std::memset(record, 0, strideOf<K>(list));
+    if (i >= initial.count) continue;
+    const Rc rc = storeInArray<K>(node, list, record, initial.key(i), initial.value(i));
+    if (failed(rc)) return rc;
+  }
+  return Rc::Ok;
+}
+
+// The array half of a creator. The keys are judged before the section, and the verdict is given behind the node's
+// condition.
+template <class K, class Initial>
+Rc createArray(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity,
+               Held held) {
+  if (list.area.size() < K::data.arrayHeader + strideOf<K>(list) * initial.count)
+    return t.fail(4, K::data.areaTooSmall);
+  const Rc keys = checkInitialKeys(initial, K::data.exists);
+  return writeSection(t, node, held, [&]() -> Rc {
+    if (Rc rc = checkCondition(node, kMaskCreateList); failed(rc)) return t.fail(5, rc);
+    if (failed(keys)) return t.fail(6, keys);
+    layOutEmptyArray<K>(list);
+    return t.fail(7, storeInitialRecords<K>(node, list, initial, capacity));
+  });
+}
+
+// Lays out a table without properties; its bucket counts are known and it fits. The counts go last and the first of
+// them last of all, because a first count other than 0 is what makes the area a table.
+template <class K>
+void layOutTable(PropertyList &list) {
+  layOutEmptyArray<K>(list);
+  const std::uint64_t bucketBytes = kWordSize * list.bucketTotal();
+  std::memset(list.area.at(list.area.begin() + K::data.tableHeader, bucketBytes), 0, bucketBytes);
+  writeWord<std::uint64_t>(list.area.tailWord(offsetof(TableTail, freedCount)), 0);
+  writeWord<std::uint64_t>(list.area.tailWord(offsetof(TableTail, nextFreeOffset)), list.firstSlot());
+  list.area.setUsed(list.tableHeadSize() + kTailSize);
+  for (std::uint64_t i = K::data.bucketArrays; i-- > 0;) {
+    std::byte *word = list.area.at(list.area.begin() + K::data.bucketCountAt + kWordSize * i, kWordSize);
+    publishWord<std::uint64_t>(word, list.bucketCounts[i]);
+  }
+}
+
+// Adds in the order of the arrays and stops at the first failure; what was added before it stays.
+template <class K, class Initial>
+Rc addInitialProperties(SNodeCB_t *node, PropertyList &list, const Initial &initial) {
+  for (std::uint64_t i = 0; i < initial.count; ++i) {
+    typename K::Key key = initial.key(i);
+    if (Rc rc = key.prepare(node); failed(rc)) return rc;
+    if (Rc rc = addToTable<K>(node, list, key, initial.value(i)); failed(rc)) return rc;
+  }
+  return Rc::Ok;
+}
+
+// The table half of a creator. Bucket counts and slot size are fixed here for the life of the list.
+template <class K, class Initial>
+Rc createTable(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity,
+               Held held) {
+  std::uint64_t buckets = 0;
+  if (Rc rc = chooseBucketCount(capacity, initial.count, buckets); failed(rc)) return t.fail(8, rc);
+  for (std::uint64_t i = 0; i < K::data.bucketArrays; ++i) list.bucketCounts[i] = buckets;
+  // A slot for each bucket. An area of this size holds header, buckets and tail too, so no second test is made.
+  const std::uint64_t least = list.tableHeadSize() + kTailSize + buckets * slotSizeOf<K>(list);
+  if (list.area.size() < least) return t.fail(9, K::data.tableAreaTooSmall);
+  return writeSection(t, node, held, [&]() -> Rc {
+    if (Rc rc = checkCondition(node, kMaskCreateList); failed(rc)) return t.fail(10, rc);
+    layOutTable<K>(list);
+    return t.fail(11, addInitialProperties<K>(node, list, initial));
+  });
+}
+
+// The whole of a list creator.
+template <class K, class Initial>
+Rc createList(const Trace &t, SNodeCB_t *node, const Initial &initial, std::uint64_t capacity, std::uint32_t layout,
+              std::uint64_t latchHeld) {
+  if (Rc rc = checkCreation<K>(node, initial, capacity); failed(rc)) return t.fail(1, rc);
+  PropertyList list;
+  list.kind = &K::data;
+  if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return t.fail(2, rc);
+  if (layout == SNTR_LAYOUT_ARRAY) return createArray<K>(t, node, list, initial, capacity, heldIf(latchHeld));
+  if (layout == SNTR_LAYOUT_HASH) return createTable<K>(t, node, list, initial, capacity, heldIf(latchHeld));
+  return t.fail(3, Rc::BadLayout);
+}
+
+}  // namespace sntr

@@ -1,0 +1,118 @@
+// A property list as an operation sees it: the area, its limits and bucket counts, each read once and checked.
+//
+// Opening one is the first step of every operation. What is opened before a section only tells whether to go on, since
+// another process may lay the list out meanwhile; what is used is opened inside the section.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "layout/rc.h"
+#include "properties/kinds.h"
+#include "properties/property_area.h"
+
+namespace sntr {
+
+// Room for identifier and value bytes in each record of a list; 0 for a kind without them.
+struct Limits {
+  std::uint64_t maxID = 0;
+  std::uint64_t maxValue = 0;
+};
+
+constexpr Rc checkMaxIDSize(std::uint64_t size) { return size <= kMaxIDSize ? Rc::Ok : Rc::MaxIDSizeTooLarge; }
+
+constexpr Rc checkMaxValueSize(std::uint64_t size) {
+  return size >= 1 && size <= kMaxValueSize ? Rc::Ok : Rc::BadMaxValueSize;
+}
+
+constexpr std::size_t kMaxBucketArrays = 3;
+
+struct PropertyList {
+  PropertyArea area;
+  const KindData *kind = nullptr;
+  Limits limits;
+  std::uint64_t bucketCounts[kMaxBucketArrays] = {};  // full key, tag, identifier; the first is 0 in an array
+
+  bool isTable() const { return bucketCounts[0] != 0; }
+  std::uint64_t stride() const { return kind->recordSize + limits.maxID + limits.maxValue; }
+  std::uint64_t slotSize() const { return kind->chainSize + stride(); }
+
+  std::uint64_t bucketTotal() const { return bucketCounts[0] + bucketCounts[1] + bucketCounts[2]; }
+  std::uint64_t tableHeadSize() const { return kind->tableHeader + kWordSize * bucketTotal(); }
+  std::uint64_t firstSlot() const { return area.begin() + tableHeadSize(); }
+};
+
+// Whether a header may hold this bucket count. 0 stands for an array, and not in the second or third count.
+constexpr bool isBucketCount(std::uint64_t count, std::uint64_t areaSize) {
+  return count < kBucketCountLimit && count <= areaSize;
+}
+
+// Reads the bucket counts of an opened area. BadBucketCount: out of range, a later one 0, or a table that does not fit.
+inline Rc readBucketCounts(PropertyList &list) {
+  const KindData &kind = *list.kind;
+  list.bucketCounts[0] = list.area.headerWord(kind.bucketCountAt);
+  if (list.bucketCounts[0] == 0) return Rc::Ok;
+  for (std::uint64_t i = 1; i < kind.bucketArrays; ++i) {
+    list.bucketCounts[i] = list.area.headerWord(kind.bucketCountAt + kWordSize * i);
+  }
+  for (std::uint64_t i = 0; i < kind.bucketArrays; ++i) {
+    const std::uint64_t count = list.bucketCounts[i];
+    if (count == 0 || !isBucketCount(count, list.area.size())) return Rc::BadBucketCount;
+  }
+  return list.tableHeadSize() + kTailSize <= list.area.size() ? Rc::Ok : Rc::BadBucketCount;
+}
+
+// Reads the limits of an opened area. MaxIDSizeTooLarge, BadMaxValueSize.
+inline Rc readLimits(PropertyList &list) {
+  const KindData &kind = *list.kind;
+  if (kind.maxIDAt != kNoField) {
+    list.limits.maxID = list.area.headerWord(kind.maxIDAt);
+    if (Rc rc = checkMaxIDSize(list.limits.maxID); failed(rc)) return rc;
+  }
+  if (kind.maxValueAt == kNoField) return Rc::Ok;
+  list.limits.maxValue = list.area.headerWord(kind.maxValueAt);
+  return checkMaxValueSize(list.limits.maxValue);
+}
+
+// The codes of findArea(), then BadBucketCount, MaxIDSizeTooLarge, BadMaxValueSize. The node is not null. In line: with
+// a kind known at compile time only the words of that kind are left.
+inline Rc openList(SNodeCB_t *node, const KindData &kind, PropertyList &out) {
+  out.kind = &kind;
+  if (Rc rc = out.area.open(node, kind.selector); failed(rc)) return rc;
+  if (Rc rc = readBucketCounts(out); failed(rc)) return rc;
+  return readLimits(out);
+}
+
+// Whether an offset is that of a slot of a table whose slots end at `high`.
+inline bool isSlot(const PropertyList &list, std::uint64_t slotSize, std::uint64_t offset, std::uint64_t high) {
+  const std::uint64_t first = list.firstSlot();
+  return liesWithin(offset, slotSize, first, high) && (offset - first) % slotSize == 0;
+}
+
+// Where the slots that were ever handed out end. A damaged word never leads behind the tail.
+inline std::uint64_t slotsEnd(const PropertyList &list) {
+  const auto next = readWord<std::uint64_t>(list.area.tailWord(offsetof(TableTail, nextFreeOffset)));
+  return std::min(next, list.area.end() - kTailSize);
+}
+
+// The sizes of a kind's slot and array record: constants for a kind whose records hold no bytes of varying number, so
+// that the division in isSlot() becomes a multiplication.
+template <class K>
+constexpr bool kFixedSize = K::data.maxIDAt == kNoField &&K::data.maxValueAt == kNoField;
+
+template <class K>
+constexpr std::uint64_t strideOf(const PropertyList &list) {
+  if constexpr (kFixedSize<K>) {
+    return K::data.recordSize;
+  } else {
+    return list.stride();
+  }
+}
+
+template <class K>
+constexpr std::uint64_t slotSizeOf(const PropertyList &list) {
+  return K::data.chainSize + strideOf<K>(list);
+}
+
+}  // namespace sntr

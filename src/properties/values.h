@@ -1,0 +1,136 @@
+// Reading and writing values and result codes, over the kinds whose value is a register and, for result codes and
+// addresses, over any keyed kind.
+//
+// A register is read by adding 0 and written by an exchange, both through the services layer's atomic: a caller may
+// keep a register's address and change it without the node's latch, so even the holder of the section meets other
+// threads here. Arguments are checked, and the key is hashed, before the section is entered.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/section.h"
+#include "properties/lookup.h"
+
+namespace sntr {
+
+// AtomicFailed, and the output is what it was.
+template <class K>
+Rc readRegister(std::byte *record, std::int32_t &out) {
+  int value = 0;
+  if (cellAt(record + K::valueAt)->add(0, &value) != 0) return Rc::AtomicFailed;
+  out = value;
+  return Rc::Ok;
+}
+
+// AtomicFailed, and the register is what it was.
+template <class K>
+Rc writeRegister(std::byte *record, std::int32_t value) {
+  int previous = 0;
+  return cellAt(record + K::valueAt)->swap(value, &previous) == 0 ? Rc::Ok : Rc::AtomicFailed;
+}
+
+// Reads the value of a key. The output is stored only when everything before it went well.
+template <class K>
+Rc getRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t *out, std::uint64_t latchHeld) {
+  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (out == nullptr) return t.fail(2, K::nullValueOutput);
+  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    std::byte *record = nullptr;
+    if (Rc rc = locateForValue<K>(node, key, record); failed(rc)) return t.fail(3, rc);
+    return t.fail(4, readRegister<K>(record, *out));
+  });
+}
+
+// Writes the value of a key; the result code beside it stays.
+template <class K>
+Rc setRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t value, std::uint64_t latchHeld) {
+  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    std::byte *record = nullptr;
+    if (Rc rc = locateForValue<K>(node, key, record); failed(rc)) return t.fail(2, rc);
+    return t.fail(3, writeRegister<K>(record, value));
+  });
+}
+
+// Reads both by the record's address, which any process may have kept from a time when the list looked different: it is
+// looked at only once the section is entered and the node found active.
+template <class K>
+Rc getRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, std::int32_t *out, std::uint64_t *rcOut,
+                    std::uint64_t latchHeld) {
+  if (node == nullptr) return t.fail(1, Rc::NullNode);
+  if (property == nullptr) return t.fail(2, K::data.nullRecord);
+  if (out == nullptr) return t.fail(3, K::nullValueOutput);
+  if (rcOut == nullptr) return t.fail(4, Rc::NullRCOutput);
+  auto *record = reinterpret_cast<std::byte *>(property);
+  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    if (Rc rc = admitRecord<K>(node, record); failed(rc)) return t.fail(5, rc);
+    if (Rc rc = readRegister<K>(record, *out); failed(rc)) return t.fail(6, rc);
+    *rcOut = readWord<std::uint64_t>(record + K::rcAt);
+    return Rc::Ok;
+  });
+}
+
+// Writes both by the record's address. The register first: when its exchange fails nothing was changed.
+template <class K>
+Rc setRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, std::int32_t value,
+                    std::uint64_t rcValue, std::uint64_t latchHeld) {
+  if (node == nullptr) return t.fail(1, Rc::NullNode);
+  if (property == nullptr) return t.fail(2, K::data.nullRecord);
+  auto *record = reinterpret_cast<std::byte *>(property);
+  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    if (Rc rc = admitRecord<K>(node, record); failed(rc)) return t.fail(3, rc);
+    if (Rc rc = writeRegister<K>(record, value); failed(rc)) return t.fail(4, rc);
+    writeWord<std::uint64_t>(record + K::rcAt, rcValue);
+    return Rc::Ok;
+  });
+}
+
+// Reads the result code of a key. Unlike a value's, its not-found code tells the layout of the list.
+template <class K>
+Rc getRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t *rcOut, std::uint64_t latchHeld) {
+  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (rcOut == nullptr) return t.fail(2, Rc::NullRCOutput);
+  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    std::byte *record = nullptr;
+    if (Rc rc = locate<K>(node, key, record); failed(rc)) return t.fail(3, rc);
+    *rcOut = readWord<std::uint64_t>(record + K::rcAt);
+    return Rc::Ok;
+  });
+}
+
+// Writes the result code of a key; the value beside it stays.
+template <class K>
+Rc setRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t rcValue, std::uint64_t latchHeld) {
+  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    std::byte *record = nullptr;
+    if (Rc rc = locate<K>(node, key, record); failed(rc)) return t.fail(2, rc);
+    writeWord<std::uint64_t>(record + K::rcAt, rcValue);
+    return Rc::Ok;
+  });
+}
+
+// The address of a record, for a caller that holds the section.
+template <class K>
+Rc addressOfRecord(const Trace &t, SNodeCB_t *node, typename K::Key key, SNodeProperty_t **out) {
+  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (out == nullptr) return t.fail(2, K::data.nullRecord);
+  std::byte *record = nullptr;
+  if (Rc rc = locate<K>(node, key, record); failed(rc)) return t.fail(3, rc);
+  *out = reinterpret_cast<SNodeProperty_t *>(record);
+  return Rc::Ok;
+}
+
+// The address of a register, for a caller that holds the section. It may be any address.
+template <class K>
+Rc addressOfRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t **out) {
+  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (out == nullptr) return t.fail(2, K::data.nullRecord);
+  std::byte *record = nullptr;
+  if (Rc rc = locateForValue<K>(node, key, record); failed(rc)) return t.fail(3, rc);
+  *out = reinterpret_cast<std::int32_t *>(record + K::valueAt);
+  return Rc::Ok;
+}
+
+}  // namespace sntr
