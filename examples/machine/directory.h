@@ -1,0 +1,107 @@
+// The directory by which a reader finds the nodes: it fills the domain's user application area, which is the one thing
+// in a segment that a process can find knowing nothing but the segment's key.
+//
+// The publisher writes it twice: when it creates the domain, with nothing but itself in it (so that a later publisher
+// can tell whose segment it has found), and once the nodes are ready. Nothing excludes readers meanwhile. What they copy
+// may be half old and half new, or have been written over by anybody, and so it carries a checksum, and each number in
+// it is checked before use: look() does all of that, on a private copy.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "measures.h"
+
+namespace machine {
+
+inline constexpr std::uint64_t kDirectoryMagic = 0x7963616d2d73746eULL;
+inline constexpr std::uint32_t kDirectoryVersion = 1;
+inline constexpr std::uint32_t kMaxLabels = kGroupCount * kMaxInstances;
+inline constexpr std::size_t kLabelSize = 32;
+
+// Who publishes. With a checksum of its own, which holds while the rest is being written.
+struct Owner {
+  std::uint64_t pid;
+  std::uint64_t startTime;     // of the process, in ticks since the system started: a number is reused, this is not
+  std::uint64_t pidNamespace;  // in which `pid` counts
+  std::uint64_t checksum;      // of the three words before
+};
+static_assert(sizeof(Owner) == 32);
+
+// One node. Its instances' labels are `instances` consecutive ones.
+struct NodeEntry {
+  char name[16];
+  std::uint64_t nodeOffset;  // from the start of the domain
+  std::uint32_t instances;
+  std::uint32_t firstLabel;
+};
+static_assert(sizeof(NodeEntry) == 32);
+
+struct Directory {
+  std::uint64_t magic;
+  std::uint32_t version;
+  std::uint32_t nodes;  // 0 until they can be read
+  Owner owner;
+  std::uint64_t publisherBase;  // where the publisher has mapped the domain: of no use to others but to be shown
+  std::uint64_t poolHeaderOffset;
+  NodeEntry node[kGroupCount];
+  char label[kMaxLabels][kLabelSize];  // of instances, each with a NUL at the end; the machine's own names for them
+  std::uint64_t checksum;              // of everything before
+};
+static_assert(offsetof(Directory, owner) == 16);
+static_assert(offsetof(Directory, node) == 64);
+static_assert(sizeof(Directory) == 64 + kGroupCount * sizeof(NodeEntry) + kMaxLabels * kLabelSize + 8);
+
+// Finds accidents, not malice (FNV-1a).
+inline std::uint64_t checksumOf(const void *bytes, std::size_t size) {
+  std::uint64_t sum = 0xcbf29ce484222325ULL;
+  const auto *at = static_cast<const unsigned char *>(bytes);
+  for (std::size_t i = 0; i < size; ++i) sum = (sum ^ at[i]) * 0x100000001b3ULL;
+  return sum;
+}
+
+inline void seal(Directory &directory) {
+  directory.owner.checksum = checksumOf(&directory.owner, offsetof(Owner, checksum));
+  directory.checksum = checksumOf(&directory, offsetof(Directory, checksum));
+}
+
+enum class Look {
+  Good,
+  NotReady,      // the nodes are still being made
+  NoDirectory,   // something else stands there
+  OtherVersion,  // a publisher of another opinion about tags
+  Damaged,       // or just being written: look again
+};
+
+// Whether `owner` can be believed, whatever the rest is like.
+inline bool hasOwner(const Directory &directory) {
+  return directory.magic == kDirectoryMagic &&
+         directory.owner.checksum == checksumOf(&directory.owner, offsetof(Owner, checksum));
+}
+
+// Whether an entry's labels lie in the directory and end in it, and its node can lie in a domain of this size.
+inline bool isPlausible(const Directory &directory, const NodeEntry &entry, std::uint64_t domainSize) {
+  if (entry.name[sizeof entry.name - 1] != '\0') return false;
+  if (entry.instances > kMaxInstances || entry.firstLabel > kMaxLabels - entry.instances) return false;
+  for (std::uint32_t i = 0; i < entry.instances; ++i) {
+    if (std::memchr(directory.label[entry.firstLabel + i], '\0', kLabelSize) == nullptr) return false;
+  }
+  return entry.nodeOffset % 8 == 0 && entry.nodeOffset != 0 && domainSize >= sizeof(SNodeCB_t) &&
+         entry.nodeOffset <= domainSize - sizeof(SNodeCB_t);
+}
+
+// Judges a private copy of a directory.
+inline Look look(const Directory &directory, std::uint64_t domainSize) {
+  if (directory.magic != kDirectoryMagic) return Look::NoDirectory;
+  if (directory.version != kDirectoryVersion) return Look::OtherVersion;
+  if (directory.checksum != checksumOf(&directory, offsetof(Directory, checksum))) return Look::Damaged;
+  if (directory.nodes == 0) return Look::NotReady;
+  if (directory.nodes != kGroupCount) return Look::Damaged;
+  for (const NodeEntry &entry : directory.node) {
+    if (!isPlausible(directory, entry, domainSize)) return Look::Damaged;
+  }
+  return Look::Good;
+}
+
+}  // namespace machine

@@ -1,0 +1,110 @@
+// What the publisher measures and the monitor shows: the groups of values, one status node each, and the tags under
+// which a node holds them. This is the agreement between the two programs; whoever changes a tag or the meaning of a
+// field raises kDirectoryVersion (directory.h), so that programs of different opinions refuse each other.
+//
+// A group has instances (the cores, the disks, ...) and each instance the same fields. Field f of instance i has the
+// tag 16 * (i + 1) + f. Tags below 16 belong to the node as a whole.
+//
+// A register is a signed 32-bit number. A counter, which would outgrow it, is published modulo 2^32: the difference of
+// two readings, also taken modulo 2^32, is right as long as less than 2^32 was counted in between. A level that does
+// not fit is not published; the property's result code tells so.
+#pragma once
+
+#include <sntr/sntr.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace machine {
+
+enum class Shape : std::uint8_t {
+  Level,       // the number as it is
+  Hundredths,  // a level in units of 1/100
+  Counter,     // only grows; modulo 2^32
+};
+
+struct Field {
+  const char *name;
+  Shape shape;
+};
+
+struct Group {
+  const char *name;
+  std::span<const Field> fields;
+};
+
+// In the order of their enumerators. Sizes are in KiB, times in the unit of the name; a tick is 1/100 s.
+enum SystemField : std::uint32_t {
+  kLoad1,
+  kLoad5,
+  kLoad15,
+  kRunning,
+  kThreads,
+  kUptime,
+  kMemTotal,
+  kMemFree,
+  kMemAvailable,
+  kBuffers,
+  kCached,
+  kSwapTotal,
+  kSwapFree
+};
+inline constexpr Field kSystemFields[] = {
+    {"load_1min", Shape::Hundredths}, {"load_5min", Shape::Hundredths}, {"load_15min", Shape::Hundredths},
+    {"running", Shape::Level},        {"threads", Shape::Level},        {"uptime_s", Shape::Counter},
+    {"mem_total_kib", Shape::Level},  {"mem_free_kib", Shape::Level},   {"mem_available_kib", Shape::Level},
+    {"buffers_kib", Shape::Level},    {"cached_kib", Shape::Level},     {"swap_total_kib", Shape::Level},
+    {"swap_free_kib", Shape::Level},
+};
+static_assert(std::size(kSystemFields) == kSwapFree + 1);
+
+enum CpuField : std::uint32_t { kUser, kSystem, kIdle, kIoWait };
+inline constexpr Field kCpuFields[] = {
+    {"user_ticks", Shape::Counter},
+    {"system_ticks", Shape::Counter},
+    {"idle_ticks", Shape::Counter},
+    {"iowait_ticks", Shape::Counter},
+};
+static_assert(std::size(kCpuFields) == kIoWait + 1);
+
+enum DiskField : std::uint32_t { kReads, kReadKiB, kWrites, kWrittenKiB, kBusy };
+inline constexpr Field kDiskFields[] = {
+    {"reads", Shape::Counter},       {"read_kib", Shape::Counter}, {"writes", Shape::Counter},
+    {"written_kib", Shape::Counter}, {"busy_ms", Shape::Counter},
+};
+static_assert(std::size(kDiskFields) == kBusy + 1);
+
+enum NetworkField : std::uint32_t { kReceivedKiB, kReceivedPackets, kSentKiB, kSentPackets };
+inline constexpr Field kNetworkFields[] = {
+    {"received_kib", Shape::Counter},
+    {"received_packets", Shape::Counter},
+    {"sent_kib", Shape::Counter},
+    {"sent_packets", Shape::Counter},
+};
+static_assert(std::size(kNetworkFields) == kSentPackets + 1);
+
+// One node each, in this order in the directory.
+enum GroupIndex : std::uint32_t { kSystemGroup, kCpuGroup, kDiskGroup, kNetworkGroup, kGroupCount };
+inline constexpr Group kGroups[kGroupCount] = {
+    {"system", kSystemFields}, {"cpu", kCpuFields}, {"disk", kDiskFields}, {"network", kNetworkFields}};
+
+inline constexpr std::uint64_t kSampleTimeTag = 1;   // counter of milliseconds: when the node's values were sampled
+inline constexpr std::uint64_t kSampleCountTag = 2;  // counter of samples
+inline constexpr std::uint64_t kTagsPerInstance = 16;
+static_assert(std::size(kSystemFields) <= kTagsPerInstance && std::size(kDiskFields) <= kTagsPerInstance);
+
+// The most instances of a group that are published.
+inline constexpr std::uint32_t kMaxInstances = 256;
+static_assert((kMaxInstances + 1) * kTagsPerInstance <= SNTR_MAX_TAG);
+
+constexpr std::uint64_t tagOf(std::size_t instance, std::size_t field) {
+  return kTagsPerInstance * (instance + 1) + field;
+}
+
+// The result code that stands beside each value.
+inline constexpr std::uint64_t kAvailable = 0;
+inline constexpr std::uint64_t kNotAvailable = 1;  // the machine does not tell it (any more); the value means nothing
+inline constexpr std::uint64_t kTooLarge = 2;      // more than a register can hold; the value is the largest
+
+}  // namespace machine

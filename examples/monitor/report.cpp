@@ -1,0 +1,240 @@
+// See report.h.
+#include "report.h"
+
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <optional>
+
+namespace {
+
+using machine::Shape;
+
+// Appends formatted text. Longer pieces than any used here would be cut, never overrun.
+[[gnu::format(printf, 2, 3)]] void put(std::string &text, const char *format, ...) {
+  char piece[256];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(piece, sizeof piece, format, arguments);
+  va_end(arguments);
+  text += piece;
+}
+
+double asNumber(Shape shape, std::int32_t number) {
+  if (shape == Shape::Counter) return static_cast<std::uint32_t>(number);
+  return shape == Shape::Hundredths ? number / 100.0 : number;
+}
+
+// What a counter grew by, whether or not it passed 2^32 in between.
+double growth(const Value &before, const Value &now) {
+  return static_cast<std::uint32_t>(now.number) - static_cast<std::uint32_t>(before.number);
+}
+
+// One node at two moments. Rates are per second of the publisher's clock, which stands in the node: the moments at which
+// the values were sampled count, not those at which they were read.
+class Change {
+ public:
+  Change(const WatchedNode &node, const Sample &before, const Sample &now) : node_(node), before_(before), now_(now) {}
+
+  using Number = std::optional<double>;
+
+  const Value &at(std::size_t instance, std::size_t field) const { return now_.values[index(instance, field)]; }
+
+  Number growthOf(std::size_t instance, std::size_t field) const {
+    const Value &before = before_.values[index(instance, field)];
+    const Value &now = at(instance, field);
+    if (before.rc != machine::kAvailable || now.rc != machine::kAvailable) return {};
+    return growth(before, now);
+  }
+
+  Number perSecond(std::size_t instance, std::size_t field) const {
+    const Number grown = growthOf(instance, field);
+    const double milliseconds = growth(before_.time, now_.time);
+    return grown && milliseconds > 0 ? Number(*grown * 1000 / milliseconds) : Number();
+  }
+
+  // The share of a core's time that went into a field.
+  Number percent(std::size_t core, std::size_t field) const {
+    double total = 0;
+    for (std::size_t f = 0; f < fields().size(); ++f) {
+      const Number part = growthOf(core, f);
+      if (!part) return {};
+      total += *part;
+    }
+    return total > 0 ? Number(*growthOf(core, field) * 100 / total) : Number();
+  }
+
+  std::span<const machine::Field> fields() const { return machine::kGroups[node_.group].fields; }
+  const WatchedNode &node() const { return node_; }
+  const Sample &now() const { return now_; }
+
+ private:
+  std::size_t index(std::size_t instance, std::size_t field) const { return instance * fields().size() + field; }
+
+  const WatchedNode &node_;
+  const Sample &before_;
+  const Sample &now_;
+};
+
+std::string asText(const Change::Number &number, int decimals) {
+  std::string text;
+  if (!number) return "-";
+  put(text, "%.*f", decimals, *number);
+  return text;
+}
+
+// The members of a JSON object, with commas between them.
+class JsonMembers {
+ public:
+  explicit JsonMembers(std::string &text) : text_(text) { text_ += '{'; }
+  void end() { text_ += '}'; }
+
+  void add(const std::string &name, const Change::Number &number) {
+    addName(name);
+    if (number) {
+      put(text_, "%.10g", *number);  // all digits of a register
+    } else {
+      text_ += "null";
+    }
+  }
+
+  void addName(const std::string &name) {
+    if (text_.back() != '{') text_ += ',';
+    addString(text_, name);
+    text_ += ':';
+  }
+
+  // Names are printable ASCII already, so that these two are all there is to escape.
+  static void addString(std::string &text, const std::string &string) {
+    text += '"';
+    for (const char character : string) {
+      if (character == '"' || character == '\\') text += '\\';
+      text += character;
+    }
+    text += '"';
+  }
+
+ private:
+  std::string &text_;
+};
+
+std::string nameOf(const Change &change, std::size_t instance, std::size_t field) {
+  const std::string &label = change.node().instances[instance];
+  return (label.empty() ? "" : label + ".") + change.fields()[field].name;
+}
+
+void addProperties(std::string &text, const Change &change) {
+  JsonMembers members(text);
+  members.add("sample_time_ms", asNumber(Shape::Counter, change.now().time.number));
+  members.add("samples", asNumber(Shape::Counter, change.now().count.number));
+  for (std::size_t i = 0; i < change.node().instances.size(); ++i) {
+    for (std::size_t f = 0; f < change.fields().size(); ++f) {
+      const Value &value = change.at(i, f);
+      const bool available = value.rc == machine::kAvailable;
+      members.add(nameOf(change, i, f),
+                  available ? Change::Number(asNumber(change.fields()[f].shape, value.number)) : Change::Number());
+    }
+  }
+  members.end();
+}
+
+void addRates(std::string &text, const Change &change) {
+  JsonMembers members(text);
+  for (std::size_t i = 0; i < change.node().instances.size(); ++i) {
+    if (change.node().group == machine::kCpuGroup) {
+      const Change::Number idle = change.percent(i, machine::kIdle);
+      const Change::Number waiting = change.percent(i, machine::kIoWait);
+      members.add(change.node().instances[i] + ".busy_percent",
+                  idle && waiting ? Change::Number(100 - *idle - *waiting) : Change::Number());
+      continue;
+    }
+    for (std::size_t f = 0; f < change.fields().size(); ++f) {
+      if (change.fields()[f].shape != Shape::Counter || change.node().group == machine::kSystemGroup) continue;
+      members.add(nameOf(change, i, f) + "_per_s", change.perSecond(i, f));
+    }
+  }
+  members.end();
+}
+
+void putSystem(std::string &text, const Change &change) {
+  const auto level = [&](std::size_t field) {
+    const Value &value = change.at(0, field);
+    return value.rc == machine::kAvailable ? Change::Number(asNumber(change.fields()[field].shape, value.number))
+                                           : Change::Number();
+  };
+  const auto mebibytes = [&](std::size_t field) {
+    const Change::Number kib = level(field);
+    return asText(kib ? Change::Number(*kib / 1024) : kib, 0);
+  };
+  if (change.node().instances.empty()) return;
+  for (std::size_t f = machine::kLoad1; f <= machine::kLoad15; ++f) {
+    put(text, "%s%s", f == machine::kLoad1 ? "  load     " : "  ", asText(level(f), 2).c_str());
+  }
+  put(text, "   %s running of %s threads, up %s s\n", asText(level(machine::kRunning), 0).c_str(),
+      asText(level(machine::kThreads), 0).c_str(), asText(level(machine::kUptime), 0).c_str());
+  put(text, "  memory   %s MiB, %s available, %s free, %s buffers, %s cached; swap %s MiB, %s free\n",
+      mebibytes(machine::kMemTotal).c_str(), mebibytes(machine::kMemAvailable).c_str(),
+      mebibytes(machine::kMemFree).c_str(), mebibytes(machine::kBuffers).c_str(), mebibytes(machine::kCached).c_str(),
+      mebibytes(machine::kSwapTotal).c_str(), mebibytes(machine::kSwapFree).c_str());
+}
+
+// The columns of a group whose instances are lines: a heading, and for each instance a number a field.
+void putLines(std::string &text, const Change &change) {
+  const bool cpu = change.node().group == machine::kCpuGroup;
+  put(text, "\n  %-15s", change.node().name.c_str());
+  for (const machine::Field &field : change.fields()) {
+    const std::string name = field.name;
+    put(text, " %19s", cpu ? (name.substr(0, name.find('_')) + " %").c_str() : (name + "/s").c_str());
+  }
+  text += '\n';
+  for (std::size_t i = 0; i < change.node().instances.size(); ++i) {
+    put(text, "  %-15s", change.node().instances[i].c_str());
+    for (std::size_t f = 0; f < change.fields().size(); ++f) {
+      const std::string number = asText(cpu ? change.percent(i, f) : change.perSecond(i, f), 1);
+      put(text, " %19s", number.c_str());
+    }
+    text += '\n';
+  }
+  if (change.node().instances.empty()) text += "  (none)\n";
+}
+
+unsigned long long wide(std::uint64_t number) { return number; }
+unsigned long long ownPid() { return static_cast<unsigned long long>(getpid()); }
+
+}  // namespace
+
+std::string asTable(const Attachment &attachment, const Moment &before, const Moment &now) {
+  std::string text;
+  put(text, "publisher: process %llu, segment at 0x%llx\n", wide(attachment.publisher().pid),
+      wide(attachment.publisherBase()));
+  put(text, "monitor:   process %llu, segment at 0x%llx\n\n", ownPid(), wide(attachment.base()));
+  for (std::size_t n = 0; n < attachment.nodes().size(); ++n) {
+    const Change change(attachment.nodes()[n], before.samples[n], now.samples[n]);
+    if (change.node().group == machine::kSystemGroup) {
+      put(text, "  sample   %u\n", static_cast<std::uint32_t>(now.samples[n].count.number));
+      putSystem(text, change);
+    } else {
+      putLines(text, change);
+    }
+  }
+  return text;
+}
+
+std::string asJson(const Attachment &attachment, const Moment &before, const Moment &now) {
+  std::string text;
+  put(text, "{\"publisher\":{\"pid\":%llu,\"base\":\"0x%llx\"},", wide(attachment.publisher().pid),
+      wide(attachment.publisherBase()));
+  put(text, "\"monitor\":{\"pid\":%llu,\"base\":\"0x%llx\"},\"nodes\":[", ownPid(), wide(attachment.base()));
+  for (std::size_t n = 0; n < attachment.nodes().size(); ++n) {
+    const Change change(attachment.nodes()[n], before.samples[n], now.samples[n]);
+    text += n == 0 ? "{\"name\":" : ",{\"name\":";
+    JsonMembers::addString(text, change.node().name);
+    text += ",\"properties\":";
+    addProperties(text, change);
+    text += ",\"rates\":";
+    addRates(text, change);
+    text += '}';
+  }
+  return text + "]}";
+}

@@ -1,0 +1,217 @@
+// See segment.h.
+#include "segment.h"
+
+#include <cstdio>
+
+#include "../machine/process.h"
+
+namespace {
+
+constexpr char kProgram[] = "publisher";
+constexpr int kCreationAttempts = 3;
+
+bool complain(const char *what, std::uint32_t rc) { return machine::complain(kProgram, what, rc); }
+
+std::uint64_t propertyCount(const PublishedNode &node) {
+  return node.instances.size() * machine::kGroups[node.group].fields.size() + 2;
+}
+
+// Room for a hash table. It has as many buckets as the next prime from the capacity up, and there is always a prime
+// before the double; a bucket with its first slot takes 0xa0 bytes, the header 0x18.
+std::uint64_t areaSize(const PublishedNode &node) { return 0x18 + 0xa0 * 2 * propertyCount(node); }
+
+// The publisher whose segment has the key: whether the segment could be judged, and by what.
+struct LeftOver {
+  ShmDomainHandle *domain = nullptr;  // connected; null when it could not be
+  machine::Owner owner = {};
+  bool hasOwner = false;
+};
+
+LeftOver inspect(std::uint64_t key) {
+  LeftOver found;
+  const OSSIPCResID id = machine::keyOf(key);
+  const ShmDomainParams params = machine::domainParams(SNTR_DOMAIN_ATTACHED);
+  if (sntrConnectToShmDomain(&id, nullptr, &params, &found.domain) != 0) return found;
+
+  // The whole area is copied out, so its size must be that of our directory first.
+  ShmHeapInfo info = {};
+  machine::Directory directory = {};
+  std::uint64_t size = 0;
+  if (sntrGetShmDomainInfo(found.domain, &info) != 0 || info.userAppAreaSize != sizeof directory) return found;
+  if (sntrGetDomainUserAppData(found.domain, &size, &directory) != 0) return found;
+  found.hasOwner = machine::hasOwner(directory);
+  found.owner = directory.owner;
+  return found;
+}
+
+void explainRefusal(std::uint64_t key, const LeftOver &found) {
+  const std::string path = machine::pathOf(key);
+  if (found.hasOwner && machine::lifeOf(found.owner) == machine::Life::Lives) {
+    std::fprintf(stderr, "%s: process %llu publishes under this key already; end it, or choose another --key\n",
+                 kProgram, static_cast<unsigned long long>(found.owner.pid));
+    return;
+  }
+  std::fprintf(stderr,
+               "%s: %s exists, and whether somebody uses it cannot be told. Choose another --key, or remove the file "
+               "if you know that nobody does\n",
+               kProgram, path.c_str());
+}
+
+}  // namespace
+
+bool Segment::removeLeftOver(std::uint64_t key) {
+  if (access(machine::pathOf(key).c_str(), F_OK) != 0 && errno == ENOENT) return true;
+  LeftOver found = inspect(key);
+  const bool removable = found.hasOwner && machine::lifeOf(found.owner) == machine::Life::Ended;
+  if (!removable) {
+    explainRefusal(key, found);
+    if (found.domain != nullptr) static_cast<void>(sntrDisconnectFromShmDomain(&found.domain));
+    return false;
+  }
+  // A reader that is still attached keeps the memory, and is told that the publisher has gone. Should another publisher
+  // do the same at this moment and have a segment of its own by now, the name leads there and is left alone.
+  std::fprintf(stderr, "%s: removing the segment that process %llu left behind\n", kProgram,
+               static_cast<unsigned long long>(found.owner.pid));
+  const std::uint32_t rc = sntrFreeShmDomain(&found.domain, SNTR_FREE_DOMAIN_ALWAYS);
+  return rc == 0 || complain("removing a segment that was left behind", rc);
+}
+
+Segment::~Segment() {
+  // A reader that is in the middle of a node has it to itself; the next one finds it abandoned.
+  for (PublishedNode &node : nodes_) {
+    if (node.node != nullptr) static_cast<void>(sntrAbandonNode(&node.node));
+  }
+  // The pool goes with its domain; only the handle needs freeing. Its memory is not taken back from readers.
+  if (pool_ != nullptr) static_cast<void>(sntrDestroyShmPoolHandle(&pool_));
+  if (domain_ == nullptr) return;
+  const std::uint32_t rc = sntrFreeShmDomain(&domain_, SNTR_FREE_DOMAIN_ALWAYS);
+  if (rc != 0) static_cast<void>(complain("removing the segment", rc));
+}
+
+bool Segment::createDomain(std::uint64_t size) {
+  directory_.magic = machine::kDirectoryMagic;
+  directory_.version = machine::kDirectoryVersion;
+  directory_.owner = machine::thisProcess();
+  machine::seal(directory_);
+
+  ShmDomainParams params = machine::domainParams(SNTR_DOMAIN_CREATED);
+  params.userAppAreaSize = sizeof directory_;
+  params.userAppData = &directory_;
+  const OSSIPCResID id = machine::keyOf(key_);
+  for (int attempt = 0; attempt < kCreationAttempts; ++attempt) {
+    const std::uint32_t rc = sntrCreateShmDomain(&id, nullptr, size, &params, &domain_);
+    if (rc == 0 && domain_ != nullptr) return true;
+    if (rc == 0) {
+      std::fprintf(stderr, "%s: /dev/shm has no room for %llu KiB, or is closed to this user\n", kProgram,
+                   static_cast<unsigned long long>(size / 1024));
+      return false;
+    }
+    if (rc != SNTR_RC_SEGMENT_EXISTS) return complain("creating the segment", rc);
+    if (!removeLeftOver(key_)) return false;
+  }
+  return complain("creating the segment", SNTR_RC_SEGMENT_EXISTS);
+}
+
+bool Segment::createNode(PublishedNode &node) {
+  ShmSegInfo_t where = {};
+  where.recordVersion = where.version = where.latchVersion = SNTR_VERSION;
+  where.domain = domain_;
+  where.pool = pool_;
+  std::uint64_t sizes[SNTR_AREA_COUNT] = {};
+  sizes[SNTR_AREA_R] = areaSize(node);
+  std::uint64_t size = 0;
+  const auto base = reinterpret_cast<std::uintptr_t>(domain_->baseAddress);
+
+  std::uint32_t rc = sntrCreateNode(&where, &node.node, SNTR_KIND_R, sizes, &size, &node.offset);
+  if (rc != 0) return complain("creating a node", rc);
+  rc = sntrInitNode(&node.node, base, 0, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr);
+  if (rc != 0) return complain("initializing a node", rc);
+  rc = sntrActivateNode(&node.node);
+  if (rc != 0) return complain("activating a node", rc);
+  return fillNode(node);
+}
+
+bool Segment::fillNode(PublishedNode &node) {
+  std::vector<std::uint64_t> tags;
+  for (std::size_t i = 0; i < node.instances.size(); ++i) {
+    for (std::size_t f = 0; f < machine::kGroups[node.group].fields.size(); ++f) tags.push_back(machine::tagOf(i, f));
+  }
+  tags.push_back(machine::kSampleTimeTag);
+  tags.push_back(machine::kSampleCountTag);
+  const std::vector<std::int32_t> zeroes(tags.size(), 0);
+  const std::uint32_t rc =
+      sntrCreateRPropertyList(node.node, tags.data(), zeroes.data(), tags.size(), tags.size(), SNTR_LAYOUT_HASH, 0);
+  if (rc != 0) return complain("creating a property list", rc);
+
+  // Looking a record up asks for the node's section. Nobody else knows the node yet, so there is nobody to exclude.
+  for (const std::uint64_t tag : tags) {
+    SNodeProperty_t *record = nullptr;
+    const std::uint32_t looked = sntrGetAddressForRProperty(node.node, tag, &record);
+    if (looked != 0) return complain("looking a property up", looked);
+    node.records.push_back(record);
+  }
+  node.sampleCount = node.records.back();
+  node.records.pop_back();
+  node.sampleTime = node.records.back();
+  node.records.pop_back();
+  return true;
+}
+
+bool Segment::writeDirectory() {
+  std::uint32_t labels = 0;
+  directory_.publisherBase = reinterpret_cast<std::uintptr_t>(domain_->baseAddress);
+  directory_.poolHeaderOffset = pool_->poolHeaderOffset;
+  for (const PublishedNode &node : nodes_) {
+    machine::NodeEntry &entry = directory_.node[node.group];
+    std::snprintf(entry.name, sizeof entry.name, "%s", machine::kGroups[node.group].name);
+    entry.nodeOffset = node.offset;
+    entry.instances = static_cast<std::uint32_t>(node.instances.size());
+    entry.firstLabel = labels;
+    for (const std::string &label : node.instances) {
+      char *text = directory_.label[labels++];
+      std::snprintf(text, machine::kLabelSize, "%.*s", static_cast<int>(machine::kLabelSize - 1), label.c_str());
+    }
+  }
+  directory_.nodes = static_cast<std::uint32_t>(nodes_.size());
+  machine::seal(directory_);
+  const std::uint32_t rc = sntrSetDomainUserAppData(domain_, sizeof directory_, &directory_);
+  return rc == 0 || complain("writing the directory", rc);
+}
+
+bool Segment::create(const std::vector<std::string> (&instances)[machine::kGroupCount]) {
+  std::uint64_t poolSize = 0x1000;
+  for (std::uint32_t group = 0; group < machine::kGroupCount; ++group) {
+    PublishedNode node;
+    node.group = static_cast<machine::GroupIndex>(group);
+    node.instances = instances[group];
+    poolSize += sizeof(SNodeCB_t) + areaSize(node) + 0x100;
+    nodes_.push_back(std::move(node));
+  }
+  // The header, the directory and the bookkeeping of domain and pool come on top: less than a quarter of a MiB and of
+  // the pool.
+  if (!createDomain(poolSize + poolSize / 4 + sizeof directory_ + 0x40000)) return false;
+  const std::uint32_t rc = _sntrCreateShmPool(&pool_, domain_, poolSize, nullptr, 0, __FILE__, __LINE__);
+  if (rc != 0) return complain("creating the pool", rc);
+  for (PublishedNode &node : nodes_) {
+    if (!createNode(node)) return false;
+  }
+  return writeDirectory();
+}
+
+bool Segment::publish(PublishedNode &node, const std::vector<Reading> &readings, std::uint32_t milliseconds,
+                      std::uint32_t count) {
+  SNodeLatchBlock_t *latch = &node.node->primaryLatch;
+  std::uint32_t rc = sntrEnterCriticalSectionBeforeWrite(node.node, latch);
+  if (rc != 0) return complain("entering a node", rc);
+
+  const auto write = [&](SNodeProperty_t *record, const Reading &reading) {
+    if (rc == 0) rc = sntrSetValueAndRCForRProperty(node.node, record, reading.value, reading.rc, 1);
+  };
+  for (std::size_t i = 0; i < readings.size() && i < node.records.size(); ++i) write(node.records[i], readings[i]);
+  write(node.sampleTime, {static_cast<std::int32_t>(milliseconds), machine::kAvailable});
+  write(node.sampleCount, {static_cast<std::int32_t>(count), machine::kAvailable});
+
+  const std::uint32_t left = sntrExitCriticalSectionAfterWrite(node.node, latch);
+  if (rc != 0) return complain("writing a value", rc);
+  return left == 0 || complain("leaving a node", left);
+}
