@@ -31,6 +31,7 @@ int main(void) {
     sntrPrintrc(rc, text, sizeof text);
     fprintf(stderr, "%s\n", text);
   }
+  if (where.pool != NULL) sntrDisconnectFromShmPool(&where.pool);
   if (where.domain != NULL) sntrFreeShmDomain(&where.domain, SNTR_FREE_DOMAIN_ALWAYS);
   return rc != 0;
 }

@@ -20,6 +20,12 @@ PUBLISHER, MONITOR = sys.argv.pop(1), sys.argv.pop(1)
 PATIENCE = 30  # seconds
 KEYS = itertools.count(os.getpid() << 16)
 
+# Without randomization, where the system lets us, both programs would get the same address by themselves, so that the
+# monitor has to ask for another.
+LAUNCHER = ["setarch", os.uname().machine, "-R"]
+if subprocess.run([*LAUNCHER, "true"], stderr=subprocess.DEVNULL).returncode != 0:
+    LAUNCHER = []
+
 
 def segment_of(key):
     return Path(f"/dev/shm/qx7osse.{key:016x}6d616368")
@@ -34,7 +40,7 @@ def wait_for(condition, what):
 
 
 def start_publisher(key):
-    return subprocess.Popen([PUBLISHER, "--key", str(key)], stderr=subprocess.PIPE, text=True)
+    return subprocess.Popen([*LAUNCHER, PUBLISHER, "--key", str(key)], stderr=subprocess.PIPE, text=True)
 
 
 def finish(process):
@@ -47,8 +53,8 @@ def finish(process):
 
 
 def monitor(key, *options):
-    return subprocess.run([MONITOR, "--key", str(key), "--interval", "200", *options], capture_output=True, text=True,
-                          timeout=PATIENCE, stdin=subprocess.DEVNULL)
+    return subprocess.run([*LAUNCHER, MONITOR, "--key", str(key), "--interval", "200", *options], capture_output=True,
+                          text=True, timeout=PATIENCE, stdin=subprocess.DEVNULL)
 
 
 @contextmanager
@@ -190,6 +196,14 @@ class LeftOverTest(unittest.TestCase):
             second.terminate()
             self.assertIn(f"process {process.pid} left behind", finish(second))
             self.assertEqual(second.returncode, 0)
+            self.assertFalse(segment_of(key).exists())
+
+    def test_segment_of_a_killed_publisher_is_removed_on_request(self):
+        with publishing() as (key, process):
+            process.kill()
+            finish(process)
+            self.assertEqual(subprocess.run([PUBLISHER, "--key", str(key), "--clean"], timeout=PATIENCE,
+                                            stderr=subprocess.DEVNULL).returncode, 0)
             self.assertFalse(segment_of(key).exists())
 
     def test_living_publisher_is_left_alone(self):
