@@ -92,8 +92,9 @@ SNTR_API uint32_t SNTROneTimeOnlyInitialization(uint32_t firstVersion, uint32_t 
  *   SNTR_RC_NOT_INITIALIZED   the library is not initialized, or was cleaned up; nothing was done
  *   SNTR_RC_BAD_CLEANUP_MODE  another mode; nothing was done
  *   a result of _ossMemFree() something could not be freed: nothing further was, the uses stay counted, and the call
- * can be repeated; entries of the attach list that had not been reached stay allocated A record of the attach list that
- * does not begin with SNTR_VERSION is not trusted and stays allocated, with its cell. */
+ *                             can be repeated; entries of the attach list that had not been reached stay allocated
+ * A record of the attach list that does not begin with SNTR_VERSION is not trusted and stays allocated, with its
+ * cell. */
 SNTR_API uint32_t SNTRCleanup(uint32_t mode);
 
 /* Writes the name of a result code and what it means, as "NAME: text". Not traced. Any thread.

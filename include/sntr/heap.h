@@ -25,6 +25,8 @@
  *
  * The other operations want the heap's latch held by the caller (sntrLatchShmDomain, sntrLatchShmPool). An operation
  * that fails has changed nothing and holds nothing, unless its entry says otherwise.
+ *
+ * Where an entry gives two codes together, the first is a domain's (type 1), the second a pool's (type 2).
  */
 #ifndef SNTR_HEAP_H
 #define SNTR_HEAP_H
@@ -52,11 +54,14 @@ extern "C" {
  * initialFlags   stored as the domain flags
  * typeWord       stored at 0xe8: 0 for a domain, the domain header's offset for a pool
  *
- * SNTR_RC_NULL_BASE null base (also logged); SNTR_RC_BAD_HEAP_TYPE; SNTR_RC_DOMAIN_HEADER_MISFIT /
- * SNTR_RC_POOL_HEADER_MISFIT (type 1 / 2) header and skip-list area do not fit the total, or a size is not the one that
- * follows from the others; SNTR_RC_SKIP_LIST_AREA_TOO_SMALL slAreaSize not above slHeaderSize;
- * SNTR_RC_BAD_LATCH_VERSION latchSelector; SNTR_RC_LATCH_FAILED a latch. After a failure there is no eyecatcher and no
- * latch is held. */
+ *   SNTR_RC_NULL_BASE                 base is null (also logged)
+ *   SNTR_RC_BAD_HEAP_TYPE             heapType is neither 1 nor 2
+ *   SNTR_RC_DOMAIN_HEADER_MISFIT / SNTR_RC_POOL_HEADER_MISFIT  header and skip-list area do not fit the total, or a
+ *                                     size is not the one that follows from the others
+ *   SNTR_RC_SKIP_LIST_AREA_TOO_SMALL  slAreaSize is not above slHeaderSize
+ *   SNTR_RC_BAD_LATCH_VERSION         latchSelector is not SNTR_VERSION
+ *   SNTR_RC_LATCH_FAILED              a latch failed
+ * After a failure there is no eyecatcher and no latch is held. */
 SNTR_API uint32_t sntrCreateInitStorageHeap(void *base, uint32_t heapType, uint64_t totalSize, uint64_t headerOffset,
                                             uint64_t slotCount, uint64_t maxLevel, uint64_t headerSize,
                                             uint64_t slHeaderSize, uint64_t slAreaSize, uint64_t granule,
@@ -64,8 +69,8 @@ SNTR_API uint32_t sntrCreateInitStorageHeap(void *base, uint32_t heapType, uint6
                                             uint64_t reservedSelector, uint64_t handleAllocSelector,
                                             uint64_t initialFlags, uint64_t typeWord);
 
-/* Raises the number of connected handles by one. Takes the latch. SNTR_RC_DOMAIN_MARKED_FOR_DELETION /
- * SNTR_RC_POOL_MARKED_FOR_DELETION marked for deletion (type 1 / 2). */
+/* Raises the number of connected handles by one. Takes the latch.
+ *   SNTR_RC_DOMAIN_MARKED_FOR_DELETION / SNTR_RC_POOL_MARKED_FOR_DELETION  marked for deletion */
 SNTR_API uint32_t sntrConnectToStorageHeap(void *base, uint32_t heapType, uint64_t headerOffset);
 
 /* Lowers the number of connected handles by one, never below 0. Takes the latch. */
@@ -78,37 +83,39 @@ SNTR_API uint32_t sntrDisconnectFromStorageHeap(void *base, uint32_t heapType, u
  * userOffset   out: of the caller's bytes, a multiple of 8
  * traceId, sourceFile, line  who allocates; sourceFile may be null
  *
- * SNTR_RC_UNKNOWN_PAD_TYPE unknown pad type in the heap's settings; SNTR_RC_BAD_FRONT_PAD_COUNT /
- * SNTR_RC_BAD_BACK_PAD_COUNT front / back pad count there not 1 to 8; SNTR_RC_DOMAIN_FULL / SNTR_RC_POOL_FULL fewer
- * free bytes in all than requested (type 1 / 2); SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH /
- * SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH no free block is large enough for the request and the bookkeeping that it needs
- * (type 1 / 2). */
+ *   SNTR_RC_UNKNOWN_PAD_TYPE     unknown pad type in the heap's settings
+ *   SNTR_RC_BAD_FRONT_PAD_COUNT  the number of front pads there is not 1 to 8
+ *   SNTR_RC_BAD_BACK_PAD_COUNT   the number of back pads there is not 1 to 8
+ *   SNTR_RC_DOMAIN_FULL / SNTR_RC_POOL_FULL  fewer free bytes in all than requested
+ *   SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH
+ *                                no free block is large enough for the request and the bookkeeping that it needs */
 SNTR_API uint32_t sntrGetMemChunkFromShmHeap(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t size,
                                              uint32_t traceId, const char *sourceFile, uint32_t line,
                                              uint64_t *chunkOffset, uint64_t *userOffset);
 
 /* Releases a chunk; free neighbours merge with it. Takes the latch. Never fails for want of space.
- * SNTR_RC_DOMAIN_BLOCK_NOT_FOUND / SNTR_RC_POOL_BLOCK_NOT_FOUND no allocated chunk begins at chunkOffset, as after a
- * first release (type 1 / 2). */
+ *   SNTR_RC_DOMAIN_BLOCK_NOT_FOUND / SNTR_RC_POOL_BLOCK_NOT_FOUND  no allocated chunk begins at chunkOffset, as after
+ *                                                                  a first release */
 SNTR_API uint32_t sntrReturnMemChunkToShmHeap(void *base, uint32_t heapType, uint64_t headerOffset,
                                               uint64_t chunkOffset, uint32_t traceId, const char *sourceFile,
                                               uint32_t line);
 
-/* Takes `size` bytes (a multiple of 8, not 0: SNTR_RC_CHUNK_OUTSIDE_HEAP) from the high end of the smallest free block
- * that is large enough, the one inserted last among equals. No chunk is recorded. SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH
- * / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH no such block. */
+/* Takes `size` bytes from the high end of the smallest free block that is large enough, the one inserted last among
+ * equals. No chunk is recorded.
+ *   SNTR_RC_CHUNK_OUTSIDE_HEAP  `size` is 0 or not a multiple of 8
+ *   SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH  no such block */
 SNTR_API uint32_t sntrGetFreeBlockFromSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t size,
                                             uint64_t *chunkOffset);
 
-/* Finds the free block that begins at `offset`: its node and its size in bytes. SNTR_RC_DOMAIN_BLOCK_NOT_FOUND /
- * SNTR_RC_POOL_BLOCK_NOT_FOUND none does. */
+/* Finds the free block that begins at `offset`: its node and its size in bytes.
+ *   SNTR_RC_DOMAIN_BLOCK_NOT_FOUND / SNTR_RC_POOL_BLOCK_NOT_FOUND  none does */
 SNTR_API uint32_t sntrFindFreeBlockInSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset,
                                            uint64_t *node, uint64_t *size);
 
-/* Makes `size` bytes at `offset` free, merged with the free blocks that touch them. SNTR_RC_DOMAIN_BLOCK_NOT_FOUND /
- * SNTR_RC_POOL_BLOCK_NOT_FOUND part of them is free or allocated; SNTR_RC_CHUNK_OUTSIDE_HEAP they do not lie in managed
- * space or are not multiples of 8; SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH no room
- * for a node. */
+/* Makes `size` bytes at `offset` free, merged with the free blocks that touch them.
+ *   SNTR_RC_CHUNK_OUTSIDE_HEAP  they do not lie in managed space or are not multiples of 8
+ *   SNTR_RC_DOMAIN_BLOCK_NOT_FOUND / SNTR_RC_POOL_BLOCK_NOT_FOUND  part of them is free or allocated
+ *   SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH  no room for a node */
 SNTR_API uint32_t sntrReturnFreeBlockToSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset,
                                              uint64_t size);
 
@@ -117,19 +124,20 @@ SNTR_API uint32_t sntrInsertFreeMemChunk(void *base, uint32_t heapType, uint64_t
                                          uint64_t size);
 
 /* Links a node that sntrDeleteFreeMemBlock unlinked, and that nothing reused since, in both orders again, as the free
- * block that it described. SNTR_RC_CHUNK_OUTSIDE_HEAP the node is not such a one; SNTR_RC_DOMAIN_BLOCK_NOT_FOUND /
- * SNTR_RC_POOL_BLOCK_NOT_FOUND part of its block is free or allocated. */
+ * block that it described.
+ *   SNTR_RC_CHUNK_OUTSIDE_HEAP  the node is not such a one
+ *   SNTR_RC_DOMAIN_BLOCK_NOT_FOUND / SNTR_RC_POOL_BLOCK_NOT_FOUND  part of its block is free or allocated */
 SNTR_API uint32_t sntrInsertFreeMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node);
 
 /* Unlinks the node of a free block from both orders. The node keeps its fields until its space is reused.
- * SNTR_RC_CHUNK_OUTSIDE_HEAP the node is not that of a free block. */
+ *   SNTR_RC_CHUNK_OUTSIDE_HEAP  the node is not that of a free block */
 SNTR_API uint32_t sntrDeleteFreeMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node);
 
-/* Records `size` bytes at `offset` as an allocated chunk, with a new node. SNTR_RC_DOMAIN_BLOCK_NOT_FOUND /
- * SNTR_RC_POOL_BLOCK_NOT_FOUND part of them is recorded already; SNTR_RC_CHUNK_OUTSIDE_HEAP they do not lie in managed
- * space or are not multiples of 8; SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH no room
- * for a node. Whether the bytes are free is the caller's to know: take them with sntrGetFreeBlockFromSList first.
- */
+/* Records `size` bytes at `offset` as an allocated chunk, with a new node. Whether the bytes are free is the caller's
+ * to know: take them with sntrGetFreeBlockFromSList first.
+ *   SNTR_RC_CHUNK_OUTSIDE_HEAP  they do not lie in managed space or are not multiples of 8
+ *   SNTR_RC_DOMAIN_BLOCK_NOT_FOUND / SNTR_RC_POOL_BLOCK_NOT_FOUND  part of them is recorded already
+ *   SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH  no room for a node */
 SNTR_API uint32_t sntrInsertAllocMemChunk(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset,
                                           uint64_t size);
 
@@ -138,8 +146,8 @@ SNTR_API uint32_t sntrInsertAllocMemChunk(void *base, uint32_t heapType, uint64_
 SNTR_API uint32_t sntrInsertAllocMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node);
 
 /* Removes the record of the chunk at `offset` and gives its size in bytes. Its bytes are not made free: see
- * sntrReturnFreeBlockToSList. SNTR_RC_DOMAIN_BLOCK_NOT_FOUND / SNTR_RC_POOL_BLOCK_NOT_FOUND no allocated chunk begins
- * there. */
+ * sntrReturnFreeBlockToSList.
+ *   SNTR_RC_DOMAIN_BLOCK_NOT_FOUND / SNTR_RC_POOL_BLOCK_NOT_FOUND  no allocated chunk begins there */
 SNTR_API uint32_t sntrDeleteAllocMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset,
                                           uint64_t *size);
 
@@ -151,8 +159,9 @@ SNTR_API uint32_t sntrDefragmentSList(void *base, uint32_t heapType, uint64_t he
 SNTR_API uint32_t sntrDefragmentSLInPlace(void *base, uint32_t heapType, uint64_t headerOffset);
 
 /* Grows the bookkeeping by room for at least `leastGrowth` bytes of nodes, taken from the heap's free memory. It goes
- * back by itself when the heap can do without it. SNTR_RC_DOMAIN_FULL / SNTR_RC_POOL_FULL more than the heap has;
- * SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH no free block is large enough. */
+ * back by itself when the heap can do without it.
+ *   SNTR_RC_DOMAIN_FULL / SNTR_RC_POOL_FULL  more than the heap has
+ *   SNTR_RC_DOMAIN_NO_BLOCK_LARGE_ENOUGH / SNTR_RC_POOL_NO_BLOCK_LARGE_ENOUGH  no free block is large enough */
 SNTR_API uint32_t sntrChangeSlistSpace(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t leastGrowth);
 
 #ifdef __cplusplus

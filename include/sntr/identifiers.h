@@ -61,7 +61,9 @@ SNTR_API uint32_t sntrCreateID(char **id, uint64_t **lengths, const char *const 
 SNTR_API uint32_t sntrDeleteID(char **id, uint64_t **lengths, const uint32_t *version);
 
 /* Compares two identifiers: a shorter one sorts first, whatever its bytes; of two that are equally long the bytes
- * decide, as unsigned numbers. a, aLength, b, bLength  bytes, and how many: at most SNTR_MAX_ID_SIZE kind SNTR_ID_OF_*
+ * decide, as unsigned numbers.
+ *   a, aLength, b, bLength  bytes, and how many: at most SNTR_MAX_ID_SIZE
+ *   kind                    SNTR_ID_OF_*
  *   order                   receives a number below 0, 0, or above 0: `a` sorts before `b`, is equal, sorts behind it
  * Answers 0. Otherwise nothing is written:
  *   SNTR_RC_BAD_KIND              another kind
@@ -83,10 +85,14 @@ SNTR_API uint32_t sntrPrintID(const void *id, uint64_t length);
  *   id         `length` bytes
  *   length     at most the rounded capacity; 0 for an empty identifier
  *   capacity   bytes kept for the identifier, at most SNTR_MAX_ID_SIZE; rounded up to a multiple of 8. It is stored,
- * and not held against the area, which has 16 bytes more than it was created for latchHeld  non-zero: the caller is in
- * a write section of the node Answers 0. Otherwise, the section's codes aside, nothing is changed: SNTR_RC_NULL_NODE
- * `node` is null SNTR_RC_NULL_ID                    `id` is null the section's codes SNTR_RC_NO_ID_TO_SET the node was
- * created without SNTR_OPTION_NODE_ID SNTR_RC_NODE_ID_CAPACITY_TOO_LARGE `capacity` is too large
+ *              and not held against the area, which has 16 bytes more than it was created for
+ *   latchHeld  non-zero: the caller is in a write section of the node
+ * Answers 0. Otherwise, the section's codes aside, nothing is changed:
+ *   SNTR_RC_NULL_NODE                  `node` is null
+ *   SNTR_RC_NULL_ID                    `id` is null
+ *   the section's codes
+ *   SNTR_RC_NO_ID_TO_SET               the node was created without SNTR_OPTION_NODE_ID
+ *   SNTR_RC_NODE_ID_CAPACITY_TOO_LARGE `capacity` is too large
  *   SNTR_RC_NODE_ID_TOO_LONG           `length` is above the capacity
  *   SNTR_RC_AREA_NEVER_CREATED, SNTR_RC_AREA_OUTSIDE_NODE  the node's area table is damaged
  *   SNTR_RC_AREA_OVERUSED              the area is too small for the identifier, or its entry is damaged

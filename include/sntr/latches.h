@@ -24,8 +24,11 @@ extern "C" {
  *   block          the block, at any address
  *   latchVersion   SNTR_VERSION, the stamp that the block will carry
  * Under model 1 the latches and counters are initialized and the stamp is written last; under models 0 and 2 to 5
- * nothing is written, whatever the version, and the answer is 0. Answers 0, or: SNTR_RC_NULL_LATCH_BLOCK    `block` is
- * null SNTR_RC_NULL_NODE           `node` is null SNTR_RC_VALUE_OUT_OF_RANGE  the node's model is above 5
+ * nothing is written, whatever the version, and the answer is 0.
+ * Answers 0, or:
+ *   SNTR_RC_NULL_LATCH_BLOCK    `block` is null
+ *   SNTR_RC_NULL_NODE           `node` is null
+ *   SNTR_RC_VALUE_OUT_OF_RANGE  the node's model is above 5
  *   SNTR_RC_BAD_LATCH_VERSION   model 1, and `latchVersion` is not SNTR_VERSION
  *   SNTR_RC_LATCH_FAILED        a latch could not be initialized; the block is not stamped
  *   SNTR_RC_ATOMIC_FAILED       a counter could not be initialized; the block is not stamped */
@@ -40,7 +43,7 @@ SNTR_API uint32_t sntrInitializeLatches(const SNodeCB_t *node, SNodeLatchBlock_t
  *   SNTR_RC_VALUE_OUT_OF_RANGE  the node's model is above 5
  *   SNTR_RC_BAD_LATCH_VERSION   model 1, and the block is not stamped with SNTR_VERSION
  *   SNTR_RC_LATCH_FAILED        the latch could not be got: this thread holds it, it is damaged, or the wait was too
- * long */
+ *                               long */
 SNTR_API uint32_t sntrEnterCriticalSectionBeforeRead(SNodeCB_t *node, SNodeLatchBlock_t *block);
 
 /* Leaves a read section.

@@ -7,11 +7,13 @@
  *
  * The calls that change a node, other than creating and disclaiming, each run in one write section of it
  * (sntr/latches.h) and so may come from any thread of any process. "The section's codes" are, with nothing changed and
- * nothing held unless said otherwise: SNTR_RC_VALUE_OUT_OF_RANGE  the node's concurrency model is above 5
+ * nothing held unless said otherwise:
+ *   SNTR_RC_VALUE_OUT_OF_RANGE  the node's concurrency model is above 5
  *   SNTR_RC_BAD_LATCH_VERSION   model 1, and the node's latch block is not stamped
  *   SNTR_RC_LATCH_FAILED        the latch could not be got; or it could not be given back, and then the work is done
- *   SNTR_RC_ATOMIC_FAILED       writing only: the mark or count of writers could not be changed; on leaving, the work
- * is done and the latch given back A reference that is null counts as the null node behind it.
+ *   SNTR_RC_ATOMIC_FAILED       writing only: the mark or count of writers could not be changed; on leaving, the
+ *                               work is done and the latch given back
+ * A reference that is null counts as the null node behind it.
  */
 #ifndef SNTR_NODES_H
 #define SNTR_NODES_H
@@ -31,8 +33,10 @@ extern "C" {
  *   nodeSize   receives the size of the whole node, in bytes, as soon as it is known that the pool has that much
  *   offset     receives the node's offset from the start of the domain: what another process needs to find it
  * The node is in condition 1, under concurrency model 1, and all its areas are zeroes. The test of the pool's room
- * counts its free bytes and is advisory. Answers 0. Otherwise there is no node and, but for the size, nothing is
- * written: SNTR_RC_NULL_SEGMENT_INFO        `info` is null SNTR_RC_NULL_AREA_SIZES          `areaSizes` is null
+ * counts its free bytes and is advisory.
+ * Answers 0. Otherwise there is no node and, but for the size, nothing is written:
+ *   SNTR_RC_NULL_SEGMENT_INFO        `info` is null
+ *   SNTR_RC_NULL_AREA_SIZES          `areaSizes` is null
  *   SNTR_RC_NULL_SIZE_OUTPUT         `nodeSize` is null
  *   SNTR_RC_NULL_OFFSET_OUTPUT       `offset` is null
  *   SNTR_RC_NULL_NODE                `node` is null
@@ -47,7 +51,7 @@ extern "C" {
  *   SNTR_RC_BAD_LATCH_VERSION        `info->latchVersion` is not SNTR_VERSION; nodeSize is written
  *   SNTR_RC_LATCH_FAILED, SNTR_RC_ATOMIC_FAILED  the node's latches could not be initialized; nodeSize is written
  *   SNTR_RC_NODE_BELOW_BASE          the node lies below the domain: `info->pool` is damaged. The node exists and
- * `node` is written, because the block is not freed. */
+ *                                    `node` is written, because the block is not freed. */
 SNTR_API uint32_t sntrCreateNode(const ShmSegInfo_t *info, SNodeCB_t **node, uint64_t options,
                                  const uint64_t *areaSizes, uint64_t *nodeSize, uint64_t *offset);
 
@@ -160,17 +164,23 @@ SNTR_API uint32_t sntrAbandonNode(SNodeCB_t **node);
 SNTR_API uint32_t sntrDisassociateNode(SNodeCB_t **node);
 
 /* Gives the block of a node back to its pool. No latch of the node is taken: the caller sees to it that no thread of
- * any process uses the node any more. node     reference to the node; nulled once the block is given back pool     the
- * pool in which it was created version  SNTR_VERSION Answers 0. Otherwise the node is as it was, unless the reference
- * is null now: SNTR_RC_NULL_NODE         the node is null SNTR_RC_NULL_POOL_HANDLE  `pool` is null SNTR_RC_BAD_VERSION
- * `version` is not SNTR_VERSION any code of _sntrFreeShmBlock() */
+ * any process uses the node any more.
+ *   node     reference to the node; nulled once the block is given back
+ *   pool     the pool in which it was created
+ *   version  SNTR_VERSION
+ * Answers 0. Otherwise the node is as it was, unless the reference is null now:
+ *   SNTR_RC_NULL_NODE         the node is null
+ *   SNTR_RC_NULL_POOL_HANDLE  `pool` is null
+ *   SNTR_RC_BAD_VERSION       `version` is not SNTR_VERSION
+ *   any code of _sntrFreeShmBlock() */
 SNTR_API uint32_t sntrDisclaimNode(SNodeCB_t **node, const ShmPoolHandle *pool, uint32_t version);
 
 /* Fills a status-node-information record, to be given to sntrInitNode() as `info`. Sees to it that the shared lists of
  * the segment (sntr/segments.h) have an entry for the segment and one for the module that the node refers to; entries
  * that are there already are used as they stand. Takes the domain's latch and in it the pool's, and so must not be
- * called by a thread that holds one of them. record      receives value, both sizes, the offsets of the two entries'
- * records from the start of the domain, and the address in this process where the domain begins; `dataPosition` is 0
+ * called by a thread that holds one of them.
+ *   record      receives value, both sizes, the offsets of the two entries' records from the start of the domain, and
+ *               the address in this process where the domain begins; `dataPosition` is 0
  *   info        the segment in whose lists to remember: its pool is used
  *   key         12-byte key of the segment to remember
  *   value       stored as it is
@@ -178,7 +188,9 @@ SNTR_API uint32_t sntrDisclaimNode(SNodeCB_t **node, const ShmPoolHandle *pool, 
  *   dataSize    bytes of the data that will be given with the record, at most 0x1000
  *   record1056  record of the module (GCFModuleInfo), which begins with its path; null counts as all zeroes
  * Answers 0. Otherwise the record is as it was; an entry that was added for the segment stays when the one for the
- * module could not be: SNTR_RC_NULL_KEY          `info` or `key` is null SNTR_RC_NULL_NODE_INFO    `record` is null
+ * module could not be:
+ *   SNTR_RC_NULL_KEY          `info` or `key` is null
+ *   SNTR_RC_NULL_NODE_INFO    `record` is null
  *   SNTR_RC_TAG_TOO_LARGE     `firstSize` is too large
  *   SNTR_RC_DATA_TOO_LONG     `dataSize` is too large
  *   SNTR_RC_NULL_POOL_HANDLE  the pool of `info` is null

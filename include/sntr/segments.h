@@ -126,8 +126,10 @@ SNTR_API uint32_t sntrDeleteGCFPMLList(void);
 
 /* Write the keys of all entries to standard output, a line an entry, numbered from 1; or one line that tells that the
  * list is empty. Of a segment's key its u32 is shown, as a signed number. The shared form holds the domain's latch
- * while it writes: an output that nobody reads would keep other processes waiting. pool  any pool of the domain Answers
- * 0. Otherwise the entries before the damage have been written: the domain's codes */
+ * while it writes: an output that nobody reads would keep other processes waiting.
+ *   pool  any pool of the domain
+ * Answers 0. Otherwise the entries before the damage have been written:
+ *   the domain's codes */
 SNTR_API uint32_t sntrPrintAttachSegInfoNodeLList(const ShmPoolHandle *pool);
 SNTR_API uint32_t sntrPrintAttachSegInfoNodePMLList(void);
 SNTR_API uint32_t sntrPrintGCFNodeLList(const ShmPoolHandle *pool);

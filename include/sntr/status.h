@@ -70,18 +70,26 @@ SNTR_API uint32_t sntrCheckNodeCondition(const SNodeCB_t *node, uint32_t mask);
 
 /* Refreshes the liveness of an active node: what its owner does at least once every `updateInterval`. Under status mode
  * 1 it counts one refresh more, under mode 2 it stores the time. Runs in a write section of the node. Answers 0.
- * Otherwise, the last two of the section's codes aside, nothing is changed: SNTR_RC_NULL_NODE                the node
- * is null the section's codes SNTR_RC_UPDATE_OF_CREATED        the node is only created SNTR_RC_UPDATE_OF_INITIALIZED
- * it is only initialized SNTR_RC_UPDATE_OF_ABANDONED      it is abandoned SNTR_RC_UPDATE_OF_DISASSOCIATED  it is
- * disassociated SNTR_RC_CONDITION_OUT_OF_RANGE   the stored condition is not 1 to 5 SNTR_RC_BAD_LIVENESS_MODE the
- * stored status mode is neither 1 nor 2 SNTR_RC_ATOMIC_FAILED            the counter could not be changed */
+ * Otherwise, the last two of the section's codes aside, nothing is changed:
+ *   SNTR_RC_NULL_NODE                the node is null
+ *   the section's codes
+ *   SNTR_RC_UPDATE_OF_CREATED        the node is only created
+ *   SNTR_RC_UPDATE_OF_INITIALIZED    it is only initialized
+ *   SNTR_RC_UPDATE_OF_ABANDONED      it is abandoned
+ *   SNTR_RC_UPDATE_OF_DISASSOCIATED  it is disassociated
+ *   SNTR_RC_CONDITION_OUT_OF_RANGE   the stored condition is not 1 to 5
+ *   SNTR_RC_BAD_LIVENESS_MODE        the stored status mode is neither 1 nor 2
+ *   SNTR_RC_ATOMIC_FAILED            the counter could not be changed */
 SNTR_API uint32_t sntrUpdateNodeStatus(SNodeCB_t *node);
 
 /* Tells whether the owner still refreshes a node. By counter: whether it did since this observer's last look that found
  * it live; by time: whether the last refresh is at most twice `updateInterval` ago, where a clock that stepped back
  * counts as no time. The observer's mode decides, and should be the node's status mode. Runs in a write section of the
- * node. node      the node observer  this observer's record of this node; used by one thread at a time Answers 0: the
- * node is live, and the record remembers this look. Otherwise the record is as it was: SNTR_RC_NULL_NODE `node` is null
+ * node.
+ *   node      the node
+ *   observer  this observer's record of this node; used by one thread at a time
+ * Answers 0: the node is live, and the record remembers this look. Otherwise the record is as it was:
+ *   SNTR_RC_NULL_NODE               `node` is null
  *   SNTR_RC_NULL_OBSERVER           `observer` is null
  *   the section's codes; where leaving the section fails the record may remember the look
  *   SNTR_RC_UPDATE_OF_CREATED, SNTR_RC_UPDATE_OF_INITIALIZED, SNTR_RC_UPDATE_OF_ABANDONED,
@@ -93,19 +101,29 @@ SNTR_API uint32_t sntrUpdateNodeStatus(SNodeCB_t *node);
 SNTR_API uint32_t sntrIsStillBeingUpdated(SNodeCB_t *node, SNodeObserver *observer);
 
 /* Tells how many structural changes a node has seen since it was initialized: an observer that finds another number
- * than before looks its properties up anew. Takes no latch. node     the node counter  receives the number; beyond
- * 2^31-1 it goes on with the smallest negative one Answers 0. Otherwise nothing is written: SNTR_RC_NULL_NODE `node` is
- * null SNTR_RC_NULL_OUTPUT    `counter` is null SNTR_RC_ATOMIC_FAILED  the counter could not be read */
+ * than before looks its properties up anew. Takes no latch.
+ *   node     the node
+ *   counter  receives the number; beyond 2^31-1 it goes on with the smallest negative one
+ * Answers 0. Otherwise nothing is written:
+ *   SNTR_RC_NULL_NODE      `node` is null
+ *   SNTR_RC_NULL_OUTPUT    `counter` is null
+ *   SNTR_RC_ATOMIC_FAILED  the counter could not be read */
 SNTR_API uint32_t sntrGetNodeReconfigCounter(SNodeCB_t *node, int64_t *counter);
 
 /* Applies an action to a node and to the nodes below it, those below first: each node that the mask selects. A node is
  * selected when the mask has the bit of its condition, or the bit that stands for every node under this action. The
  * nodes in other segments than their parent's are left alone. Each node is acted on in sections of its own; nothing is
- * held in between. node        reference to the node; null once the node was freed info        the segment that holds
- * the node. Action 6 frees into its pool and needs its version; may be null for the other actions parentInfo  not
- * interpreted reserved    0 action      SNTR_ACTION_* mask        selects nodes; see SNTR_MASK_* depth       level of
- * the node, 1 for the top of a tree limit       most levels reached, that of depth 1 counted; 0 for all Dependents that
- * are only created, only initialized or disassociated are passed over, and one whose subtree answers
+ * held in between.
+ *   node        reference to the node; null once the node was freed
+ *   info        the segment that holds the node. Action 6 frees into its pool and needs its version; may be null for
+ *               the other actions
+ *   parentInfo  not interpreted
+ *   reserved    0
+ *   action      SNTR_ACTION_*
+ *   mask        selects nodes; see SNTR_MASK_*
+ *   depth       level of the node, 1 for the top of a tree
+ *   limit       most levels reached, that of depth 1 counted; 0 for all
+ * Dependents that are only created, only initialized or disassociated are passed over, and one whose subtree answers
  * SNTR_RC_NODE_ABANDONED does not stop the others. Any other failure ends the call; the nodes acted on stay so.
  * Answers 0, or:
  *   SNTR_RC_NULL_NODE               the node is null
@@ -114,14 +132,16 @@ SNTR_API uint32_t sntrGetNodeReconfigCounter(SNodeCB_t *node, int64_t *counter);
  *   SNTR_RC_NULL_KEY                action 6 on a selected node, and `info` is null
  *   any code of sntrActivateNode(), sntrAbandonNode(), sntrDisassociateNode(), sntrDisclaimNode() or
  *   sntrUpdateNodeStatus(), by the action
- *   SNTR_RC_LIMIT_TOO_LARGE         the tree has more than SNTR_MAX_TREE_LEVELS levels, or more than 0x1000000 nodes:
- * its links are damaged SNTR_RC_OSS_NO_MEMORY           no private memory is left to remember the way down */
+ *   SNTR_RC_LIMIT_TOO_LARGE         the tree has more than SNTR_MAX_TREE_LEVELS levels, or more than 0x1000000
+ *                                   nodes: its links are damaged
+ *   SNTR_RC_OSS_NO_MEMORY           no private memory is left to remember the way down */
 SNTR_API uint32_t sntrSetNodeStatusRecursively(SNodeCB_t **node, const ShmSegInfo_t *info, const void *parentInfo,
                                                uint32_t reserved, uint32_t action, uint32_t mask, uint32_t depth,
                                                uint64_t limit);
 
 /* Applies an action to the nodes of a tree, as sntrSetNodeStatusRecursively() does from level 1 on. The top must be
- * active or only created. top     the top; after action 6 it may be gone, and its address must not be used any more
+ * active or only created.
+ *   top     the top; after action 6 it may be gone, and its address must not be used any more
  *   info    the segment that holds the top
  *   limit   most levels reached, at most SNTR_MAX_TREE_LEVELS; 0 for all
  *   action  SNTR_ACTION_*
@@ -133,7 +153,7 @@ SNTR_API uint32_t sntrSetNodeStatusRecursively(SNodeCB_t **node, const ShmSegInf
  *   any code of sntrCheckNodeCondition(): the top's condition does not allow it
  *   SNTR_RC_LIMIT_TOO_LARGE  `limit` is too large
  *   any code of sntrSetNodeStatusRecursively(). With SNTR_MASK_PARENTS_ENTRY, that the parent has no such entry any
- * more is no failure */
+ *                            more is no failure */
 SNTR_API uint32_t sntrSetStatusForEachNodeInATree(SNodeCB_t *top, const ShmSegInfo_t *info, uint64_t limit,
                                                   uint32_t action, uint32_t mask);
 

@@ -15,7 +15,6 @@
 namespace {
 
 using sntr::Rc;
-using support::named;
 
 // Copied before main() runs: what the globals hold once the library is loaded.
 const SegmentInfoGlobal kSegmentInfoAtLoad = sntrGASegInfo;
@@ -81,45 +80,45 @@ TEST_F(ProcessState, CountsUsesAndTearsDownWithTheLast) {
   sntrSegAttachLatch = 1;  // as a fork may have left it
   put(&sntrSegLLHeader, 0, std::uint64_t{1});
   put(&sntrGCFLLHeader, 0, std::uint64_t{1});
-  ASSERT_EQ(named(initialize()), named(Rc::Ok));
+  ASSERT_RC(initialize(), Rc::Ok);
   EXPECT_EQ(sntrAPIIsInitialized, 0xf4eebee4u);
   EXPECT_EQ(at<std::uint32_t>(&sntrGASegInfo, 0), 0xbeeff4eeu);
   EXPECT_EQ(at<std::uint64_t>(&sntrSegLLHeader, 0), 0u);
   EXPECT_EQ(at<std::uint32_t>(&sntrSegLLHeader, 8), 0x1317d17u);
   EXPECT_EQ(at<std::uint32_t>(&sntrSegLLHeader, 16), 0x1317d17u);
   EXPECT_EQ(at<std::uint64_t>(&sntrGCFLLHeader, 0), 0u);
-  ASSERT_EQ(named(SNTROneTimeOnlyInitialization(1, 2)), named(Rc::Ok)) << "a later one does not look at its arguments";
-  EXPECT_EQ(named(SNTRCleanup(1)), named(Rc::Ok));
+  ASSERT_RC(SNTROneTimeOnlyInitialization(1, 2), Rc::Ok) << "a later one does not look at its arguments";
+  EXPECT_RC(SNTRCleanup(1), Rc::Ok);
   EXPECT_EQ(sntrAPIInitRefCount, 1u);
-  EXPECT_EQ(named(SNTRCleanup(1)), named(Rc::Ok));
+  EXPECT_RC(SNTRCleanup(1), Rc::Ok);
   EXPECT_EQ(sntrAPIInitRefCount, 0u);
   EXPECT_EQ(sntrAPIIsInitialized, 0xbee4f4eeu);
-  EXPECT_EQ(named(SNTRCleanup(3)), named(Rc::NotInitialized)) << "comes before the mode";
-  for (int i = 0; i < 3; ++i) ASSERT_EQ(named(initialize()), named(Rc::Ok)) << "it can begin again";
-  EXPECT_EQ(named(SNTRCleanup(2)), named(Rc::Ok));
+  EXPECT_RC(SNTRCleanup(3), Rc::NotInitialized) << "comes before the mode";
+  for (int i = 0; i < 3; ++i) ASSERT_RC(initialize(), Rc::Ok) << "it can begin again";
+  EXPECT_RC(SNTRCleanup(2), Rc::Ok);
   EXPECT_EQ(sntrAPIInitRefCount, 0u) << "the forced cleanup looked at the count";
 }
 
 TEST_F(ProcessState, RefusesWrongArgumentsAndCanBeTriedAgain) {
-  EXPECT_EQ(named(SNTROneTimeOnlyInitialization(0, 0)), named(Rc::BadLatchVersion)) << "the second is looked at first";
-  EXPECT_EQ(named(SNTROneTimeOnlyInitialization(0, SNTR_VERSION)), named(Rc::BadVersion));
+  EXPECT_RC(SNTROneTimeOnlyInitialization(0, 0), Rc::BadLatchVersion) << "the second is looked at first";
+  EXPECT_RC(SNTROneTimeOnlyInitialization(0, SNTR_VERSION), Rc::BadVersion);
   ossFaultArm(OSSFaultMemoryAlloc, 1);
-  EXPECT_EQ(named(initialize()), named(Rc::AttachListAllocFailed));
+  EXPECT_RC(initialize(), Rc::AttachListAllocFailed);
   EXPECT_EQ(sntrAPIInitRefCount, 0u);
   EXPECT_NE(sntrAPIIsInitialized, SNTR_INITIALIZED);
-  ASSERT_EQ(named(initialize()), named(Rc::Ok));
-  EXPECT_EQ(named(SNTRCleanup(3)), named(Rc::BadCleanupMode));
+  ASSERT_RC(initialize(), Rc::Ok);
+  EXPECT_RC(SNTRCleanup(3), Rc::BadCleanupMode);
   sntrAPIIsInitialized = 5;
-  EXPECT_EQ(named(initialize()), named(Rc::NotInitialized)) << "the word was written over";
+  EXPECT_RC(initialize(), Rc::NotInitialized) << "the word was written over";
   sntrAPIIsInitialized = SNTR_INITIALIZED;
 }
 
 TEST_F(ProcessState, FreesWhatIsStampedWhateverTheStateSays) {
   for (const auto &[state, version] : {std::pair{0xf4eebeefu, 0u}, {0x12345678u, 0x1317d17u}}) {
-    ASSERT_EQ(named(initialize()), named(Rc::Ok));
+    ASSERT_RC(initialize(), Rc::Ok);
     fillSegmentInfo(state, version);
     const auto foreign = attach(version);
-    EXPECT_EQ(named(SNTRCleanup(1)), named(Rc::Ok));
+    EXPECT_RC(SNTRCleanup(1), Rc::Ok);
     EXPECT_EQ(at<std::uint32_t>(&sntrGASegInfo, 0), version == 0 ? 0xbeeff4eeu : state);
     EXPECT_EQ(ossFaultHeld(OSSFaultHeldBlocks), version == 0 ? 6 : 0) << version;
     for (void *part : foreign) {
@@ -132,13 +131,13 @@ TEST_F(ProcessState, FreesWhatIsStampedWhateverTheStateSays) {
 // without freeing anything twice.
 TEST_F(ProcessState, AFailingFreeEndsTheCleanupWhichCanBeRepeated) {
   for (std::size_t nth = 1; nth <= 7; ++nth) {
-    ASSERT_EQ(named(initialize()), named(Rc::Ok));
+    ASSERT_RC(initialize(), Rc::Ok);
     fillSegmentInfo(SNTR_SEGMENT_INFO_FILLED, SNTR_VERSION);
     const auto parts = attach(SNTR_VERSION);
     ossFaultArm(OSSFaultMemoryFree, nth);
-    EXPECT_EQ(named(SNTRCleanup(1)), named(Rc::OssInjected)) << "free " << nth;
+    EXPECT_RC(SNTRCleanup(1), Rc::OssInjected) << "free " << nth;
     EXPECT_EQ(sntrAPIInitRefCount, 1u) << "free " << nth;
-    EXPECT_EQ(named(SNTRCleanup(1)), named(Rc::Ok)) << "free " << nth;
+    EXPECT_RC(SNTRCleanup(1), Rc::Ok) << "free " << nth;
     // What of the cell had not been reached is unreachable by design; the test still knows it.
     const std::size_t reached = nth < 3 || nth > 6 ? parts.size() : nth - 2;
     for (std::size_t part = reached; part < parts.size(); ++part) _ossMemFree(parts[part], "test", 4);
@@ -149,8 +148,8 @@ TEST_F(ProcessState, AFailingFreeEndsTheCleanupWhichCanBeRepeated) {
 TEST_F(ProcessState, ThreadsMayBeginAndEndAtOnce) {
   const auto use = [] {
     for (int round = 0; round < 500; ++round) {
-      ASSERT_EQ(named(initialize()), named(Rc::Ok));
-      ASSERT_EQ(named(SNTRCleanup(1)), named(Rc::Ok));
+      ASSERT_RC(initialize(), Rc::Ok);
+      ASSERT_RC(SNTRCleanup(1), Rc::Ok);
     }
   };
   std::thread other(use);

@@ -21,20 +21,20 @@ using support::named;
 TEST(ExclusiveLatch, IsHeldByOneThreadAndRefusesWhatIsNoLatch) {
   alignas(8) unsigned char bytes[0x88] = {};
   for (auto call : {sntrEnterELCriticalSection, sntrExitELCriticalSection}) {
-    EXPECT_EQ(named(call(nullptr)), named(Rc::NullExclusiveLatch));
-    EXPECT_EQ(named(call(bytes)), named(Rc::BadLatchVersion));
+    EXPECT_RC(call(nullptr), Rc::NullExclusiveLatch);
+    EXPECT_RC(call(bytes), Rc::BadLatchVersion);
   }
-  EXPECT_EQ(named(sntrInitializeExsLatch(nullptr, 0)), named(Rc::NullExclusiveLatch));
+  EXPECT_RC(sntrInitializeExsLatch(nullptr, 0), Rc::NullExclusiveLatch);
   const std::uint64_t wide = SNTR_VERSION | std::uint64_t{1} << 32;
-  EXPECT_EQ(named(sntrInitializeExsLatch(bytes, wide)), named(Rc::BadLatchVersion)) << "the whole argument counts";
+  EXPECT_RC(sntrInitializeExsLatch(bytes, wide), Rc::BadLatchVersion) << "the whole argument counts";
   ossFaultArm(OSSFaultLatchInit, 1);
-  EXPECT_EQ(named(sntrInitializeExsLatch(bytes, SNTR_VERSION)), named(Rc::LatchFailed));
-  EXPECT_EQ(named(sntrEnterELCriticalSection(bytes)), named(Rc::BadLatchVersion)) << "stamped, and no latch";
-  EXPECT_EQ(named(sntrInitializeExsLatch(bytes, SNTR_VERSION)), named(Rc::Ok));
-  EXPECT_EQ(named(sntrEnterELCriticalSection(bytes)), named(Rc::Ok));
-  EXPECT_EQ(named(sntrEnterELCriticalSection(bytes)), named(Rc::LatchFailed));
-  EXPECT_EQ(named(sntrExitELCriticalSection(bytes)), named(Rc::Ok));
-  EXPECT_EQ(named(sntrExitELCriticalSection(bytes)), named(Rc::LatchFailed));
+  EXPECT_RC(sntrInitializeExsLatch(bytes, SNTR_VERSION), Rc::LatchFailed);
+  EXPECT_RC(sntrEnterELCriticalSection(bytes), Rc::BadLatchVersion) << "stamped, and no latch";
+  EXPECT_RC(sntrInitializeExsLatch(bytes, SNTR_VERSION), Rc::Ok);
+  EXPECT_RC(sntrEnterELCriticalSection(bytes), Rc::Ok);
+  EXPECT_RC(sntrEnterELCriticalSection(bytes), Rc::LatchFailed);
+  EXPECT_RC(sntrExitELCriticalSection(bytes), Rc::Ok);
+  EXPECT_RC(sntrExitELCriticalSection(bytes), Rc::LatchFailed);
 }
 
 TEST(Utilities, ReverseBytesPrintCodesAndTellTheThread) {
@@ -44,9 +44,9 @@ TEST(Utilities, ReverseBytesPrintCodesAndTellTheThread) {
     EXPECT_EQ(text, reversed);
   }
   char text[80];
-  EXPECT_EQ(named(sntrPrintrc(code(Rc::NullNode), text, sizeof(text))), named(Rc::Ok));
+  EXPECT_RC(sntrPrintrc(code(Rc::NullNode), text, sizeof(text)), Rc::Ok);
   EXPECT_STREQ(text, "NullNode: the node is null");
-  EXPECT_EQ(named(sntrPrintrc(code(Rc::NullNode), text, 9)), named(Rc::OssTruncated));
+  EXPECT_RC(sntrPrintrc(code(Rc::NullNode), text, 9), Rc::OssTruncated);
   EXPECT_EQ(ossThreadIDAsInt(), ossThreadID());
 }
 

@@ -1,16 +1,10 @@
-// The bytes of a new heap, read at literal offsets.
+// The bytes of a new heap behind its header, read at literal offsets.
 #include "support/heap_fixture.h"
 
 namespace sntr {
 namespace {
 
 using test::TestHeap;
-
-struct WordRow {
-  const char *name;
-  std::uint64_t offset;
-  std::uint64_t value;
-};
 
 TEST(HeapLayout, OfANewPoolHeap) {
   TestHeap heap(0x10000, 60, 10, 13);  // 13 bytes of user area take 16
@@ -22,56 +16,39 @@ TEST(HeapLayout, OfANewPoolHeap) {
   const std::uint64_t tail = s + 0xa8 + 400;
   const std::uint64_t node = s + 0xd8 + 720;
   const std::uint64_t first = s + area;
-  const WordRow rows[] = {
-      {"reservedSelector", h + 0x00, 0x1317d17},
-      {"handleAllocSelector", h + 0x08, 0x1317d17},
-      {"latchSelector", h + 0x10, 0x1317d17},
-      {"eyecatcher", h + 0x18, 0xf00df4ee},
-      {"domainFlags", h + 0x20, 0},
-      {"heapHeaderOffset", h + 0x28, h},
-      {"connectCount", h + 0x30, 1},
-      {"totalSize", h + 0x38, 0x10000},
-      {"heapStat1", h + 0x40, h + 0x10000 - first},
-      {"heapStat2", h + 0x48, 0},
-      {"slotCount", h + 0x50, 60},
-      {"granule", h + 0x58, 8},
-      {"topNodeWord", h + 0xe8, 0},
-      {"userAppAreaSize", h + 0xf0, 13},
-      {"user area", h + 0xf8, 0},
-      {"topNode[0]", h + 0xf8 + 16, 0},
-      {"attach list", h + 0x108 + 16, 0},
-      {"module list", h + 0x110 + 16, 0},
-      {"debugMode, padType", h + 0x138 + 16, 0xeebc011a0000000b},
-      {"debugUsed", h + 0x140 + 16, 0},
-      {"pad counts", h + 0x158 + 16, 0x0000000200000002},
-      {"maxLevel", s + 0x00, 10},
-      {"slAreaSize", s + 0x08, area},
-      {"allocated count", s + 0x20, 0},
-      {"slNodeCount", s + 0x28, 1},
-      {"allocated level", s + 0x30, 0},
-      {"intent", s + 0x38, 0},
-      {"0x40", s + 0x40, 0},
-      {"0x58", s + 0x58, 0},
-      {"allocated head's level", s + 0x60, 9},
-      {"0x68", s + 0x68, 0},
-      {"allocated head's first link", s + 0x70, 0},
-      {"its last link", s + 0x70 + 72, 0},
-      {"head's level", head + 0x20, 9},
-      {"tail's level", tail + 0x20, 9},
-      {"head's offset link", head + 0x30, node},
-      {"head's size link", head + 0x40 + 144, node},
-      {"head's top offset link", head + 0x30 + 72, tail},
-      {"tail's top link back", tail + 0x38 + 72 + 72, head},
-      {"tail's offset link back", tail + 0x38 + 72, node},
-      {"tail's size link back", tail + 0x48 + 216, node},
-      {"node's blockOffset", node, first},
-      {"node's blockSize", node + 0x08, h + 0x10000 - first},
-      {"node's reserved", node + 0x10, 0},
-      {"node's reserved 2", node + 0x18, 0},
-      {"node's state", node + 0x28, 0},
-      {"node's link", node + 0x30, tail},
-  };
-  for (const WordRow &row : rows) EXPECT_EQ(heap.read<std::uint64_t>(row.offset), row.value) << row.name;
+  const struct {
+    const char *name;
+    std::uint64_t offset, value;
+  } rows[] = {{"userAppAreaSize", h + 0xf0, 13},
+              {"user area", h + 0xf8, 0},
+              {"topNode[0]", h + 0xf8 + 16, 0},
+              {"attach list", h + 0x108 + 16, 0},
+              {"module list", h + 0x110 + 16, 0},
+              {"allocated count", s + 0x20, 0},
+              {"slNodeCount", s + 0x28, 1},
+              {"allocated level", s + 0x30, 0},
+              {"intent", s + 0x38, 0},
+              {"0x40", s + 0x40, 0},
+              {"0x58", s + 0x58, 0},
+              {"allocated head's level", s + 0x60, 9},
+              {"0x68", s + 0x68, 0},
+              {"allocated head's first link", s + 0x70, 0},
+              {"its last link", s + 0x70 + 72, 0},
+              {"head's level", head + 0x20, 9},
+              {"tail's level", tail + 0x20, 9},
+              {"head's offset link", head + 0x30, node},
+              {"head's size link", head + 0x40 + 144, node},
+              {"head's top offset link", head + 0x30 + 72, tail},
+              {"tail's top link back", tail + 0x38 + 72 + 72, head},
+              {"tail's offset link back", tail + 0x38 + 72, node},
+              {"tail's size link back", tail + 0x48 + 216, node},
+              {"node's blockOffset", node, first},
+              {"node's blockSize", node + 0x08, h + 0x10000 - first},
+              {"node's reserved", node + 0x10, 0},
+              {"node's reserved 2", node + 0x18, 0},
+              {"node's state", node + 0x28, 0},
+              {"node's link", node + 0x30, tail}};
+  for (const auto &row : rows) EXPECT_EQ(heap.read<std::uint64_t>(row.offset), row.value) << row.name;
   const std::uint64_t level = heap.read<std::uint64_t>(node + 0x20);
   EXPECT_LE(level, 1u) << "a list grows by one level at a time";
   EXPECT_EQ(heap.read<std::uint64_t>(s + 0x70 + 80), level);

@@ -12,7 +12,6 @@
 namespace {
 
 using sntr::Rc;
-using support::named;
 
 class NodeBlock : public ::testing::Test {
  protected:
@@ -21,8 +20,7 @@ class NodeBlock : public ::testing::Test {
     sizes[63] = 1;
     std::uint64_t size = 0;
     SNodeCB_t *address = nullptr;
-    ASSERT_EQ(named(sntrCreateNodeInPM(&node, 0x100000006, sizes, &size, &address, 0x1317d17, 0x1317d17)),
-              named(Rc::Ok));
+    ASSERT_RC(sntrCreateNodeInPM(&node, 0x100000006, sizes, &size, &address, 0x1317d17, 0x1317d17), Rc::Ok);
   }
   void TearDown() override { EXPECT_EQ(_ossMemFree(node, "test", 1), 0u); }
 
@@ -57,9 +55,8 @@ TEST_F(NodeBlock, AfterCreation) {
 TEST_F(NodeBlock, AfterInitialization) {
   const SNodeParams params = {0x11111111, 0x22222222, 0xf3333333, 16, 2, 0x55555555, 0x66666666, 4, 0x7777777788888888};
   const std::string record(24, 'r');
-  ASSERT_EQ(
-      named(sntrInitNode(&node, 0x123456789abc, 5, "ident", nullptr, nullptr, 6, record.data(), nullptr, &params)),
-      named(Rc::Ok));
+  ASSERT_RC(sntrInitNode(&node, 0x123456789abc, 5, "ident", nullptr, nullptr, 6, record.data(), nullptr, &params),
+            Rc::Ok);
   EXPECT_EQ(u32(0x000), 0x11111111u);
   EXPECT_EQ(u32(0x004), 0x22222222u);
   EXPECT_EQ(u64(0x008), 0xf3333333u);
@@ -82,11 +79,11 @@ TEST_F(NodeBlock, AfterInitialization) {
 TEST_F(NodeBlock, TheLatchBlocks) {
   EXPECT_EQ(u32(0x250), 0x1317d17u);
   EXPECT_EQ(u32(0x3d4), 0x1317d17u);
-  ASSERT_EQ(named(sntrEnterCriticalSectionBeforeWrite(node, &node->primaryLatch)), named(Rc::Ok));
+  ASSERT_RC(sntrEnterCriticalSectionBeforeWrite(node, &node->primaryLatch), Rc::Ok);
   EXPECT_EQ(u32(0x250 + 132), 1u) << "write count";
   EXPECT_EQ(u32(0x250 + 260), 1u) << "being written";
   EXPECT_NE(bytes(0x250 + 4, 64), bytes(0x250 + 68, 64)) << "the latch is held, the spare one is not";
-  ASSERT_EQ(named(sntrExitCriticalSectionAfterWrite(node, &node->primaryLatch)), named(Rc::Ok));
+  ASSERT_RC(sntrExitCriticalSectionAfterWrite(node, &node->primaryLatch), Rc::Ok);
   EXPECT_EQ(u32(0x250 + 260), 0u);
 }
 

@@ -1,24 +1,19 @@
 // Blocks of a pool: sizes, granules, what a stray address is told, and that a refusal releases nothing.
-#include "pool_fixture.h"
+#include "storage_fixture.h"
 
 namespace shm_test {
 namespace {
 
-constexpr std::uint64_t kHuge = ~std::uint64_t{0};
 constexpr std::uint64_t kOverhead = 0x20;
 
 using Blocks = PoolTest;
 
-struct SizeRow {
-  std::uint64_t granule;
-  std::uint64_t asked;
-  std::uint64_t taken;
-};
-
-const SizeRow kSizeRows[] = {{8, 0, 0}, {8, 1, 8}, {8, 8, 8}, {8, 9, 16}, {64, 1, 64}, {64, 64, 64}, {64, 65, 128}};
+const struct {
+  std::uint64_t granule, asked, taken;
+} kSizeRows[] = {{8, 0, 0}, {8, 1, 8}, {8, 8, 8}, {8, 9, 16}, {64, 1, 64}, {64, 64, 64}, {64, 65, 128}};
 
 TEST_F(Blocks, SizesAreRoundedUpToTheGranule) {
-  for (const SizeRow &row : kSizeRows) {
+  for (const auto &row : kSizeRows) {
     SCOPED_TRACE(testing::Message() << "granule " << row.granule << ", asked " << row.asked);
     ShmPoolParams params{};
     params.granule = row.granule;
@@ -35,14 +30,11 @@ TEST_F(Blocks, SizesAreRoundedUpToTheGranule) {
   }
 }
 
-struct AllocateRow {
+const struct {
   const char *name;
   Rc want;
-  std::uint64_t size;
-  std::uint64_t granule;
-};
-
-const AllocateRow kAllocateRows[] = {
+  std::uint64_t size, granule;
+} kAllocateRows[] = {
     {"granule lost", Rc::PoolGranuleBad, 8, 0},
     {"granule uneven", Rc::PoolGranuleUneven, 8, 12},
     {"granule below 8", Rc::PoolGranuleUneven, 8, 4},
@@ -55,7 +47,7 @@ const AllocateRow kAllocateRows[] = {
 };
 
 TEST_F(Blocks, AllocationRefusesWhatCannotBe) {
-  for (const AllocateRow &row : kAllocateRows) {
+  for (const auto &row : kAllocateRows) {
     SCOPED_TRACE(row.name);
     const Damage<std::uint64_t> granule(base_, pool_->poolHeaderOffset + 0x58, row.granule);
     auto *const untouched = static_cast<void *>(this);
@@ -93,17 +85,15 @@ TEST_F(Blocks, ABlockCannotBeFreedTwiceNorInPieces) {
 }
 
 // The words before a stray address, and where it is.
-struct StrayRow {
+constexpr std::uint64_t kInPool = 1;  // stands for an offset inside the pool's free space
+
+const struct {
   const char *name;
   Rc want;
   std::uint64_t offset;     // of the address, from the domain's start
   std::uint32_t padType;    // written before it where that is inside the domain
   std::uint32_t frontPads;  // written at both places where a scheme may keep it
-};
-
-constexpr std::uint64_t kInPool = 1;  // stands for an offset inside the pool's free space
-
-const StrayRow kStrayRows[] = {
+} kStrayRows[] = {
     {"unknown pad type", Rc::UnknownPadType, kInPool, 0x12345678, 2},
     {"mark of a freed pool", Rc::UnknownPadType, kInPool, 0xf4eeda7a, 2},
     {"no front pads", Rc::BadFrontPadCount, kInPool, 0xa110cbee, 0},
@@ -121,7 +111,7 @@ const StrayRow kStrayRows[] = {
 TEST_F(Blocks, StrayAddressesAreToldApartAndNothingIsReleased) {
   void *keep = newBlock(0x100);
   const std::uint64_t free = infoOf(pool_).freeBytes;
-  for (const StrayRow &row : kStrayRows) {
+  for (const auto &row : kStrayRows) {
     SCOPED_TRACE(row.name);
     const bool inPool = row.offset == kInPool || row.offset == kInPool + 4;
     const std::uint64_t offset = inPool ? pool_->poolHeaderOffset + 0x3800 + (row.offset - kInPool) : row.offset;
@@ -150,51 +140,6 @@ TEST_F(Blocks, ABlockOfAnotherPoolIsRefused) {
   EXPECT_RC(release(&block, pool_), Rc::ChunkOutsideHeap);
   EXPECT_RC(release(&block, other), Rc::Ok);
   EXPECT_RC(freePool(&other, SNTR_FREE_POOL_IF_UNUSED), Rc::Ok);
-}
-
-TEST_F(Blocks, AFullPoolRefusesAndServesAgainAfterARelease) {
-  std::vector<void *> blocks;
-  void *block = nullptr;
-  std::uint32_t rc = 0;
-  while ((rc = allocate(&block, pool_, 0x100)) == 0) blocks.push_back(block);
-  EXPECT_TRUE(rc == code(Rc::PoolFull) || rc == code(Rc::PoolNoBlockLargeEnough)) << named(rc);
-  ASSERT_GE(blocks.size(), kPoolSize / (0x100 + kOverhead) - 2);
-  EXPECT_RC(release(&blocks.back(), pool_), Rc::Ok);
-  EXPECT_RC(allocate(&blocks.back(), pool_, 0x100), Rc::Ok);
-  for (void *&each : blocks) EXPECT_RC(release(&each, pool_), Rc::Ok);
-  EXPECT_EQ(infoOf(pool_).freeBytes, kPoolSize);
-}
-
-struct PoolDamageRow {
-  const char *name;
-  Rc want;
-  std::uint64_t offset;  // from the pool's header
-  std::uint64_t value;
-};
-
-const PoolDamageRow kPoolDamages[] = {
-    {"eyecatcher", Rc::NotAPool, 0x18, 0},
-    {"stored offset", Rc::PoolOffsetMismatch, 0x28, 8},
-    {"total beyond the domain", Rc::NotAPool, 0x38, kSize},
-    {"user area", Rc::StoredUserAreaTooLarge, 0xf0, kHuge},
-    {"latch stamp", Rc::BadLatchVersion, 0x60, 0},
-    {"settings' latch stamp", Rc::BadLatchVersion, 0x160, 0},
-    {"pad type of the settings", Rc::UnknownPadType, 0x138, 0x12345678'0000000b},
-    {"front pads of the settings", Rc::BadFrontPadCount, 0x158, 0x00000002'00000009},
-    {"back pads of the settings", Rc::BadBackPadCount, 0x158, 0x00000000'00000002},
-};
-
-TEST_F(Blocks, AllocatingFromADamagedPoolTakesNothing) {
-  for (const PoolDamageRow &row : kPoolDamages) {
-    SCOPED_TRACE(row.name);
-    void *block = nullptr;
-    {
-      const Damage<std::uint64_t> damaged(base_, pool_->poolHeaderOffset + row.offset, row.value);
-      EXPECT_RC(allocate(&block, pool_, 8), row.want);
-    }
-    EXPECT_EQ(block, nullptr);
-    EXPECT_EQ(infoOf(pool_).freeBytes, kPoolSize);
-  }
 }
 
 }  // namespace

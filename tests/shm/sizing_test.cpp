@@ -1,65 +1,40 @@
 // Worked examples of how large a heap's header and bookkeeping are made.
-#include "domain_fixture.h"
+#include <sntr/heap.h>
+
+#include "storage_fixture.h"
 
 namespace shm_test {
 namespace {
 
-constexpr std::uint64_t kHuge = ~std::uint64_t{0};
-
-struct SlotRow {
-  std::uint32_t type;
-  std::uint64_t size;
-  std::uint64_t slots;
-};
-
 // Worked out by hand from the bands: max(size / 183 x factor, floor), on both sides of each bound.
-const SlotRow kSlotRows[] = {
-    {1, 0, 25},
-    {1, 0x10000, 25},
-    {1, 0xfffff, 57},
-    {1, 0x100000, 350},
-    {1, 0x3ffffff, 1833},
-    {1, 0x4000000, 1000},
-    {1, 0x1fffffff, 3667},
-    {1, 0x20000000, 2493},
-    {1, 0x3fffffff, 4987},
-    {1, 0x40000000, 4693},
-    {1, 0x80000000, 9387},
-    {1, 0x100000000, 10000},
-    {1, kHuge, 10000},
-    {2, 0, 50},
-    {2, 0x7ffff, 63},
-    {2, 0x80000, 75},
-    {2, 0xfffff, 123},
-    {2, 0x100000, 125},
-    {2, 0x7fffff, 962},
-    {2, 0x800000, 850},
-    {2, 0x3ffffff, 4950},
-    {2, 0x4000000, 4000},
-    {2, 0x1fffffff, 7334},
-    {2, 0x20000000, 7500},
-    {2, 0x3fffffff, 11734},
-    {2, 0x40000000, 11441},
-    {2, 0x1000000000, 250000},
-    {2, kHuge, 250000},
-};
+const struct {
+  std::uint32_t type;
+  std::vector<std::uint64_t> sizes, slots;
+} kEstimates[] = {{SNTR_HEAP_DOMAIN,
+                   {0, 0x10000, 0xfffff, 0x100000, 0x3ffffff, 0x4000000, 0x1fffffff, 0x20000000, 0x3fffffff, 0x40000000,
+                    0x80000000, 0x100000000, kHuge},
+                   {25, 25, 57, 350, 1833, 1000, 3667, 2493, 4987, 4693, 9387, 10000, 10000}},
+                  {SNTR_HEAP_POOL,
+                   {0, 0x7ffff, 0x80000, 0xfffff, 0x100000, 0x7fffff, 0x800000, 0x3ffffff, 0x4000000, 0x1fffffff,
+                    0x20000000, 0x3fffffff, 0x40000000, 0x1000000000, kHuge},
+                   {50, 63, 75, 123, 125, 962, 850, 4950, 4000, 7334, 7500, 11734, 11441, 250000, 250000}}};
 
 TEST(Sizing, SlotCountsAreEstimatedFromTheSize) {
-  for (const SlotRow &row : kSlotRows) {
-    std::uint64_t slots = 0, level = 7, header = 0, listHeader = 0, area = 0;
-    EXPECT_RC(sntrGetHHeaderInfo(row.size, row.type, &slots, &level, 0, &header, &listHeader, &area), Rc::Ok);
-    EXPECT_EQ(slots, row.slots) << "type " << row.type << ", size " << row.size;
+  for (const auto &[type, sizes, expected] : kEstimates) {
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+      std::uint64_t slots = 0, level = 7, header = 0, listHeader = 0, area = 0;
+      EXPECT_RC(sntrGetHHeaderInfo(sizes[i], type, &slots, &level, 0, &header, &listHeader, &area), Rc::Ok);
+      EXPECT_EQ(slots, expected[i]) << "type " << type << ", size " << sizes[i];
+    }
   }
 }
 
-struct SizeRow {
+const struct {
   const char *name;
   std::uint32_t type;
   std::uint64_t slotsIn, levelIn, userArea;
   std::uint64_t slots, level, header, listHeader, area;
-};
-
-const SizeRow kSizeRows[] = {
+} kSizeRows[] = {
     {"as given", 1, 100, 7, 0, 100, 7, 488, 720, 19024},
     {"one byte of user area takes eight", 1, 100, 7, 1, 100, 7, 496, 720, 19024},
     {"ceilings of a domain", 1, 10001, 26, 8, 10000, 25, 496, 2016, 1832016},
@@ -68,7 +43,7 @@ const SizeRow kSizeRows[] = {
 };
 
 TEST(Sizing, SizesFollowFromSlotsLevelsAndUserArea) {
-  for (const SizeRow &row : kSizeRows) {
+  for (const auto &row : kSizeRows) {
     SCOPED_TRACE(row.name);
     std::uint64_t slots = row.slotsIn, level = row.levelIn, header = 0, listHeader = 0, area = 0, single = 0;
     EXPECT_RC(sntrGetHHeaderInfo(0x10000000, row.type, &slots, &level, row.userArea, &header, &listHeader, &area),
@@ -91,11 +66,11 @@ TEST(Sizing, RefusalsWriteNothing) {
   EXPECT_RC(sntrGetHHeaderInfo(0x1000, 3, &a, &b, 0, &c, &d, &e), Rc::BadHeapType);
   EXPECT_RC(sntrGetHHeaderInfo(kHuge, 1, &a, &b, kHuge, &c, &d, &e), Rc::DomainHeaderMisfit);
   EXPECT_RC(sntrGetHHeaderInfo(kHuge, 2, &a, &b, kHuge - 0x1ee, &c, &d, &e), Rc::PoolHeaderMisfit);
-  EXPECT_RC(sntrGetHHeaderInfo(1, 1, nullptr, &b, 0, &c, &d, &e), Rc::NullStorageOutput);
-  EXPECT_RC(sntrGetHHeaderInfo(1, 1, &a, nullptr, 0, &c, &d, &e), Rc::NullStorageOutput);
-  EXPECT_RC(sntrGetHHeaderInfo(1, 1, &a, &b, 0, nullptr, &d, &e), Rc::NullStorageOutput);
-  EXPECT_RC(sntrGetHHeaderInfo(1, 1, &a, &b, 0, &c, nullptr, &e), Rc::NullStorageOutput);
-  EXPECT_RC(sntrGetHHeaderInfo(1, 1, &a, &b, 0, &c, &d, nullptr), Rc::NullStorageOutput);
+  for (int missing = 0; missing < 5; ++missing) {
+    std::uint64_t *out[] = {&a, &b, &c, &d, &e};
+    out[missing] = nullptr;
+    EXPECT_RC(sntrGetHHeaderInfo(1, 1, out[0], out[1], 0, out[2], out[3], out[4]), Rc::NullStorageOutput) << missing;
+  }
   EXPECT_RC(sntrGetHHeaderSize(kHuge, &a), Rc::BadUserAreaSize);
   EXPECT_RC(sntrGetHHeaderSize(0, nullptr), Rc::NullStorageOutput);
   EXPECT_RC(sntrGetSLHeaderSize(1, nullptr), Rc::NullStorageOutput);

@@ -6,6 +6,9 @@
 
 #include "layout/rc.h"
 
+#define EXPECT_RC(got, want) EXPECT_EQ(support::named(got), support::named(want))
+#define ASSERT_RC(got, want) ASSERT_EQ(support::named(got), support::named(want))
+
 namespace support {
 
 inline std::string named(std::uint32_t value) {

@@ -3,17 +3,13 @@
 #pragma once
 
 #include <oss/fault.h>
-#include <sntr/domains.h>
 #include <sntr/nodes.h>
-#include <sntr/pools.h>
 
 #include <vector>
 
-#include "support/segments.h"
+#include "support/storage.h"
 
 namespace support {
-
-using sntr::Rc;
 
 class MemoryPool : public testing::Test {
  protected:
@@ -22,7 +18,7 @@ class MemoryPool : public testing::Test {
     params.domainKind = SNTR_DOMAIN_MEMORY;
     ASSERT_RC(sntrCreateShmDomain(nullptr, base(), memory.size() * 8, &params, &domain), Rc::Ok);
     for (ShmPoolHandle **made : {&info.pool, &small}) {
-      ASSERT_RC(_sntrCreateShmPool(made, domain, made == &small ? 64 : 0x10000, nullptr, 0, "test", 0), Rc::Ok);
+      ASSERT_RC(createPool(made, domain, made == &small ? 64 : 0x10000), Rc::Ok);
     }
     info.version = info.latchVersion = SNTR_VERSION;
     pool = info.pool;
@@ -37,11 +33,7 @@ class MemoryPool : public testing::Test {
   }
 
   char *base() { return reinterpret_cast<char *>(memory.data()); }
-  std::uint64_t blocks() const {
-    ShmHeapInfo told{};
-    EXPECT_RC(sntrGetShmPoolInfo(pool, &told), Rc::Ok);
-    return told.allocatedCount;
-  }
+  std::uint64_t blocks() const { return infoOf(pool).allocatedCount; }
   // An active node of the pool; the sizes are those of areas 0 and up.
   SNodeCB_t *newNode(std::uint64_t options = 0, std::vector<std::uint64_t> areas = {}) {
     areas.resize(SNTR_AREA_COUNT);

@@ -1,6 +1,4 @@
 // From a kind to its area: which entry a kind selects, and what a damaged entry is answered with.
-#include "tree/node_areas.h"
-
 #include <gtest/gtest.h>
 #include <sntr/nodes.h>
 
@@ -9,7 +7,6 @@
 namespace {
 
 using sntr::Rc;
-using support::named;
 
 // A control block alone: the lookup reads nothing behind it.
 SNodeCB_t blockWith(const AreaEntry &entry, std::uint64_t nodeSize) {
@@ -26,55 +23,40 @@ TEST(NodeAreas, AKindSelectsTheEntryOfItsLowestBitFromBitOneUp) {
                                                 {0x2001, -1}, {~0u, 0},   {0xfffff000, 11}};
   for (const auto &[kind, index] : rows) {
     AreaEntry *entry = nullptr;
-    EXPECT_EQ(named(sntrGetPExportPointer(&entry, &node, kind)), named(index < 0 ? Rc::BadKind : Rc::Ok)) << kind;
+    EXPECT_RC(sntrGetPExportPointer(&entry, &node, kind), index < 0 ? Rc::BadKind : Rc::Ok) << kind;
     EXPECT_EQ(entry, index < 0 ? nullptr : &node.areaTable[index]) << kind;
   }
   AreaEntry *entry = nullptr;
-  EXPECT_EQ(named(sntrGetPExportPointer(nullptr, nullptr, 0)), named(Rc::NullNode));
-  EXPECT_EQ(named(sntrGetPExportPointer(nullptr, &node, 0)), named(Rc::NullOutput));
-  EXPECT_EQ(named(sntrGetPExportPointer(&entry, nullptr, 0x80)), named(Rc::NullNode));
-}
-
-TEST(NodeAreas, TheCopyTellsWhereTheAreaIs) {
-  SNodeCB_t node = blockWith({8, 3, 0xb61}, 0xb69);
-  sntr::Area area{};
-  ASSERT_EQ(named(sntr::findArea(&node, 0x80, area)), named(Rc::Ok));
-  EXPECT_EQ(area.start, reinterpret_cast<std::byte *>(&node) + 0xb61);
-  EXPECT_EQ(area.size, 8u);
-  EXPECT_EQ(area.used, 3u);
-  sntr::setAreaUsed(&node, area, 5);
-  EXPECT_EQ(area.used, 5u);
-  EXPECT_EQ(node.areaTable[6].areaUsed, 5u);
+  EXPECT_RC(sntrGetPExportPointer(nullptr, nullptr, 0), Rc::NullNode);
+  EXPECT_RC(sntrGetPExportPointer(nullptr, &node, 0), Rc::NullOutput);
+  EXPECT_RC(sntrGetPExportPointer(&entry, nullptr, 0x80), Rc::NullNode);
 }
 
 TEST(NodeAreas, ADamagedEntryHasItsCode) {
-  struct Row {
+  constexpr std::uint64_t kNode = 0x6000000;
+  constexpr std::uint64_t kMost = SNTR_MAX_AREA_SIZE;
+  constexpr std::uint64_t kHuge = ~std::uint64_t{0};
+  const struct {
     const char *name;
     AreaEntry entry;  // size, used, offset
     std::uint64_t nodeSize;
     Rc expected;
-  };
-  constexpr std::uint64_t kNode = 0x6000000;
-  constexpr std::uint64_t kMost = SNTR_MAX_AREA_SIZE;
-  constexpr std::uint64_t kHuge = ~std::uint64_t{0};
-  constexpr Row kRows[] = {
-      {"no offset, whatever else", {kHuge, kHuge, 0}, 0, Rc::AreaNeverCreated},
-      {"used one beyond, and outside too", {8, 9, 1}, kNode, Rc::AreaOverused},
-      {"begins in the control block", {8, 0, 0xb5f}, kNode, Rc::AreaOutsideNode},
-      {"ends with the node", {8, 8, kNode - 8}, kNode, Rc::Ok},
-      {"ends one beyond the node", {8, 0, kNode - 7}, kNode, Rc::AreaOutsideNode},
-      {"empty at the end of the node", {0, 0, kNode}, kNode, Rc::Ok},
-      {"the largest area", {kMost, 0, 0xb60}, kNode, Rc::Ok},
-      {"larger than the largest", {kMost + 1, 0, 0xb60}, kNode, Rc::AreaOutsideNode},
-      {"an end that wraps", {16, 0, kHuge - 7}, kNode, Rc::AreaOutsideNode},
-      {"a size that wraps", {kHuge, 0, 0xb60}, kNode, Rc::AreaOutsideNode},
-      {"a node smaller than its block", {0, 0, 0xb60}, 0xb5f, Rc::AreaOutsideNode},
-      {"a node larger than any", {8, 0, 0xb60}, SNTR_MAX_NODE_SIZE + 1, Rc::AreaOutsideNode},
-  };
-  for (const Row &row : kRows) {
+  } rows[] = {{"no offset, whatever else", {kHuge, kHuge, 0}, 0, Rc::AreaNeverCreated},
+              {"used one beyond, and outside too", {8, 9, 1}, kNode, Rc::AreaOverused},
+              {"begins in the control block", {8, 0, 0xb5f}, kNode, Rc::AreaOutsideNode},
+              {"ends with the node", {8, 8, kNode - 8}, kNode, Rc::Ok},
+              {"ends one beyond the node", {8, 0, kNode - 7}, kNode, Rc::AreaOutsideNode},
+              {"empty at the end of the node", {0, 0, kNode}, kNode, Rc::Ok},
+              {"the largest area", {kMost, 0, 0xb60}, kNode, Rc::Ok},
+              {"larger than the largest", {kMost + 1, 0, 0xb60}, kNode, Rc::AreaOutsideNode},
+              {"an end that wraps", {16, 0, kHuge - 7}, kNode, Rc::AreaOutsideNode},
+              {"a size that wraps", {kHuge, 0, 0xb60}, kNode, Rc::AreaOutsideNode},
+              {"a node smaller than its block", {0, 0, 0xb60}, 0xb5f, Rc::AreaOutsideNode},
+              {"a node larger than any", {8, 0, 0xb60}, SNTR_MAX_NODE_SIZE + 1, Rc::AreaOutsideNode}};
+  for (const auto &row : rows) {
     SNodeCB_t node = blockWith(row.entry, row.nodeSize);
     AreaEntry *entry = nullptr;
-    EXPECT_EQ(named(sntrGetPExportPointer(&entry, &node, SNTR_KIND_IR)), named(row.expected)) << row.name;
+    EXPECT_RC(sntrGetPExportPointer(&entry, &node, SNTR_KIND_IR), row.expected) << row.name;
     EXPECT_EQ(entry != nullptr, row.expected == Rc::Ok) << row.name;
   }
 }
