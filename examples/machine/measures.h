@@ -94,6 +94,10 @@ inline constexpr std::uint64_t kSampleCountTag = 2;  // counter of samples
 inline constexpr std::uint64_t kTagsPerInstance = 16;
 static_assert(std::size(kSystemFields) <= kTagsPerInstance && std::size(kDiskFields) <= kTagsPerInstance);
 
+// The tag of a group's node; its identifier is the group's name.
+constexpr std::uint64_t nodeTagOf(std::uint32_t group) { return group + 1; }
+inline constexpr std::uint64_t kNodeIDCapacity = 32;
+
 // The most instances of a group that are published.
 inline constexpr std::uint32_t kMaxInstances = 256;
 static_assert((kMaxInstances + 1) * kTagsPerInstance <= SNTR_MAX_TAG);

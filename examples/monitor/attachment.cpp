@@ -1,6 +1,8 @@
 // See attachment.h.
 #include "attachment.h"
 
+#include <oss/identity.h>
+
 #include <cstdio>
 
 #include "../machine/process.h"
@@ -89,8 +91,8 @@ Answer Attachment::attach(bool last) {
       case machine::Look::Damaged:
         return last ? failed("the directory is damaged") : Answer::NotThere;
     }
-    // A segment that was left behind may be replaced any moment.
-    if (machine::lifeOf(directory_.owner) == machine::Life::Ended) return Answer::Gone;
+    // A segment that was left behind may be replaced any moment; where nobody does, its last values can be looked at.
+    if (!last && machine::lifeOf(directory_.owner) == machine::Life::Ended) return Answer::NotThere;
     // Nothing here needs another address. It is asked for to show that any will do.
     if (base() != directory_.publisherBase) return findNodes();
     wanted = reinterpret_cast<void *>(base() - attempt * kAddressStep);
@@ -115,7 +117,6 @@ Answer Attachment::findNodes() {
     const machine::NodeEntry &entry = directory_.node[group];
     WatchedNode node;
     node.group = static_cast<machine::GroupIndex>(group);
-    node.name = printable(entry.name, sizeof entry.name);
     for (std::uint32_t i = 0; i < entry.instances; ++i) {
       node.instances.push_back(printable(directory_.label[entry.firstLabel + i], machine::kLabelSize));
     }
@@ -124,8 +125,47 @@ Answer Attachment::findNodes() {
     const bool starts = entry.nodeOffset >= poolStart_ && entry.nodeOffset < poolEnd_ &&
                         poolEnd_ - entry.nodeOffset >= sizeof(SNodeCB_t);
     if (!starts) return failed("a node does not lie in the pool");
+    node.observer.livenessMode = SNTR_LIVENESS_TIME;
+    if (const Answer answer = readNames(node); answer != Answer::Good) return answer;
     nodes_.push_back(node);
   }
+  return Answer::Good;
+}
+
+// Copies the node's own names, inside its section, because the identifier's bytes are the node's.
+Answer Attachment::readNames(WatchedNode &node) {
+  SNodeLatchBlock_t *latch = &node.node->primaryLatch;
+  std::uint32_t rc = sntrEnterCriticalSectionBeforeRead(node.node, latch);
+  if (rc != 0) return failed("entering a node", rc);
+  const void *id = nullptr;
+  std::uint64_t length = 0;
+  const bool inside = isNodeInside(node);
+  if (inside) rc = sntrGetNodeID(node.node, &id, &length, 1);
+  if (inside && rc == 0) node.name = printable(static_cast<const char *>(id), length);
+  if (inside && rc == 0) rc = sntrGetNodeTag(node.node, &node.tag, 1);
+  const bool abandoned = sntrCheckNodeCondition(node.node, 0) == SNTR_RC_NODE_ABANDONED;
+  const std::uint32_t left = sntrExitCriticalSectionAfterRead(node.node, latch);
+  if (abandoned) return Answer::Gone;
+  if (!inside) return failed("a node reaches beyond its pool");
+  if (rc != 0) return failed("reading a node's names", rc);
+  return left == 0 ? Answer::Good : failed("leaving a node", left);
+}
+
+Answer Attachment::look(std::size_t index, Liveness &liveness) {
+  WatchedNode &watched = nodes_[index];
+  const std::uint32_t rc = sntrIsStillBeingUpdated(watched.node, &watched.observer);
+  if (rc == SNTR_RC_UPDATE_OF_ABANDONED || rc == SNTR_RC_UPDATE_OF_DISASSOCIATED) {
+    liveness = Liveness::Gone;
+    return Answer::Good;
+  }
+  if (rc != 0 && rc != SNTR_RC_OWNER_LATE) return failed("looking at a node", rc);
+  // Two intervals make a publisher late; ten more and it is not expected back.
+  const volatile SNodeCB_t &node = *watched.node;
+  const std::uint64_t refreshed = node.nodeTime;
+  const std::uint64_t patience = std::uint64_t{node.updateInterval} * 12;
+  const std::uint64_t now = ossTimeGetUTC();
+  const bool gone = now > refreshed && now - refreshed >= patience;
+  liveness = rc == 0 ? Liveness::Live : gone ? Liveness::Gone : Liveness::Late;
   return Answer::Good;
 }
 
@@ -168,6 +208,5 @@ Answer Attachment::read(const WatchedNode &node, Sample &sample) {
 
 Answer Attachment::check() {
   machine::Directory directory = {};
-  if (const Answer answer = readDirectory(directory); answer != Answer::Good) return answer;
-  return machine::lifeOf(directory_.owner) == machine::Life::Ended ? Answer::Gone : Answer::Good;
+  return readDirectory(directory);
 }

@@ -20,18 +20,24 @@ struct Sample {
   std::vector<Value> values;  // the fields of each instance, one instance after another
 };
 
+// What a look at a node says of its publisher: it refreshes the node; it is late; or it has been late for ten intervals
+// and more, has given the node up, or has taken everything away.
+enum class Liveness { Live, Late, Gone };
+
 // A node of the segment, and what this process has copied of its description.
 struct WatchedNode {
   machine::GroupIndex group = machine::kSystemGroup;
-  std::string name;
+  std::string name;  // the node's identifier
+  std::uint64_t tag = 0;
   std::vector<std::string> instances;  // printable characters only
   SNodeCB_t *node = nullptr;
+  SNodeObserver observer = {};
 };
 
 enum class Answer {
   Good,
   NotThere,  // no segment with the key, or its nodes are not ready: try again
-  Gone,      // the publisher has ended
+  Gone,      // the publisher has taken the segment, or the node, out of use
   Failed,    // after a message
 };
 
@@ -45,8 +51,11 @@ class Attachment {
   // Maps the segment and finds the nodes. `last`: nothing will be tried again, so the reason is told.
   Answer attach(bool last);
 
-  // Whether the publisher is still there.
+  // Whether the segment still is a domain with a directory.
   Answer check();
+
+  // Looks whether a node is still being refreshed.
+  Answer look(std::size_t node, Liveness &liveness);
 
   // Reads all values of a node in one section.
   Answer read(const WatchedNode &node, Sample &sample);
@@ -60,6 +69,7 @@ class Attachment {
   Answer connect(void *wantedAddress, bool last);
   Answer readDirectory(machine::Directory &directory);
   Answer findNodes();
+  Answer readNames(WatchedNode &node);
   bool isNodeInside(const WatchedNode &node) const;
   Answer readValues(const WatchedNode &node, Sample &sample);
   void disconnect();

@@ -107,9 +107,11 @@ class Monitor {
 
   Step look(Moment &moment) {
     moment.samples.assign(attachment_.nodes().size(), Sample{});
+    moment.states.assign(attachment_.nodes().size(), Liveness::Live);
     if (const Step step = stepOf(attachment_.check()); step != Step::GoOn) return step;
     for (std::size_t n = 0; n < moment.samples.size(); ++n) {
-      const Answer answer = attachment_.read(attachment_.nodes()[n], moment.samples[n]);
+      Answer answer = attachment_.look(n, moment.states[n]);
+      if (answer == Answer::Good) answer = attachment_.read(attachment_.nodes()[n], moment.samples[n]);
       if (answer != Answer::Good) return stepOf(answer);
     }
     return Step::GoOn;
@@ -120,6 +122,7 @@ class Monitor {
     while (true) {
       if (const Step step = look(now_); step != Step::GoOn) return step;
       bool ready = true;
+      if (isGone(now_)) return Step::GoOn;  // nothing better will come
       for (const Sample &sample : now_.samples) ready = ready && sample.count.number != 0;
       if (ready) return Step::GoOn;
       if (signals_.waitUntil(Clock::now() + kPatience)) return Step::Stop;
@@ -128,12 +131,31 @@ class Monitor {
 
   Step lookAgain() {
     Moment next;
-    if (const Step step = look(next); step != Step::GoOn) return step;
+    const Step step = look(next);
+    if (step == Step::PublisherGone) {
+      // The last values stand beside what has become of their nodes.
+      next = now_;
+      next.states.assign(next.states.size(), Liveness::Gone);
+    } else if (step != Step::GoOn) {
+      return step;
+    }
     before_ = std::move(now_);
     now_ = std::move(next);
+    const Step shown = show();
+    return shown == Step::GoOn && isGone(now_) ? Step::PublisherGone : shown;
+  }
+
+  Step show() {
     if (options_.json) return print(asJson(attachment_, before_, now_) + "\n");
     table_ = asTable(attachment_, before_, now_);
     return options_.live && !options_.once ? print(kClear + table_) : Step::GoOn;
+  }
+
+  static bool isGone(const Moment &moment) {
+    for (const Liveness state : moment.states) {
+      if (state != Liveness::Gone) return false;
+    }
+    return true;
   }
 
   // Nobody reading any more is a reason to stop, not a failure.

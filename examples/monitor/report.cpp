@@ -199,6 +199,10 @@ void putLines(std::string &text, const Change &change) {
   if (change.node().instances.empty()) text += "  (none)\n";
 }
 
+const char *nameOf(Liveness liveness) {
+  return liveness == Liveness::Live ? "live" : liveness == Liveness::Late ? "late" : "gone";
+}
+
 unsigned long long wide(std::uint64_t number) { return number; }
 unsigned long long ownPid() { return static_cast<unsigned long long>(getpid()); }
 
@@ -208,7 +212,11 @@ std::string asTable(const Attachment &attachment, const Moment &before, const Mo
   std::string text;
   put(text, "publisher: process %llu, segment at 0x%llx\n", wide(attachment.publisher().pid),
       wide(attachment.publisherBase()));
-  put(text, "monitor:   process %llu, segment at 0x%llx\n\n", ownPid(), wide(attachment.base()));
+  put(text, "monitor:   process %llu, segment at 0x%llx\nnodes:    ", ownPid(), wide(attachment.base()));
+  for (std::size_t n = 0; n < attachment.nodes().size(); ++n) {
+    put(text, " %s %s", attachment.nodes()[n].name.c_str(), nameOf(now.states[n]));
+  }
+  text += "\n\n";
   for (std::size_t n = 0; n < attachment.nodes().size(); ++n) {
     const Change change(attachment.nodes()[n], before.samples[n], now.samples[n]);
     if (change.node().group == machine::kSystemGroup) {
@@ -230,7 +238,7 @@ std::string asJson(const Attachment &attachment, const Moment &before, const Mom
     const Change change(attachment.nodes()[n], before.samples[n], now.samples[n]);
     text += n == 0 ? "{\"name\":" : ",{\"name\":";
     JsonMembers::addString(text, change.node().name);
-    text += ",\"properties\":";
+    put(text, ",\"tag\":%llu,\"state\":\"%s\",\"properties\":", wide(change.node().tag), nameOf(now.states[n]));
     addProperties(text, change);
     text += ",\"rates\":";
     addRates(text, change);

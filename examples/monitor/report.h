@@ -8,13 +8,15 @@
 #include "attachment.h"
 
 struct Moment {
-  std::vector<Sample> samples;  // of the nodes, in their order
+  std::vector<Liveness> states;  // likewise
+  std::vector<Sample> samples;   // of the nodes, in their order
 };
 
 // A table for people.
 std::string asTable(const Attachment &attachment, const Moment &before, const Moment &now);
 
-// One JSON object, without an end of line: both processes and their base addresses, and every value of every node.
+// One JSON object, without an end of line: both processes and their base addresses, and every value of every node,
+// with the node's identifier as its name, its tag, and "live", "late" or "gone" as its state.
 // Values that are not available are null. Beside the properties as they are published, "rates" has what two samples
 // tell together; it is null where they are the same sample.
 std::string asJson(const Attachment &attachment, const Moment &before, const Moment &now);

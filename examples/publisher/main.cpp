@@ -84,6 +84,6 @@ int main(int count, char **arguments) {
   for (std::uint32_t group = 0; group < machine::kGroupCount; ++group) {
     instances[group] = findInstances(static_cast<machine::GroupIndex>(group));
   }
-  Segment segment(options.key);
+  Segment segment(options.key, static_cast<std::uint32_t>(options.interval));
   return segment.create(instances) && run(segment, options, signals) ? 0 : machine::kExitFailure;
 }

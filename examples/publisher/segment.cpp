@@ -2,6 +2,7 @@
 #include "segment.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "../machine/process.h"
 
@@ -119,15 +120,23 @@ bool Segment::createNode(PublishedNode &node) {
   where.pool = pool_;
   std::uint64_t sizes[SNTR_AREA_COUNT] = {};
   sizes[SNTR_AREA_R] = areaSize(node);
+  sizes[SNTR_AREA_NODE_ID] = 16 + machine::kNodeIDCapacity;  // two words before the bytes
+  const char *const id = machine::kGroups[node.group].name;
+  SNodeParams params = {};
+  params.statusMode = SNTR_LIVENESS_TIME;
+  params.updateInterval = interval_;
   std::uint64_t size = 0;
   const auto base = reinterpret_cast<std::uintptr_t>(domain_->baseAddress);
 
-  std::uint32_t rc = sntrCreateNode(&where, &node.node, SNTR_KIND_R, sizes, &size, &node.offset);
+  std::uint32_t rc = sntrCreateNode(&where, &node.node, SNTR_KIND_R | SNTR_OPTION_NODE_ID, sizes, &size, &node.offset);
   if (rc != 0) return complain("creating a node", rc);
-  rc = sntrInitNode(&node.node, base, 0, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr);
+  rc = sntrInitNode(&node.node, base, std::strlen(id), id, nullptr, nullptr, machine::kNodeIDCapacity, nullptr, nullptr,
+                    &params);
   if (rc != 0) return complain("initializing a node", rc);
   rc = sntrActivateNode(&node.node);
   if (rc != 0) return complain("activating a node", rc);
+  rc = sntrSetNodeTag(node.node, machine::nodeTagOf(node.group), 0);
+  if (rc != 0) return complain("giving a node its tag", rc);
   return fillNode(node);
 }
 
@@ -184,7 +193,7 @@ bool Segment::create(const std::vector<std::string> (&instances)[machine::kGroup
     PublishedNode node;
     node.group = static_cast<machine::GroupIndex>(group);
     node.instances = instances[group];
-    poolSize += sizeof(SNodeCB_t) + areaSize(node) + 0x100;
+    poolSize += sizeof(SNodeCB_t) + areaSize(node) + 16 + machine::kNodeIDCapacity + 0x100;
     nodes_.push_back(std::move(node));
   }
   // The header, the directory and the bookkeeping of domain and pool come on top: less than a quarter of a MiB and of
@@ -213,5 +222,7 @@ bool Segment::publish(PublishedNode &node, const std::vector<Reading> &readings,
 
   const std::uint32_t left = sntrExitCriticalSectionAfterWrite(node.node, latch);
   if (rc != 0) return complain("writing a value", rc);
-  return left == 0 || complain("leaving a node", left);
+  if (left != 0) return complain("leaving a node", left);
+  const std::uint32_t refreshed = sntrUpdateNodeStatus(node.node);
+  return refreshed == 0 || complain("refreshing a node", refreshed);
 }

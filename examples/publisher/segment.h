@@ -24,8 +24,9 @@ struct PublishedNode {
 
 class Segment {
  public:
-  // The key, as kept in the upper half of the segment's.
-  explicit Segment(std::uint64_t key) : key_(key) {}
+  // The key, as kept in the upper half of the segment's; and how often samples will come, in milliseconds, by which
+  // readers judge whether the publisher lives.
+  Segment(std::uint64_t key, std::uint32_t interval) : key_(key), interval_(interval) {}
   ~Segment();
   Segment(const Segment &) = delete;
   Segment &operator=(const Segment &) = delete;
@@ -34,7 +35,7 @@ class Segment {
   // left behind which has ended is removed first.
   bool create(const std::vector<std::string> (&instances)[machine::kGroupCount]);
 
-  // Writes one sample of a node, all of it in one section, so that no reader sees half of it.
+  // Writes one sample of a node, all of it in one section, so that no reader sees half of it, and refreshes the node.
   bool publish(PublishedNode &node, const std::vector<Reading> &readings, std::uint32_t milliseconds,
                std::uint32_t count);
 
@@ -50,6 +51,7 @@ class Segment {
   bool writeDirectory();
 
   std::uint64_t key_;
+  std::uint32_t interval_;
   ShmDomainHandle *domain_ = nullptr;
   ShmPoolHandle *pool_ = nullptr;
   std::vector<PublishedNode> nodes_;

@@ -178,6 +178,18 @@ class EndTest(unittest.TestCase):
                 finish(process)
                 self.assertEqual((finish(shown), shown.returncode), ("monitor: the publisher has ended\n", 3))
 
+    def test_nodes_of_a_killed_publisher_are_late_and_then_gone(self):
+        def states():
+            shown = monitor(key, "--once", "--json", "--wait", "0", "--interval", "10")
+            return {node["state"] for node in json.loads(shown.stdout)["nodes"]}
+
+        with publishing() as (key, process):
+            self.assertEqual(states(), {"live"})
+            process.kill()
+            finish(process)
+            wait_for(lambda: states() == {"late"}, "the nodes to be late")
+            wait_for(lambda: states() == {"gone"}, "the nodes to be gone")
+
     def test_no_publisher(self):
         done = monitor(next(KEYS), "--wait", "0")
         self.assertEqual((done.returncode, done.stdout), (1, ""))
