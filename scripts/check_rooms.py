@@ -16,7 +16,7 @@ from pathlib import Path
 # From the ground floor up. Each may include the ones before it.
 ROOMS = ["layout", "frame", "shm", "segments", "tree", "properties"]
 # Test folders that look into a room of another name.
-TESTED_ROOM = {"tests/work": "tests/shm"}
+TESTED_ROOM = {"tests/cost": "tests/shm"}
 SOURCE_SUFFIXES = {".h", ".c", ".cpp", ".def"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
