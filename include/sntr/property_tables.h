@@ -193,6 +193,97 @@ SNTR_API uint32_t sntrGetNumberOfFreedLListNodes(SNodeCB_t *node, uint32_t kind,
  * Arguments and codes otherwise as for sntrGetNumberOfFreedLListNodes(). */
 SNTR_API uint32_t sntrGetMemoryStackSizeForHashTable(SNodeCB_t *node, uint32_t kind, uint64_t *stackSize);
 
+/* Reads the numbers of buckets of a list that has three of them.
+ *   node                                             the node
+ *   kind                                             SNTR_KIND_IR or SNTR_KIND_IV
+ *   tagIDBucketCount, tagBucketCount, idBucketCount  receive the numbers by tag and identifier, by tag, by identifier;
+ *                                                    0 for an array
+ * Answers 0, or:
+ *   SNTR_RC_NULL_NODE                  `node` is null
+ *   SNTR_RC_NULL_BUCKET_COUNTS_OUTPUT  an output is null
+ *   SNTR_RC_BAD_KIND                   `kind` is neither of the two
+ *   AREA codes
+ *   SNTR_RC_BAD_BUCKET_COUNT           as among the LIST codes */
+SNTR_API uint32_t sntrGetHashTableSizeForIRVProperties(SNodeCB_t *node, uint32_t kind, uint64_t *tagIDBucketCount,
+                                                       uint64_t *tagBucketCount, uint64_t *idBucketCount);
+
+/* Searches the node's V table, as sntrFindRPropertyInHashTable() does.
+ *   node    the node
+ *   tag     0 to SNTR_MAX_TAG
+ *   record  receives the record found, or that at which the search stopped; keeps what it holds when the bucket is
+ *           empty
+ * Answers 0, or:
+ *   KEY codes of the kind
+ *   SNTR_RC_NULL_V_RECORD   `record` is null
+ *   LIST codes
+ *   SNTR_RC_V_NOT_IN_TABLE  no property has this key, or the list is an array
+ *   SNTR_RC_V_DAMAGED       a link leads to no slot, or a chain does not end */
+SNTR_API uint32_t sntrFindVPropertyInHashTable(SNodeCB_t *node, uint64_t tag, SNodeProperty_t **record);
+
+/* Adds a property to the node's V table, whatever the node's condition. Arguments and answers are those of
+ * sntrAddVProperty() for a table, without the CONDITION codes; SNTR_RC_BAD_BUCKET_COUNT also for an array. */
+SNTR_API uint32_t sntrAddVPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
+                                              uint64_t latchHeld);
+
+/* Deletes a property from the node's V table, whatever the node's condition, and always in a write section of its own.
+ * Arguments and answers are those of sntrDeleteVProperty() for a table, without the CONDITION codes; an array gives
+ * SNTR_RC_V_NOT_IN_TABLE. */
+SNTR_API uint32_t sntrDeleteVPropertyFromHashTable(SNodeCB_t *node, uint64_t tag);
+
+/* Searches the node's IR table, as sntrFindRPropertyInHashTable() does.
+ *   node      the node
+ *   tag       0 to SNTR_MAX_TAG
+ *   idLength  bytes of the identifier, at most the list's maximum
+ *   id        the identifier; not null even when `idLength` is 0
+ *   record    receives the record found, or that at which the search stopped; keeps what it holds when the bucket is
+ *             empty
+ * Answers 0, or:
+ *   KEY codes of the kind
+ *   SNTR_RC_NULL_IR_RECORD      `record` is null
+ *   LIST codes
+ *   SNTR_RC_IR_NOT_IN_TABLE     no property has this key, or the list is an array
+ *   SNTR_RC_IR_DAMAGED          a link leads to no slot, or a chain does not end
+ *   SNTR_RC_BYTES_OUTSIDE_AREA  the identifier of a record on the way is not in that record */
+SNTR_API uint32_t sntrFindIRPropertyInHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                                SNodeProperty_t **record);
+
+/* Adds a property to the node's IR table, whatever the node's condition. Arguments and answers are those of
+ * sntrAddIRProperty() for a table, without the CONDITION codes; SNTR_RC_BAD_BUCKET_COUNT also for an array. */
+SNTR_API uint32_t sntrAddIRPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                               int32_t value, uint64_t latchHeld);
+
+/* Deletes a property from the node's IR table, whatever the node's condition, and always in a write section of its own.
+ * Arguments and answers are those of sntrDeleteIRProperty() for a table, without the CONDITION codes; an array gives
+ * SNTR_RC_IR_NOT_IN_TABLE. */
+SNTR_API uint32_t sntrDeleteIRPropertyFromHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id);
+
+/* Searches the node's IV table, as sntrFindRPropertyInHashTable() does.
+ *   node      the node
+ *   tag       0 to SNTR_MAX_TAG
+ *   idLength  bytes of the identifier, at most the list's maximum
+ *   id        the identifier; not null even when `idLength` is 0
+ *   record    receives the record found, or that at which the search stopped; keeps what it holds when the bucket is
+ *             empty
+ * Answers 0, or:
+ *   KEY codes of the kind
+ *   SNTR_RC_NULL_IV_RECORD      `record` is null
+ *   LIST codes
+ *   SNTR_RC_IV_NOT_IN_TABLE     no property has this key, or the list is an array
+ *   SNTR_RC_IV_DAMAGED          a link leads to no slot, or a chain does not end
+ *   SNTR_RC_BYTES_OUTSIDE_AREA  the identifier of a record on the way is not in that record */
+SNTR_API uint32_t sntrFindIVPropertyInHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                                SNodeProperty_t **record);
+
+/* Adds a property to the node's IV table, whatever the node's condition. Arguments and answers are those of
+ * sntrAddIVProperty() for a table, without the CONDITION codes; SNTR_RC_BAD_BUCKET_COUNT also for an array. */
+SNTR_API uint32_t sntrAddIVPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                               uint64_t valueSize, const void *value, uint64_t latchHeld);
+
+/* Deletes a property from the node's IV table, whatever the node's condition, and always in a write section of its own.
+ * Arguments and answers are those of sntrDeleteIVProperty() for a table, without the CONDITION codes; an array gives
+ * SNTR_RC_IV_NOT_IN_TABLE. */
+SNTR_API uint32_t sntrDeleteIVPropertyFromHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id);
+
 #ifdef __cplusplus
 }
 #endif

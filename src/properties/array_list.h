@@ -7,20 +7,30 @@
 // Callers hold the node's section, the write section for changes, and have opened the list inside it.
 #pragma once
 
+#include <algorithm>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 
 #include "layout/rc.h"
 #include "layout/words.h"
+#include "properties/kind_types.h"
 #include "properties/property_list.h"
 #include "tree/change_counter.h"
 
 namespace sntr {
 
+// Whether records have no room for what the kind keeps behind them. Such an array has room for no record at all.
+template <class K>
+constexpr bool hasNoMaximum(const PropertyList &list) {
+  return !kFixedSize<K> && list.limits.maxID + list.limits.maxValue == 0;
+}
+
 // How many records there are in `bytes` of the area, header included.
 template <class K>
 std::uint64_t recordsIn(const PropertyList &list, std::uint64_t bytes) {
-  return bytes < K::data.arrayHeader ? 0 : (bytes - K::data.arrayHeader) / strideOf<K>(list);
+  if (bytes < K::data.arrayHeader || hasNoMaximum<K>(list)) return 0;
+  return (bytes - K::data.arrayHeader) / strideOf<K>(list);
 }
 
 template <class K>
@@ -54,16 +64,18 @@ void visitArray(const PropertyList &list, Visit &&visit) {
   }
 }
 
-// The record with a key, or null.
+// The record with a key, or null when there is none. The codes of comparing keys.
 template <class K>
-std::byte *findInArray(const PropertyList &list, const typename K::Key &key) {
-  std::byte *found = nullptr;
+Rc findInArray(const PropertyList &list, const typename K::Key &key, std::byte *&found) {
+  found = nullptr;
+  Rc compared = Rc::Ok;
   visitArray<K>(list, [&](std::byte *record) {
-    if (key.orderTo(record) != 0) return true;
-    found = record;
-    return false;
+    auto order = std::strong_ordering::less;
+    compared = key.compareTo(list, record, order);
+    if (!failed(compared) && order == 0) found = record;
+    return !failed(compared) && found == nullptr;
   });
-  return found;
+  return compared;
 }
 
 // The first empty record, or null.
@@ -77,33 +89,37 @@ std::byte *findEmptyRecord(const PropertyList &list) {
   return nullptr;
 }
 
-// Stores a property in an empty record of the array. Tag 0 leaves the record empty and is not counted. AtomicFailed:
-// before the record exists when its cell fails, with the record stored and counted when the change counter does.
+// Stores a property in an empty record of the array. Tag 0 leaves the record empty and is not counted. The codes of
+// filling, before the record exists; AtomicFailed with it stored and counted when the change counter fails.
 template <class K>
 Rc storeInArray(SNodeCB_t *node, PropertyList &list, std::byte *record, const typename K::Key &key,
-                typename K::Value value) {
-  if (Rc rc = K::fill(record, key, value); failed(rc)) return rc;
+                const typename K::Value &value) {
+  if (Rc rc = K::fill(node, list, record, key, value); failed(rc)) return rc;
   publishWord<std::uint64_t>(record, key.tag);
   if (key.tag != 0) list.area.setUsed(list.area.used() + strideOf<K>(list));
   return countChange(node);
 }
 
-// Adds a property. The kind's exists and list-full codes, AtomicFailed.
+// Adds a property. The kind's exists and list-full codes, those of comparing and of filling, AtomicFailed.
 template <class K>
-Rc addToArray(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, typename K::Value value) {
-  if (findInArray<K>(list, key) != nullptr) return K::data.exists;
+Rc addToArray(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, const typename K::Value &value) {
+  std::byte *record = nullptr;
+  if (Rc rc = findInArray<K>(list, key, record); failed(rc)) return rc;
+  if (record != nullptr) return K::data.exists;
   // A list that was never laid out does not count its header yet.
   const std::uint64_t used = std::max(list.area.used(), K::data.arrayHeader);
-  std::byte *record = findEmptyRecord<K>(list);
+  record = findEmptyRecord<K>(list);
   if (record == nullptr || list.area.size() < used + strideOf<K>(list)) return K::data.listFull;
   if (used != list.area.used()) list.area.setUsed(used);
   return storeInArray<K>(node, list, record, key, value);
 }
 
-// Deletes a property: only its tag changes. The kind's not-found code, AtomicFailed with the property gone.
+// Deletes a property: only its tag changes. The kind's not-found code, those of comparing, AtomicFailed with the
+// property gone.
 template <class K>
 Rc deleteFromArray(SNodeCB_t *node, PropertyList &list, const typename K::Key &key) {
-  std::byte *record = findInArray<K>(list, key);
+  std::byte *record = nullptr;
+  if (Rc rc = findInArray<K>(list, key, record); failed(rc)) return rc;
   if (record == nullptr) return K::data.notFound;
   writeWord<std::uint64_t>(record, 0);
   list.area.setUsed(list.area.used() - strideOf<K>(list));

@@ -11,10 +11,14 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 #include "layout/rc.h"
 #include "layout/words.h"
+#include "properties/kind_types.h"
 #include "properties/property_list.h"
+#include "properties/side_chains.h"
 #include "properties/slot_stack.h"
 #include "tree/change_counter.h"
 
@@ -59,7 +63,7 @@ struct ChainPlace {
   bool matched = false;         // whether that record has the key, and so `next` is its slot
 };
 
-// Searches for a key, up to the first record that is not before it. The kind's damage code.
+// Searches for a key, up to the first record that is not before it. The kind's damage code, those of comparing keys.
 template <class K>
 Rc searchTable(const PropertyList &list, const typename K::Key &key, ChainPlace &place) {
   if (Rc rc = bucketAt<K>(list, key.hash % list.bucketCounts[0], place.link); failed(rc)) return rc;
@@ -70,46 +74,69 @@ Rc searchTable(const PropertyList &list, const typename K::Key &key, ChainPlace 
     std::byte *slot = nullptr;
     if (Rc rc = walk.step(place.next, slot); failed(rc)) return rc;
     place.record = slot + K::data.chainSize;
-    const std::strong_ordering order = key.orderTo(place.record);
+    auto order = std::strong_ordering::less;
+    if (Rc rc = key.compareTo(list, place.record, order); failed(rc)) return rc;
     place.matched = order == 0;
     if (order <= 0) return Rc::Ok;
     place.link = slot;
   }
 }
 
-// Fills a slot that was just taken, its link and tag included. Nothing leads to it yet, so the order of the stores is
-// free. AtomicFailed.
+// What a kind has beside the full-key chain.
 template <class K>
-Rc fillSlot(const SlotLease &slot, std::uint64_t next, const typename K::Key &key, typename K::Value value) {
+using HeadsOf = std::conditional_t<kHasID<K>, SideHeads, NoSideChains>;
+template <class K>
+using LinksOf = std::conditional_t<kHasID<K>, SideLinks, NoSideChains>;
+
+// Fills a slot that was just taken, its links and tag included. The links of the tag and identifier chains are cleared
+// first: until they are set, the slot is in neither, and a delete must see that. Nothing leads to the slot yet, so the
+// order of the other stores is free. The codes of filling.
+template <class K>
+Rc fillSlot(SNodeCB_t *node, const PropertyList &list, const SlotLease &slot, std::uint64_t next,
+            const typename K::Key &key, const typename K::Value &value) {
   std::byte *record = slot.address + K::data.chainSize;
+  std::memset(slot.address + kWordSize, 0, K::data.chainSize - kWordSize);
   writeWord<std::uint64_t>(slot.address, next);
   writeWord<std::uint64_t>(record, key.tag);
-  return K::fill(record, key, value);
+  return K::fill(node, list, record, key, value);
 }
 
-// Adds a property. The kind's exists and damage codes, those of takeSlot(), AtomicFailed. A failure before the link
-// gives the slot back and leaves the table as it was; a failing change counter leaves the property linked and counted.
+// Takes a slot and fills it; after a failure the table is as it was. The codes of takeSlot() and of filling.
 template <class K>
-Rc addToTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, typename K::Value value) {
+Rc makeSlot(SNodeCB_t *node, PropertyList &list, std::uint64_t next, const typename K::Key &key,
+            const typename K::Value &value, std::uint64_t &offset) {
+  SlotLease slot{};
+  if (Rc rc = takeSlot(list, slot); failed(rc)) return rc;
+  offset = slot.offset;
+  const Rc filled = fillSlot<K>(node, list, slot, next, key, value);
+  if (failed(filled)) giveBackSlot(list, slot);
+  return filled;
+}
+
+// Adds a property. The kind's exists and damage codes, those of comparing and of makeSlot(), AtomicFailed. A failure
+// before the link leaves the table as it was; a failing change counter leaves the property linked and counted, and in
+// no chain but the full key's.
+template <class K>
+Rc addToTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, const typename K::Value &value) {
   if (!list.isTable()) return Rc::BadBucketCount;
   ChainPlace place;
   if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
   if (place.matched) return K::data.exists;
-  SlotLease slot{};
-  if (Rc rc = takeSlot(list, slot); failed(rc)) return rc;
-  if (Rc rc = fillSlot<K>(slot, place.next, key, value); failed(rc)) {
-    giveBackSlot(list, slot);
-    return rc;
-  }
+  HeadsOf<K> heads;
+  if (Rc rc = heads.read(list, key); failed(rc)) return rc;
+  std::uint64_t slot = 0;
+  if (Rc rc = makeSlot<K>(node, list, place.next, key, value, slot); failed(rc)) return rc;
   // From this store on the property exists: a writer that dies behind it leaves a used count that is too low, and one
   // that dies before it leaves a slot that no chain reaches. Both can be told from the chains.
-  publishWord<std::uint64_t>(place.link, slot.offset);
+  publishWord<std::uint64_t>(place.link, slot);
   list.area.setUsed(list.area.used() + slotSizeOf<K>(list));
-  return countChange(node);
+  if (Rc rc = countChange(node); failed(rc)) return rc;
+  heads.push(list, slot);
+  return Rc::Ok;
 }
 
-// Deletes a property. The kind's not-found and damage codes, those of pushFreedSlot(), AtomicFailed. A failure before
-// the change counter leaves the property in place, a failing counter does not bring it back.
+// Deletes a property. The kind's not-found and damage codes, those of comparing and of pushFreedSlot(), AtomicFailed. A
+// failure before the change counter leaves the property in place, a failing counter does not bring it back.
 template <class K>
 Rc deleteFromTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &key) {
   if (!list.isTable()) return K::data.notInTable;
@@ -122,13 +149,32 @@ Rc deleteFromTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &k
   const std::uint64_t slotSize = slotSizeOf<K>(list);
   const bool nextIsSound = next == 0 || isSlot(list, slotSize, next, slotsEnd(list));
   if (!nextIsSound || list.area.used() < slotSize) return K::data.damaged;
+  LinksOf<K> links;
+  if (Rc rc = links.find(list, place.next); failed(rc)) return rc;
 
   // The push comes first, because it is the step that can fail. A writer that dies behind it leaves a slot that is both
-  // on the stack and in a chain; the chains tell that it is live.
+  // on the stack and in a chain; the full-key chains tell that it is live.
   if (Rc rc = pushFreedSlot(list, place.next); failed(rc)) return rc;
+  links.unlink();
   publishWord<std::uint64_t>(place.link, next);
   list.area.setUsed(list.area.used() - slotSize);
   return countChange(node);
+}
+
+// Calls visit(record) for each property with a tag, newest first, until it answers false; for kinds with a tag chain.
+// A bucket mixes tags. The kind's damage code.
+template <class K, class Visit>
+Rc visitTagChain(const PropertyList &list, const TagKey &key, Visit &&visit) {
+  ChainWalk<K> walk(list);
+  const std::byte *link = list.area.at(sideBucket(list, kTagChain, key.hash), kWordSize);
+  while (const auto offset = readWord<std::uint64_t>(link)) {
+    std::byte *slot = nullptr;
+    if (Rc rc = walk.step(offset - kTagChain.nextAt, slot); failed(rc)) return rc;
+    std::byte *record = slot + K::data.chainSize;
+    if (key.orderTo(record) == 0 && !visit(record)) return Rc::Ok;
+    link = slot + kTagChain.nextAt;
+  }
+  return Rc::Ok;
 }
 
 // Calls visit(record) for each property, bucket by bucket, tags ascending in each, until it answers false. The kind's

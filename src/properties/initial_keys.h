@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "layout/rc.h"
-#include "properties/keys.h"
+#include "properties/kind_types.h"
 
 namespace sntr {
 
@@ -55,34 +55,112 @@ class IndexSet {
   std::uint64_t mask_ = 0;
 };
 
-// The initial properties of an R list: two arrays of `count` elements.
-struct InitialRegisters {
+// The arrays that a creator of any kind is given; those that the kind does not have stay null. `count` elements each.
+struct InitialArrays {
   const std::uint64_t *tags;
-  const std::int32_t *values;
+  const std::uint64_t *idLengths;
+  const void *const *ids;
+  const std::int32_t *registers;
+  const std::uint64_t *valueSizes;
+  const void *const *values;
   std::uint64_t count;
+};
 
-  // NullTags, NullRegisterValues.
+// The initial properties of a list of kind K, and the limits that its creator asks for.
+template <class K>
+struct InitialProperties {
+  InitialArrays arrays;
+  Limits limits;
+
+  std::uint64_t count() const { return arrays.count; }
+  std::uint64_t tag(std::uint64_t i) const { return arrays.tags[i]; }
+
+  // NullTags, NullLength, NullID, NullValueSizes, NullValues, NullRegisterValues: in the order of the arguments.
   Rc checkArrays() const {
-    if (tags == nullptr) return Rc::NullTags;
-    return values == nullptr ? Rc::NullRegisterValues : Rc::Ok;
+    if (arrays.tags == nullptr) return Rc::NullTags;
+    if constexpr (kHasID<K>) {
+      if (arrays.idLengths == nullptr) return Rc::NullLength;
+      if (arrays.ids == nullptr) return Rc::NullID;
+    }
+    if constexpr (kHasBytes<K>) {
+      if (arrays.valueSizes == nullptr) return Rc::NullValueSizes;
+      return arrays.values == nullptr ? Rc::NullValues : Rc::Ok;
+    } else {
+      return arrays.registers == nullptr ? Rc::NullRegisterValues : Rc::Ok;
+    }
   }
 
-  TagKey key(std::uint64_t i) const { return TagKey{tags[i]}; }
-  std::int32_t value(std::uint64_t i) const { return values[i]; }
+  // MaxIDSizeTooLarge; BadMaxValueSize, also for a size that is not a multiple of 8.
+  Rc checkLimits() const {
+    if constexpr (kHasID<K>) {
+      if (Rc rc = checkMaxIDSize(limits.maxID); failed(rc)) return rc;
+    }
+    if constexpr (kHasBytes<K>) {
+      if (limits.maxValue % kWordSize != 0) return Rc::BadMaxValueSize;
+      return checkMaxValueSize(limits.maxValue);
+    }
+    return Rc::Ok;
+  }
+
+  // IDTooLong, BadValueSize, NullID, the kind's null-value code. Neither tags nor what is equal is looked at.
+  Rc checkElement(std::uint64_t i) const {
+    if constexpr (kHasID<K>) {
+      if (arrays.idLengths[i] > limits.maxID) return Rc::IDTooLong;
+    }
+    if constexpr (kHasBytes<K>) {
+      if (Rc rc = checkValueSize(arrays.valueSizes[i], limits.maxValue); failed(rc)) return rc;
+    }
+    if constexpr (kHasID<K>) {
+      if (arrays.ids[i] == nullptr) return Rc::NullID;
+    }
+    if constexpr (kHasBytes<K>) {
+      if (arrays.values[i] == nullptr) return K::nullValue;
+    }
+    return Rc::Ok;
+  }
+
+  typename K::Key key(std::uint64_t i) const {
+    if constexpr (kHasID<K>) {
+      return TagIDKey(arrays.tags[i], arrays.idLengths[i], arrays.ids[i]);
+    } else {
+      return TagKey{arrays.tags[i]};
+    }
+  }
+
+  typename K::Value value(std::uint64_t i) const {
+    if constexpr (kHasBytes<K>) {
+      return Bytes{arrays.values[i], arrays.valueSizes[i]};
+    } else {
+      return arrays.registers[i];
+    }
+  }
 
   // Two empty records are not the same property.
-  bool isEmpty(std::uint64_t i) const { return tags[i] == 0; }
-  std::uint64_t hash(std::uint64_t i) const { return tags[i]; }
-  bool same(std::uint64_t i, std::uint64_t j) const { return tags[i] == tags[j]; }
+  bool isEmpty(std::uint64_t i) const { return arrays.tags[i] == 0; }
+
+  std::uint64_t hash(std::uint64_t i) const {
+    typename K::Key hashed = key(i);
+    hashed.takeHash();
+    return hashed.hash;
+  }
+
+  bool same(std::uint64_t i, std::uint64_t j) const {
+    if (arrays.tags[i] != arrays.tags[j]) return false;
+    if constexpr (kHasID<K>) {
+      return arrays.idLengths[i] == arrays.idLengths[j] &&
+             std::memcmp(arrays.ids[i], arrays.ids[j], arrays.idLengths[i]) == 0;
+    }
+    return true;
+  }
 };
 
 // Looks for two equal keys: `exists` when there are any. DomainHandleAllocFailed.
 template <class Initial>
 Rc checkDistinct(const Initial &initial, Rc exists) {
-  if (initial.count < 2) return Rc::Ok;
+  if (initial.count() < 2) return Rc::Ok;
   IndexSet seen;
-  if (Rc rc = seen.reserve(initial.count); failed(rc)) return rc;
-  for (std::uint32_t i = 0; i < initial.count; ++i) {
+  if (Rc rc = seen.reserve(initial.count()); failed(rc)) return rc;
+  for (std::uint32_t i = 0; i < initial.count(); ++i) {
     if (initial.isEmpty(i)) continue;
     const auto same = [&](std::uint32_t other) { return initial.same(i, other); };
     if (!seen.add(i, initial.hash(i), same)) return exists;
@@ -94,8 +172,8 @@ Rc checkDistinct(const Initial &initial, Rc exists) {
 template <class Initial>
 Rc checkInitialKeys(const Initial &initial, Rc exists) {
   if (Rc rc = checkDistinct(initial, exists); failed(rc)) return rc;
-  for (std::uint64_t i = 0; i < initial.count; ++i) {
-    if (initial.tags[i] > SNTR_MAX_TAG) return Rc::TagTooLarge;
+  for (std::uint64_t i = 0; i < initial.count(); ++i) {
+    if (initial.tag(i) > SNTR_MAX_TAG) return Rc::TagTooLarge;
   }
   return Rc::Ok;
 }

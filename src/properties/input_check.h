@@ -30,4 +30,11 @@ constexpr Rc checkValueSize(std::uint64_t size, std::uint64_t maximum) {
 // Node and tag first, then by kind: the limit that counts, which goes to its output, and what is held against it.
 Rc checkInput(SNodeCB_t *node, const PropertyInput &input, std::uint64_t *maxID, std::uint64_t *maxValue);
 
+// The same for callers that have no use for the limits.
+inline Rc checkInputOf(SNodeCB_t *node, const PropertyInput &input) {
+  std::uint64_t maxID = 0;
+  std::uint64_t maxValue = 0;
+  return checkInput(node, input, &maxID, &maxValue);
+}
+
 }  // namespace sntr

@@ -24,19 +24,22 @@ constexpr Rc checkNodeAndTag(const SNodeCB_t *node, std::uint64_t tag) {
 // The tag of a record, wherever it stands.
 inline std::uint64_t tagOf(const std::byte *record) { return readWord<std::uint64_t>(record); }
 
+struct PropertyList;
+
 // The key of the kinds that a tag alone names.
 struct TagKey {
   std::uint64_t tag;
   std::uint64_t hash = 0;
 
-  // Checks the key and computes its hash. After a failure the key is not to be used.
-  constexpr Rc prepare(const SNodeCB_t *node) {
-    hash = hashTag(tag);
-    return checkNodeAndTag(node, tag);
-  }
+  constexpr void takeHash() { hash = hashTag(tag); }
+  static constexpr void takeChainHashes() {}
 
-  // How this key stands to that of a record. Reads the record's tag once.
+  // How this key stands to that of a record. Reads the record's tag once. Cannot fail.
   std::strong_ordering orderTo(const std::byte *record) const { return tag <=> tagOf(record); }
+  Rc compareTo(const PropertyList & /*list*/, const std::byte *record, std::strong_ordering &order) const {
+    order = orderTo(record);
+    return Rc::Ok;
+  }
 };
 
 }  // namespace sntr

@@ -1,17 +1,13 @@
 // The property kinds as data: where things stand in the area of each, how large they are, and its result codes.
 //
 // Nothing here is computed from a kind's number: a row is the whole truth about a kind, irregularities included. The
-// templates of this room take a kind struct (RKind), which adds the types of its key and value to its row.
+// templates of this room take a kind struct (kind_types.h), which adds the types of its key and value to its row.
 #pragma once
-
-#include <oss/atomic.h>
 
 #include <cstddef>
 #include <cstdint>
 
 #include "layout/rc.h"
-#include "layout/words.h"
-#include "properties/keys.h"
 #include "properties/record_layout.h"
 #include "sntr/types.h"
 
@@ -82,14 +78,14 @@ inline constexpr KindData kRData = {
 
 inline constexpr KindData kVData = {
     .selector = SNTR_KIND_V,
-    .arrayHeader = 0x10,
-    .tableHeader = 0x10,
-    .bucketCountAt = 0x08,
+    .arrayHeader = sizeof(VAreaHeader),
+    .tableHeader = sizeof(VAreaHeader),
+    .bucketCountAt = offsetof(VAreaHeader, bucketCount),
     .bucketArrays = 1,
     .maxIDAt = kNoField,
-    .maxValueAt = 0x00,
-    .chainSize = 0x08,
-    .recordSize = 0x1a8,
+    .maxValueAt = offsetof(VAreaHeader, maxValueSize),
+    .chainSize = sizeof(std::uint64_t),
+    .recordSize = sizeof(VRecord),
     .noOption = Rc::NoVOption,
     .badCount = Rc::BadVCount,
     .areaTooSmall = Rc::VAreaTooSmall,
@@ -107,14 +103,14 @@ inline constexpr KindData kVData = {
 
 inline constexpr KindData kIRData = {
     .selector = SNTR_KIND_IR,
-    .arrayHeader = 0x10,
-    .tableHeader = 0x20,
-    .bucketCountAt = 0x08,
+    .arrayHeader = offsetof(IRAreaHeader, tagBucketCount),
+    .tableHeader = sizeof(IRAreaHeader),
+    .bucketCountAt = offsetof(IRAreaHeader, tagIDBucketCount),
     .bucketArrays = 3,
-    .maxIDAt = 0x00,
+    .maxIDAt = offsetof(IRAreaHeader, maxIDSize),
     .maxValueAt = kNoField,
-    .chainSize = 0x28,
-    .recordSize = 0x228,
+    .chainSize = sizeof(KeyLinks),
+    .recordSize = sizeof(IRRecord),
     .noOption = Rc::NoIROption,
     .badCount = Rc::BadIRCount,
     .areaTooSmall = Rc::IRAreaTooSmall,
@@ -132,14 +128,14 @@ inline constexpr KindData kIRData = {
 
 inline constexpr KindData kIVData = {
     .selector = SNTR_KIND_IV,
-    .arrayHeader = 0x18,
-    .tableHeader = 0x28,
-    .bucketCountAt = 0x10,
+    .arrayHeader = offsetof(IVAreaHeader, tagBucketCount),
+    .tableHeader = sizeof(IVAreaHeader),
+    .bucketCountAt = offsetof(IVAreaHeader, tagIDBucketCount),
     .bucketArrays = 3,
-    .maxIDAt = 0x00,
-    .maxValueAt = 0x08,
-    .chainSize = 0x28,
-    .recordSize = 0x1b8,
+    .maxIDAt = offsetof(IVAreaHeader, maxIDSize),
+    .maxValueAt = offsetof(IVAreaHeader, maxValueSize),
+    .chainSize = sizeof(KeyLinks),
+    .recordSize = sizeof(IVRecord),
     .noOption = Rc::NoIVOption,
     .badCount = Rc::BadIVCount,
     .areaTooSmall = Rc::IVAreaTooSmall,
@@ -163,26 +159,35 @@ constexpr const KindData *findKind(std::uint32_t selector) {
   return nullptr;
 }
 
-// A register at any address. Its operations assume no alignment.
-inline OSSVAtomicSigned32 *cellAt(std::byte *address) { return reinterpret_cast<OSSVAtomicSigned32 *>(address); }
+// The single property of a base kind stands at the start of its area.
+struct BaseData {
+  std::uint32_t selector;
+  std::uint64_t recordSize;
+  Rc noOption;
+  Rc areaTooSmall;
+  Rc notFound;
+  Rc damaged;
+  Rc nullRecord;
+};
 
-static_assert(alignof(OSSVAtomicSigned32) == 1, "records begin at any byte");
+inline constexpr BaseData kBaseRData = {
+    .selector = SNTR_KIND_BASE_R,
+    .recordSize = sizeof(RRecord),
+    .noOption = Rc::NoBaseROption,
+    .areaTooSmall = Rc::BaseRAreaTooSmall,
+    .notFound = Rc::BaseRNotFound,
+    .damaged = Rc::BaseRDamaged,
+    .nullRecord = Rc::NullBaseRRecord,
+};
 
-// R: a tag names a register.
-struct RKind {
-  static constexpr const KindData &data = kRData;
-  static constexpr std::uint64_t rcAt = offsetof(RRecord, rc);
-  static constexpr std::uint64_t valueAt = offsetof(RRecord, value);
-  static constexpr Rc nullValueOutput = Rc::NullRValueOutput;
-
-  using Key = TagKey;
-  using Value = std::int32_t;
-
-  // Fills a record that nothing leads to yet, all but its tag. AtomicFailed.
-  static Rc fill(std::byte *record, const Key & /*key*/, Value value) {
-    writeWord<std::uint64_t>(record + rcAt, 0);
-    return cellAt(record + valueAt)->init(value, 1) == 0 ? Rc::Ok : Rc::AtomicFailed;
-  }
+inline constexpr BaseData kBaseVData = {
+    .selector = SNTR_KIND_BASE_V,
+    .recordSize = sizeof(VRecord),
+    .noOption = Rc::NoBaseVOption,
+    .areaTooSmall = Rc::BaseVAreaTooSmall,
+    .notFound = Rc::BaseVNotFound,
+    .damaged = Rc::BaseVDamaged,
+    .nullRecord = Rc::NullBaseVRecord,
 };
 
 }  // namespace sntr

@@ -18,14 +18,20 @@
 
 namespace sntr {
 
-// NullNode; the kind's no-option code; with initial properties the kind's count code and those of checkArrays().
+// NullNode; the kind's no-option code; with initial properties the kind's count code and those of checkArrays(); the
+// codes of checkLimits(); with initial properties those of checkElement(), for the first that has one.
 template <class K, class Initial>
 Rc checkCreation(const SNodeCB_t *node, const Initial &initial, std::uint64_t capacity) {
   if (node == nullptr) return Rc::NullNode;
   if ((loadField(node->nodeOptions) & K::data.selector) == 0) return K::data.noOption;
-  if (initial.count == 0) return Rc::Ok;
-  if (initial.count > SNTR_MAX_PROPERTIES || capacity > SNTR_MAX_PROPERTIES) return K::data.badCount;
-  return initial.checkArrays();
+  if (initial.count() == 0) return initial.checkLimits();
+  if (initial.count() > SNTR_MAX_PROPERTIES || capacity > SNTR_MAX_PROPERTIES) return K::data.badCount;
+  if (Rc rc = initial.checkArrays(); failed(rc)) return rc;
+  if (Rc rc = initial.checkLimits(); failed(rc)) return rc;
+  for (std::uint64_t i = 0; i < initial.count(); ++i) {
+    if (Rc rc = initial.checkElement(i); failed(rc)) return rc;
+  }
+  return Rc::Ok;
 }
 
 // The number of buckets for a capacity. BadBucketCount, without a search for a prime that could not be used;
@@ -37,23 +43,27 @@ constexpr Rc chooseBucketCount(std::uint64_t capacity, std::uint64_t count, std:
   return buckets >= count ? Rc::Ok : Rc::FewerBucketsThanProperties;
 }
 
-// Turns the area into an array without records. The header fits.
+// Turns the area into an array without records. The header fits; the bucket count goes first, so that no limit is ever
+// met in a table that was laid out with another.
 template <class K>
 void layOutEmptyArray(PropertyList &list) {
+  const auto word = [&](std::uint64_t position) { return list.area.at(list.area.begin() + position, kWordSize); };
   list.area.setUsed(K::data.arrayHeader);
-  writeWord<std::uint64_t>(list.area.at(list.area.begin() + K::data.bucketCountAt, kWordSize), 0);
+  publishWord<std::uint64_t>(word(K::data.bucketCountAt), 0);
+  if constexpr (kHasID<K>) writeWord<std::uint64_t>(word(K::data.maxIDAt), list.limits.maxID);
+  if constexpr (kHasBytes<K>) writeWord<std::uint64_t>(word(K::data.maxValueAt), list.limits.maxValue);
 }
 
 // Stores the initial records and, behind them, empty ones up to the capacity. The kind's damage code where a record
 // would not lie whole in the area, AtomicFailed; the records before it stay.
 template <class K, class Initial>
 Rc storeInitialRecords(SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity) {
-  const std::uint64_t records = initial.count == 0 ? 0 : std::max(initial.count, capacity);
+  const std::uint64_t records = initial.count() == 0 ? 0 : std::max(initial.count(), capacity);
   for (std::uint64_t i = 0; i < records; ++i) {
     std::byte *record = arrayRecord<K>(list, i);
     if (record == nullptr) return K::data.damaged;
     std::memset(record, 0, strideOf<K>(list));
-    if (i >= initial.count) continue;
+    if (i >= initial.count()) continue;
     const Rc rc = storeInArray<K>(node, list, record, initial.key(i), initial.value(i));
     if (failed(rc)) return rc;
   }
@@ -65,7 +75,7 @@ Rc storeInitialRecords(SNodeCB_t *node, PropertyList &list, const Initial &initi
 template <class K, class Initial>
 Rc createArray(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity,
                Held held) {
-  if (list.area.size() < K::data.arrayHeader + strideOf<K>(list) * initial.count)
+  if (list.area.size() < K::data.arrayHeader + strideOf<K>(list) * initial.count())
     return t.fail(4, K::data.areaTooSmall);
   const Rc keys = checkInitialKeys(initial, K::data.exists);
   return writeSection(t, node, held, [&]() -> Rc {
@@ -95,9 +105,10 @@ void layOutTable(PropertyList &list) {
 // Adds in the order of the arrays and stops at the first failure; what was added before it stays.
 template <class K, class Initial>
 Rc addInitialProperties(SNodeCB_t *node, PropertyList &list, const Initial &initial) {
-  for (std::uint64_t i = 0; i < initial.count; ++i) {
+  for (std::uint64_t i = 0; i < initial.count(); ++i) {
     typename K::Key key = initial.key(i);
-    if (Rc rc = key.prepare(node); failed(rc)) return rc;
+    if (Rc rc = prepare<K>(node, key); failed(rc)) return rc;
+    key.takeChainHashes();
     if (Rc rc = addToTable<K>(node, list, key, initial.value(i)); failed(rc)) return rc;
   }
   return Rc::Ok;
@@ -108,7 +119,7 @@ template <class K, class Initial>
 Rc createTable(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity,
                Held held) {
   std::uint64_t buckets = 0;
-  if (Rc rc = chooseBucketCount(capacity, initial.count, buckets); failed(rc)) return t.fail(8, rc);
+  if (Rc rc = chooseBucketCount(capacity, initial.count(), buckets); failed(rc)) return t.fail(8, rc);
   for (std::uint64_t i = 0; i < K::data.bucketArrays; ++i) list.bucketCounts[i] = buckets;
   // A slot for each bucket. An area of this size holds header, buckets and tail too, so no second test is made.
   const std::uint64_t least = list.tableHeadSize() + kTailSize + buckets * slotSizeOf<K>(list);
@@ -127,6 +138,7 @@ Rc createList(const Trace &t, SNodeCB_t *node, const Initial &initial, std::uint
   if (Rc rc = checkCreation<K>(node, initial, capacity); failed(rc)) return t.fail(1, rc);
   PropertyList list;
   list.kind = &K::data;
+  list.limits = initial.limits;
   if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return t.fail(2, rc);
   if (layout == SNTR_LAYOUT_ARRAY) return createArray<K>(t, node, list, initial, capacity, heldIf(latchHeld));
   if (layout == SNTR_LAYOUT_HASH) return createTable<K>(t, node, list, initial, capacity, heldIf(latchHeld));

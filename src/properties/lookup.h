@@ -9,6 +9,7 @@
 #include "layout/rc.h"
 #include "properties/array_list.h"
 #include "properties/hash_table.h"
+#include "properties/kind_types.h"
 #include "properties/property_list.h"
 #include "tree/conditions.h"
 
@@ -18,55 +19,85 @@ namespace sntr {
 constexpr std::uint32_t kMaskProperties = 0x28;
 constexpr std::uint32_t kMaskCreateList = kMaskActive;
 
-// Finds the record of a key in an opened list. The not-found code of the list's layout; the damage code.
+// Opens what a kind keeps its records in, to read or write a record. For a base kind that is its area, which must hold
+// the whole record: the area's codes and the kind's damage code; the room for a value is the rest of the area. For a
+// keyed kind it is the list: the codes of openList().
+template <class K>
+Rc openRecords(SNodeCB_t *node, PropertyList &list) {
+  if constexpr (kIsBase<K>) {
+    if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return rc;
+    if (list.area.size() < K::data.recordSize) return K::data.damaged;
+    list.limits.maxValue = list.area.size() - K::data.recordSize;
+    return Rc::Ok;
+  } else {
+    return openList(node, K::data, list);
+  }
+}
+
+// The single record of an opened base area.
+inline std::byte *baseRecord(const PropertyList &list) { return list.area.at(list.area.begin(), 0); }
+
+// Finds the record of a key in what was opened. The not-found code of the list's layout; the damage code, the codes of
+// comparing keys.
 template <class K>
 Rc findRecord(const PropertyList &list, const typename K::Key &key, std::byte *&record) {
-  if (!list.isTable()) {
-    record = findInArray<K>(list, key);
-    return record != nullptr ? Rc::Ok : K::data.notFound;
+  if constexpr (kIsBase<K>) {
+    record = baseRecord(list);
+    return key.orderTo(record) == 0 ? Rc::Ok : K::data.notFound;
+  } else {
+    if (!list.isTable()) {
+      const Rc rc = findInArray<K>(list, key, record);
+      return failed(rc) || record != nullptr ? rc : K::data.notFound;
+    }
+    ChainPlace place;
+    if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
+    record = place.record;
+    return place.matched ? Rc::Ok : K::data.notInTable;
   }
-  ChainPlace place;
-  if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
-  record = place.record;
-  return place.matched ? Rc::Ok : K::data.notInTable;
 }
 
 // The condition of the node, the list, the record: the codes of each, in this order.
 template <class K>
-Rc locate(SNodeCB_t *node, const typename K::Key &key, std::byte *&record) {
+Rc locate(SNodeCB_t *node, const typename K::Key &key, PropertyList &list, std::byte *&record) {
   if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return rc;
-  PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return rc;
+  if (Rc rc = openRecords<K>(node, list); failed(rc)) return rc;
   return findRecord<K>(list, key, record);
 }
 
 // The same for reading and writing values, which have one not-found code for both layouts.
 template <class K>
-Rc locateForValue(SNodeCB_t *node, const typename K::Key &key, std::byte *&record) {
-  const Rc rc = locate<K>(node, key, record);
-  return rc == K::data.notInTable ? K::data.notFound : rc;
+Rc locateForValue(SNodeCB_t *node, const typename K::Key &key, PropertyList &list, std::byte *&record) {
+  const Rc rc = locate<K>(node, key, list, record);
+  if constexpr (kIsBase<K>) {
+    return rc;
+  } else {
+    return rc == K::data.notInTable ? K::data.notFound : rc;
+  }
 }
 
 // Whether an address that a caller kept is the start of a record of the list: the kind's damage code when it is not.
 template <class K>
 Rc checkRecord(const PropertyList &list, const void *record) {
   const std::uint64_t offset = list.area.offsetOf(record);
-  if (list.isTable()) {
-    const bool isOne = isSlot(list, slotSizeOf<K>(list), offset - K::data.chainSize, slotsEnd(list));
+  if constexpr (kIsBase<K>) {
+    return offset == list.area.begin() ? Rc::Ok : K::data.damaged;
+  } else {
+    if (list.isTable()) {
+      const bool isOne = isSlot(list, slotSizeOf<K>(list), offset - K::data.chainSize, slotsEnd(list));
+      return isOne ? Rc::Ok : K::data.damaged;
+    }
+    const std::uint64_t first = list.area.begin() + K::data.arrayHeader;
+    const std::uint64_t stride = strideOf<K>(list);
+    const bool isOne = liesWithin(offset, stride, first, list.area.end()) && (offset - first) % stride == 0;
     return isOne ? Rc::Ok : K::data.damaged;
   }
-  const std::uint64_t first = list.area.begin() + K::data.arrayHeader;
-  const std::uint64_t stride = strideOf<K>(list);
-  const bool isOne = liesWithin(offset, stride, first, list.area.end()) && (offset - first) % stride == 0;
-  return isOne ? Rc::Ok : K::data.damaged;
 }
 
 // The condition of the node, the list, whether the address is a record of it: the codes of each, in this order.
 template <class K>
-Rc admitRecord(SNodeCB_t *node, const void *record) {
+Rc admitRecord(SNodeCB_t *node, const void *record, PropertyList &list) {
   if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return rc;
-  PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return rc;
+  if (Rc rc = openRecords<K>(node, list); failed(rc)) return rc;
   return checkRecord<K>(list, record);
 }
 

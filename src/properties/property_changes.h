@@ -13,13 +13,16 @@ namespace sntr {
 
 // Adds a property to a list of either layout.
 template <class K>
-Rc addProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, typename K::Value value, std::uint64_t latchHeld) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+Rc addProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, const typename K::Value &value,
+               std::uint64_t latchHeld) {
+  if (Rc rc = prepareValue<K>(node, key, value); failed(rc)) return t.fail(1, rc);
+  key.takeChainHashes();
   PropertyList list;
   if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(2, rc);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return t.fail(3, rc);
     if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(4, rc);
+    if (Rc rc = checkRoom<K>(list, key, value); failed(rc)) return t.fail(6, rc);
     return t.fail(5, list.isTable() ? addToTable<K>(node, list, key, value) : addToArray<K>(node, list, key, value));
   });
 }
@@ -27,7 +30,7 @@ Rc addProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, typename K:
 // Deletes a property from a list of either layout.
 template <class K>
 Rc deleteProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t latchHeld) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return t.fail(2, rc);
     PropertyList list;
@@ -38,13 +41,15 @@ Rc deleteProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uin
 
 // Adds to a table, and to nothing else; the condition of the node is not looked at.
 template <class K>
-Rc addToTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, typename K::Value value,
+Rc addToTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, const typename K::Value &value,
                   std::uint64_t latchHeld) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepareValue<K>(node, key, value); failed(rc)) return t.fail(1, rc);
+  key.takeChainHashes();
   PropertyList list;
   if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(2, rc);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(3, rc);
+    if (Rc rc = checkRoom<K>(list, key, value); failed(rc)) return t.fail(5, rc);
     return t.fail(4, addToTable<K>(node, list, key, value));
   });
 }
@@ -52,7 +57,7 @@ Rc addToTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, typename
 // Deletes from a table, and from nothing else, always in a section of its own.
 template <class K>
 Rc deleteFromTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   PropertyList list;
   if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(2, rc);
   return writeSection(t, node, Held::No, [&]() -> Rc {
@@ -65,7 +70,7 @@ Rc deleteFromTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key) {
 // when there was none.
 template <class K>
 Rc findInTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, SNodeProperty_t **out) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (out == nullptr) return t.fail(2, K::data.nullRecord);
   PropertyList list;
   if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(3, rc);

@@ -2,7 +2,7 @@
 //
 // The slot operations serve the four keyed kinds and take no latch: their callers hold the node's write section.
 #include "frame/trace.h"
-#include "properties/kinds.h"
+#include "properties/kind_types.h"
 #include "properties/property_changes.h"
 #include "properties/slot_stack.h"
 #include "sntr/property_tables.h"
@@ -49,14 +49,11 @@ Rc freeSlotOf(SNodeCB_t *node, std::uint32_t kind, const std::uint64_t *link) {
   return pushFreedSlot(list, readWord<std::uint64_t>(link));
 }
 
-// The bucket count alone: unlike an operation on the list, this one has no use for the limits.
-Rc readBucketCount(SNodeCB_t *node, const KindData &kind, std::uint64_t &count) {
-  PropertyList list;
-  list.kind = &kind;
-  if (Rc rc = list.area.open(node, kind.selector); failed(rc)) return rc;
-  if (Rc rc = readBucketCounts(list); failed(rc)) return rc;
-  count = list.bucketCounts[0];
-  return Rc::Ok;
+// The bucket counts alone: unlike an operation on the list, this one has no use for the limits.
+Rc openBuckets(SNodeCB_t *node, std::uint32_t selector, PropertyList &list) {
+  list.kind = findKind(selector);
+  if (Rc rc = list.area.open(node, selector); failed(rc)) return rc;
+  return readBucketCounts(list);
 }
 
 }  // namespace
@@ -70,14 +67,67 @@ uint32_t sntrFindRPropertyInHashTable(SNodeCB_t *node, uint64_t tag, SNodeProper
                 [&](Trace &t) { return findInTableOnly<RKind>(t, node, TagKey{tag}, record); });
 }
 
+uint32_t sntrFindVPropertyInHashTable(SNodeCB_t *node, uint64_t tag, SNodeProperty_t **record) {
+  return traced(Fn::sntrFindVPropertyInHashTable,
+                [&](Trace &t) { return findInTableOnly<VKind>(t, node, TagKey{tag}, record); });
+}
+
+uint32_t sntrFindIRPropertyInHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                       SNodeProperty_t **record) {
+  return traced(Fn::sntrFindIRPropertyInHashTable,
+                [&](Trace &t) { return findInTableOnly<IRKind>(t, node, TagIDKey(tag, idLength, id), record); });
+}
+
+uint32_t sntrFindIVPropertyInHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                       SNodeProperty_t **record) {
+  return traced(Fn::sntrFindIVPropertyInHashTable,
+                [&](Trace &t) { return findInTableOnly<IVKind>(t, node, TagIDKey(tag, idLength, id), record); });
+}
+
 uint32_t sntrAddRPropertyToHashTable(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
   return traced(Fn::sntrAddRPropertyToHashTable,
                 [&](Trace &t) { return addToTableOnly<RKind>(t, node, TagKey{tag}, value, latchHeld); });
 }
 
+uint32_t sntrAddVPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
+                                     uint64_t latchHeld) {
+  return traced(Fn::sntrAddVPropertyToHashTable, [&](Trace &t) {
+    return addToTableOnly<VKind>(t, node, TagKey{tag}, Bytes{value, valueSize}, latchHeld);
+  });
+}
+
+uint32_t sntrAddIRPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, int32_t value,
+                                      uint64_t latchHeld) {
+  return traced(Fn::sntrAddIRPropertyToHashTable, [&](Trace &t) {
+    return addToTableOnly<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
+  });
+}
+
+uint32_t sntrAddIVPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                      uint64_t valueSize, const void *value, uint64_t latchHeld) {
+  return traced(Fn::sntrAddIVPropertyToHashTable, [&](Trace &t) {
+    return addToTableOnly<IVKind>(t, node, TagIDKey(tag, idLength, id), Bytes{value, valueSize}, latchHeld);
+  });
+}
+
 uint32_t sntrDeleteRPropertyFromHashTable(SNodeCB_t *node, uint64_t tag) {
   return traced(Fn::sntrDeleteRPropertyFromHashTable,
                 [&](Trace &t) { return deleteFromTableOnly<RKind>(t, node, TagKey{tag}); });
+}
+
+uint32_t sntrDeleteVPropertyFromHashTable(SNodeCB_t *node, uint64_t tag) {
+  return traced(Fn::sntrDeleteVPropertyFromHashTable,
+                [&](Trace &t) { return deleteFromTableOnly<VKind>(t, node, TagKey{tag}); });
+}
+
+uint32_t sntrDeleteIRPropertyFromHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id) {
+  return traced(Fn::sntrDeleteIRPropertyFromHashTable,
+                [&](Trace &t) { return deleteFromTableOnly<IRKind>(t, node, TagIDKey(tag, idLength, id)); });
+}
+
+uint32_t sntrDeleteIVPropertyFromHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id) {
+  return traced(Fn::sntrDeleteIVPropertyFromHashTable,
+                [&](Trace &t) { return deleteFromTableOnly<IVKind>(t, node, TagIDKey(tag, idLength, id)); });
 }
 
 uint32_t sntrGetFreeSpaceOffsetForProperty(SNodeCB_t *node, uint32_t kind, uint64_t *slotOffset) {
@@ -104,6 +154,26 @@ uint32_t sntrGetHashTableSizeForRVProperties(SNodeCB_t *node, uint32_t kind, uin
     if (node == nullptr) return t.fail(1, Rc::NullNode);
     if (bucketCount == nullptr) return t.fail(2, Rc::NullBucketCountOutput);
     if (kind != SNTR_KIND_R && kind != SNTR_KIND_V) return t.fail(3, Rc::BadKind);
-    return t.fail(4, readBucketCount(node, *findKind(kind), *bucketCount));
+    PropertyList list;
+    if (Rc rc = openBuckets(node, kind, list); failed(rc)) return t.fail(4, rc);
+    *bucketCount = list.bucketCounts[0];
+    return Rc::Ok;
+  });
+}
+
+uint32_t sntrGetHashTableSizeForIRVProperties(SNodeCB_t *node, uint32_t kind, uint64_t *tagIDBucketCount,
+                                              uint64_t *tagBucketCount, uint64_t *idBucketCount) {
+  return traced(Fn::sntrGetHashTableSizeForIRVProperties, [&](Trace &t) {
+    if (node == nullptr) return t.fail(1, Rc::NullNode);
+    if (tagIDBucketCount == nullptr || tagBucketCount == nullptr || idBucketCount == nullptr) {
+      return t.fail(2, Rc::NullBucketCountsOutput);
+    }
+    if (kind != SNTR_KIND_IR && kind != SNTR_KIND_IV) return t.fail(3, Rc::BadKind);
+    PropertyList list;
+    if (Rc rc = openBuckets(node, kind, list); failed(rc)) return t.fail(4, rc);
+    *tagIDBucketCount = list.bucketCounts[0];
+    *tagBucketCount = list.bucketCounts[1];
+    *idBucketCount = list.bucketCounts[2];
+    return Rc::Ok;
   });
 }

@@ -1,6 +1,6 @@
-// The exported operations on the values and result codes of properties.
+// The exported operations on values that are registers, and on result codes of all kinds.
 #include "frame/trace.h"
-#include "properties/kinds.h"
+#include "properties/kind_types.h"
 #include "properties/values.h"
 #include "sntr/values.h"
 
@@ -33,10 +33,119 @@ uint32_t sntrSetValueAndRCForRProperty(SNodeCB_t *node, SNodeProperty_t *record,
                 [&](Trace &t) { return setRegisterAndRC<RKind>(t, node, record, value, rc, latchHeld); });
 }
 
+uint32_t sntrGetAddressForIRPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                          int32_t **value) {
+  return traced(Fn::sntrGetAddressForIRPropertyValue,
+                [&](Trace &t) { return addressOfRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value); });
+}
+
+uint32_t sntrGetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, int32_t *value,
+                                   uint64_t latchHeld) {
+  return traced(Fn::sntrGetValueForIRProperty,
+                [&](Trace &t) { return getRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld); });
+}
+
+uint32_t sntrSetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, int32_t value,
+                                   uint64_t latchHeld) {
+  return traced(Fn::sntrSetValueForIRProperty,
+                [&](Trace &t) { return setRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld); });
+}
+
+uint32_t sntrGetValueAndRCForIRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value, uint64_t *rc,
+                                        uint64_t latchHeld) {
+  return traced(Fn::sntrGetValueAndRCForIRProperty,
+                [&](Trace &t) { return getRegisterAndRC<IRKind>(t, node, record, value, rc, latchHeld); });
+}
+
+uint32_t sntrSetValueAndRCForIRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t value, uint64_t rc,
+                                        uint64_t latchHeld) {
+  return traced(Fn::sntrSetValueAndRCForIRProperty,
+                [&](Trace &t) { return setRegisterAndRC<IRKind>(t, node, record, value, rc, latchHeld); });
+}
+
+uint32_t sntrGetAddressForBaseRPropertyValue(SNodeCB_t *node, uint64_t tag, int32_t **value) {
+  return traced(Fn::sntrGetAddressForBaseRPropertyValue,
+                [&](Trace &t) { return addressOfRegister<BaseRKind>(t, node, TagKey{tag}, value); });
+}
+
+uint32_t sntrGetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
+  return traced(Fn::sntrGetValueForBaseRProperty,
+                [&](Trace &t) { return getRegister<BaseRKind>(t, node, TagKey{tag}, value, latchHeld); });
+}
+
+uint32_t sntrSetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
+  return traced(Fn::sntrSetValueForBaseRProperty,
+                [&](Trace &t) { return setRegister<BaseRKind>(t, node, TagKey{tag}, value, latchHeld); });
+}
+
+uint32_t sntrGetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value, uint64_t *rc,
+                                           uint64_t latchHeld) {
+  return traced(Fn::sntrGetValueAndRCForBaseRProperty,
+                [&](Trace &t) { return getRegisterAndRC<BaseRKind>(t, node, record, value, rc, latchHeld); });
+}
+
+uint32_t sntrSetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t value, uint64_t rc,
+                                           uint64_t latchHeld) {
+  return traced(Fn::sntrSetValueAndRCForBaseRProperty,
+                [&](Trace &t) { return setRegisterAndRC<BaseRKind>(t, node, record, value, rc, latchHeld); });
+}
+
 uint32_t sntrGetRCForRProperty(SNodeCB_t *node, uint64_t tag, uint64_t *rc, uint64_t latchHeld) {
   return traced(Fn::sntrGetRCForRProperty, [&](Trace &t) { return getRC<RKind>(t, node, TagKey{tag}, rc, latchHeld); });
 }
 
+uint32_t sntrGetRCForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *rc, uint64_t latchHeld) {
+  return traced(Fn::sntrGetRCForVProperty, [&](Trace &t) { return getRC<VKind>(t, node, TagKey{tag}, rc, latchHeld); });
+}
+
+uint32_t sntrGetRCForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, uint64_t *rc,
+                                uint64_t latchHeld) {
+  return traced(Fn::sntrGetRCForIRProperty,
+                [&](Trace &t) { return getRC<IRKind>(t, node, TagIDKey(tag, idLength, id), rc, latchHeld); });
+}
+
+uint32_t sntrGetRCForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, uint64_t *rc,
+                                uint64_t latchHeld) {
+  return traced(Fn::sntrGetRCForIVProperty,
+                [&](Trace &t) { return getRC<IVKind>(t, node, TagIDKey(tag, idLength, id), rc, latchHeld); });
+}
+
+uint32_t sntrGetRCForBaseRProperty(SNodeCB_t *node, uint64_t tag, uint64_t *rc, uint64_t latchHeld) {
+  return traced(Fn::sntrGetRCForBaseRProperty,
+                [&](Trace &t) { return getRC<BaseRKind>(t, node, TagKey{tag}, rc, latchHeld); });
+}
+
+uint32_t sntrGetRCForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *rc, uint64_t latchHeld) {
+  return traced(Fn::sntrGetRCForBaseVProperty,
+                [&](Trace &t) { return getRC<BaseVKind>(t, node, TagKey{tag}, rc, latchHeld); });
+}
+
 uint32_t sntrSetRCForRProperty(SNodeCB_t *node, uint64_t tag, uint64_t rc, uint64_t latchHeld) {
   return traced(Fn::sntrSetRCForRProperty, [&](Trace &t) { return setRC<RKind>(t, node, TagKey{tag}, rc, latchHeld); });
+}
+
+uint32_t sntrSetRCForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t rc, uint64_t latchHeld) {
+  return traced(Fn::sntrSetRCForVProperty, [&](Trace &t) { return setRC<VKind>(t, node, TagKey{tag}, rc, latchHeld); });
+}
+
+uint32_t sntrSetRCForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, uint64_t rc,
+                                uint64_t latchHeld) {
+  return traced(Fn::sntrSetRCForIRProperty,
+                [&](Trace &t) { return setRC<IRKind>(t, node, TagIDKey(tag, idLength, id), rc, latchHeld); });
+}
+
+uint32_t sntrSetRCForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, uint64_t rc,
+                                uint64_t latchHeld) {
+  return traced(Fn::sntrSetRCForIVProperty,
+                [&](Trace &t) { return setRC<IVKind>(t, node, TagIDKey(tag, idLength, id), rc, latchHeld); });
+}
+
+uint32_t sntrSetRCForBaseRProperty(SNodeCB_t *node, uint64_t tag, uint64_t rc, uint64_t latchHeld) {
+  return traced(Fn::sntrSetRCForBaseRProperty,
+                [&](Trace &t) { return setRC<BaseRKind>(t, node, TagKey{tag}, rc, latchHeld); });
+}
+
+uint32_t sntrSetRCForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t rc, uint64_t latchHeld) {
+  return traced(Fn::sntrSetRCForBaseVProperty,
+                [&](Trace &t) { return setRC<BaseVKind>(t, node, TagKey{tag}, rc, latchHeld); });
 }

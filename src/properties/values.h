@@ -1,5 +1,5 @@
-// Reading and writing values and result codes, over the kinds whose value is a register and, for result codes and
-// addresses, over any keyed kind.
+// Reading and writing registers and result codes, over the kinds whose value is a register and, for result codes and
+// addresses, over any kind. Values of bytes are in byte_values.h.
 //
 // A register is read by adding 0 and written by an exchange, both through the services layer's atomic: a caller may
 // keep a register's address and change it without the node's latch, so even the holder of the section meets other
@@ -33,11 +33,12 @@ Rc writeRegister(std::byte *record, std::int32_t value) {
 // Reads the value of a key. The output is stored only when everything before it went well.
 template <class K>
 Rc getRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t *out, std::uint64_t latchHeld) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (out == nullptr) return t.fail(2, K::nullValueOutput);
   return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locateForValue<K>(node, key, record); failed(rc)) return t.fail(3, rc);
+    if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
     return t.fail(4, readRegister<K>(record, *out));
   });
 }
@@ -45,10 +46,11 @@ Rc getRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_
 // Writes the value of a key; the result code beside it stays.
 template <class K>
 Rc setRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t value, std::uint64_t latchHeld) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locateForValue<K>(node, key, record); failed(rc)) return t.fail(2, rc);
+    if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
     return t.fail(3, writeRegister<K>(record, value));
   });
 }
@@ -64,9 +66,10 @@ Rc getRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, 
   if (rcOut == nullptr) return t.fail(4, Rc::NullRCOutput);
   auto *record = reinterpret_cast<std::byte *>(property);
   return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
-    if (Rc rc = admitRecord<K>(node, record); failed(rc)) return t.fail(5, rc);
+    PropertyList list;
+    if (Rc rc = admitRecord<K>(node, record, list); failed(rc)) return t.fail(5, rc);
     if (Rc rc = readRegister<K>(record, *out); failed(rc)) return t.fail(6, rc);
-    *rcOut = readWord<std::uint64_t>(record + K::rcAt);
+    *rcOut = readWord<std::uint64_t>(record + kRCAt);
     return Rc::Ok;
   });
 }
@@ -79,9 +82,10 @@ Rc setRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, 
   if (property == nullptr) return t.fail(2, K::data.nullRecord);
   auto *record = reinterpret_cast<std::byte *>(property);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
-    if (Rc rc = admitRecord<K>(node, record); failed(rc)) return t.fail(3, rc);
+    PropertyList list;
+    if (Rc rc = admitRecord<K>(node, record, list); failed(rc)) return t.fail(3, rc);
     if (Rc rc = writeRegister<K>(record, value); failed(rc)) return t.fail(4, rc);
-    writeWord<std::uint64_t>(record + K::rcAt, rcValue);
+    writeWord<std::uint64_t>(record + kRCAt, rcValue);
     return Rc::Ok;
   });
 }
@@ -89,12 +93,13 @@ Rc setRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, 
 // Reads the result code of a key. Unlike a value's, its not-found code tells the layout of the list.
 template <class K>
 Rc getRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t *rcOut, std::uint64_t latchHeld) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (rcOut == nullptr) return t.fail(2, Rc::NullRCOutput);
   return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locate<K>(node, key, record); failed(rc)) return t.fail(3, rc);
-    *rcOut = readWord<std::uint64_t>(record + K::rcAt);
+    if (Rc rc = locate<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
+    *rcOut = readWord<std::uint64_t>(record + kRCAt);
     return Rc::Ok;
   });
 }
@@ -102,11 +107,12 @@ Rc getRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t *rc
 // Writes the result code of a key; the value beside it stays.
 template <class K>
 Rc setRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t rcValue, std::uint64_t latchHeld) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locate<K>(node, key, record); failed(rc)) return t.fail(2, rc);
-    writeWord<std::uint64_t>(record + K::rcAt, rcValue);
+    if (Rc rc = locate<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
+    writeWord<std::uint64_t>(record + kRCAt, rcValue);
     return Rc::Ok;
   });
 }
@@ -114,10 +120,11 @@ Rc setRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t rcV
 // The address of a record, for a caller that holds the section.
 template <class K>
 Rc addressOfRecord(const Trace &t, SNodeCB_t *node, typename K::Key key, SNodeProperty_t **out) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (out == nullptr) return t.fail(2, K::data.nullRecord);
+  PropertyList list;
   std::byte *record = nullptr;
-  if (Rc rc = locate<K>(node, key, record); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = locate<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
   *out = reinterpret_cast<SNodeProperty_t *>(record);
   return Rc::Ok;
 }
@@ -125,10 +132,11 @@ Rc addressOfRecord(const Trace &t, SNodeCB_t *node, typename K::Key key, SNodePr
 // The address of a register, for a caller that holds the section. It may be any address.
 template <class K>
 Rc addressOfRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t **out) {
-  if (Rc rc = key.prepare(node); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (out == nullptr) return t.fail(2, K::data.nullRecord);
+  PropertyList list;
   std::byte *record = nullptr;
-  if (Rc rc = locateForValue<K>(node, key, record); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
   *out = reinterpret_cast<std::int32_t *>(record + K::valueAt);
   return Rc::Ok;
 }

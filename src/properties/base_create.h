@@ -1,0 +1,139 @@
+// Creating and deleting the single property of a base kind.
+//
+// The record stands at the start of its area. Creating it again overwrites it. `areaUsed` is all that it takes, or 0.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "frame/section.h"
+#include "properties/lookup.h"
+#include "tree/change_counter.h"
+
+namespace sntr {
+
+// Bytes that a value may come to need: the V list's maximum, and never less than the one byte that always passes. 0 for
+// a register. The codes of limitsOf().
+template <class K>
+Rc valueBytes(SNodeCB_t *node, std::uint64_t &bytes) {
+  bytes = 0;
+  if constexpr (kHasBytes<K>) {
+    Limits limits;
+    if (Rc rc = limitsOf(node, kVData, limits); failed(rc)) return rc;
+    bytes = std::max<std::uint64_t>(limits.maxValue, 1);
+  }
+  return Rc::Ok;
+}
+
+// The checks of a value before it is known whether the area holds it: BadValueSize, the kind's null-value code.
+template <class K>
+Rc checkBaseValue(const typename K::Value &value, std::uint64_t bytes) {
+  if constexpr (kHasBytes<K>) {
+    if (Rc rc = checkValueSize(value.size, bytes); failed(rc)) return rc;
+    if (value.data == nullptr) return K::nullValue;
+  }
+  return Rc::Ok;
+}
+
+// Writes the record. Readers are kept out by the section, so the order of the stores matters only to who finds it half
+// written after a death: the tag, by which the property is found, goes last.
+template <class K>
+Rc storeBase(SNodeCB_t *node, PropertyList &list, const TagKey &key, const typename K::Value &value,
+             std::uint64_t used) {
+  std::byte *record = baseRecord(list);
+  if (Rc rc = K::fill(node, list, record, key, value); failed(rc)) return rc;
+  publishWord<std::uint64_t>(record, key.tag);
+  list.area.setUsed(used);
+  return countChange(node);
+}
+
+// The whole of a base creator.
+template <class K>
+Rc createBase(const Trace &t, SNodeCB_t *node, const TagKey &key, const typename K::Value &value,
+              std::uint64_t latchHeld) {
+  if (node == nullptr) return t.fail(1, Rc::NullNode);
+  if ((loadField(node->nodeOptions) & K::data.selector) == 0) return t.fail(2, K::data.noOption);
+  std::uint64_t bytes = 0;
+  if (Rc rc = valueBytes<K>(node, bytes); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = checkBaseValue<K>(value, bytes); failed(rc)) return t.fail(4, rc);
+  PropertyList list;
+  if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return t.fail(5, rc);
+  if (list.area.size() < K::data.recordSize + bytes) return t.fail(6, K::data.areaTooSmall);
+  if (key.tag > SNTR_MAX_TAG) return t.fail(7, Rc::TagTooLarge);
+  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    if (Rc rc = checkCondition(node, kMaskCreateList); failed(rc)) return t.fail(8, rc);
+    return t.fail(9, storeBase<K>(node, list, key, value, K::data.recordSize + bytes));
+  });
+}
+
+// Empties the record. A property of tag 0 that takes nothing was deleted before: then nothing changes.
+template <class K>
+Rc emptyBase(SNodeCB_t *node, PropertyList &list, std::byte *record, const TagKey &key) {
+  if (key.tag == 0 && list.area.used() == 0) return Rc::Ok;
+  writeWord<std::uint64_t>(record, 0);
+  list.area.setUsed(0);
+  return countChange(node);
+}
+
+template <class K>
+Rc deleteBase(const Trace &t, SNodeCB_t *node, TagKey key, std::uint64_t latchHeld) {
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
+  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
+    std::byte *record = nullptr;
+    if (Rc rc = locate<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
+    return t.fail(3, emptyBase<K>(node, list, record, key));
+  });
+}
+
+// The record, whatever its tag, for a caller that holds the section.
+template <class K>
+Rc baseLocation(const Trace &t, SNodeCB_t *node, SNodeProperty_t **out) {
+  if (node == nullptr) return t.fail(1, Rc::NullNode);
+  if (out == nullptr) return t.fail(2, K::data.nullRecord);
+  PropertyList list;
+  if (Rc rc = openRecords<K>(node, list); failed(rc)) return t.fail(3, rc);
+  *out = reinterpret_cast<SNodeProperty_t *>(baseRecord(list));
+  return Rc::Ok;
+}
+
+// Reads the tag. TagTooLarge: the record is damaged.
+inline Rc readBaseTag(const std::byte *record, std::uint64_t &tag) {
+  const std::uint64_t stored = tagOf(record);
+  if (stored > SNTR_MAX_TAG) return Rc::TagTooLarge;
+  tag = stored;
+  return Rc::Ok;
+}
+
+// Reads the size of a BaseV value. BaseVValueOutsideArea, BadValueSize.
+inline Rc readBaseSize(const PropertyList &list, const std::byte *record, std::uint64_t &size) {
+  const auto offset = readWord<std::uint64_t>(record + BaseVKind::valueOffsetAt);
+  if (!liesWithin(offset, 1, list.area.begin(), list.area.end())) return BaseVKind::valueOutside;
+  const auto stored = readWord<std::uint64_t>(record + BaseVKind::valueOffsetAt + kWordSize);
+  if (Rc rc = checkValueSize(stored, list.limits.maxValue); failed(rc)) return rc;
+  size = stored;
+  return Rc::Ok;
+}
+
+// The tag of the property and, for BaseV, the size of its value.
+template <class K>
+Rc returnBase(const Trace &t, SNodeCB_t *node, std::uint64_t *tag, [[maybe_unused]] std::uint64_t *size,
+              std::uint64_t latchHeld) {
+  if (node == nullptr) return t.fail(1, Rc::NullNode);
+  if (tag == nullptr) return t.fail(2, Rc::NullBaseTagOutput);
+  if constexpr (kHasBytes<K>) {
+    if (size == nullptr) return t.fail(3, Rc::NullValueSizes);
+  }
+  PropertyArea area;
+  if (Rc rc = area.open(node, K::data.selector); failed(rc)) return t.fail(4, rc);
+  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return t.fail(5, rc);
+    PropertyList list;
+    if (Rc rc = openRecords<K>(node, list); failed(rc)) return t.fail(6, rc);
+    if (Rc rc = readBaseTag(baseRecord(list), *tag); failed(rc)) return t.fail(7, rc);
+    if constexpr (kHasBytes<K>) return t.fail(8, readBaseSize(list, baseRecord(list), *size));
+    return Rc::Ok;
+  });
+}
+
+}  // namespace sntr

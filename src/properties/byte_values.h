@@ -1,0 +1,135 @@
+// Reading and writing values that are bytes, over the kinds that have them.
+//
+// A value changes only inside a write section, so a reader inside a section sees it whole: the old one or the new one.
+// A writer that dies while it copies leaves a torn one; the size, which is stored last, is then still the old one.
+//
+// The bytes stand in the room of their own record. Offset and size are read once from shared memory and held against
+// that room before a byte is touched. Arguments are checked, and the key is hashed, before the section is entered.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/section.h"
+#include "properties/lookup.h"
+#include "properties/values.h"
+
+namespace sntr {
+
+// Where a reader wants a value; each may be null. The buffer holds as many bytes as the value may have.
+struct BytesOutput {
+  std::uint64_t *size;
+  void **address;
+  void *buffer;
+};
+
+// The kind's outside code when the record's value does not stand in the record's own room, or there is no record.
+template <class K>
+Rc checkValuePlace(const PropertyList &list, std::byte *record, std::byte *&room) {
+  if (record == nullptr) return K::valueOutside;
+  room = K::room(list, record);
+  const auto offset = readWord<std::uint64_t>(record + K::valueOffsetAt);
+  return offset == list.area.offsetOf(room) ? Rc::Ok : K::valueOutside;
+}
+
+// The kind's outside code, BadValueSize; after a failure no output was stored.
+template <class K>
+Rc readBytes(const PropertyList &list, std::byte *record, const BytesOutput &out) {
+  std::byte *room = nullptr;
+  if (Rc rc = checkValuePlace<K>(list, record, room); failed(rc)) return rc;
+  const auto size = readWord<std::uint64_t>(record + K::valueOffsetAt + kWordSize);
+  if (size == 0 || size > list.limits.maxValue) return Rc::BadValueSize;
+  if (out.size != nullptr) *out.size = size;
+  if (out.address != nullptr) *out.address = room;
+  if (out.buffer != nullptr) std::memcpy(out.buffer, room, size);
+  return Rc::Ok;
+}
+
+// The kind's outside code, and its code for a value that the room does not hold; after a failure the value is what it
+// was.
+template <class K>
+Rc writeBytes(const PropertyList &list, std::byte *record, const Bytes &value) {
+  std::byte *room = nullptr;
+  if (Rc rc = checkValuePlace<K>(list, record, room); failed(rc)) return rc;
+  if (value.size > list.limits.maxValue) return K::beyondRoom;
+  std::memcpy(room, value.data, value.size);
+  writeWord<std::uint64_t>(record + K::valueOffsetAt + kWordSize, value.size);
+  return Rc::Ok;
+}
+
+// Reads the value of a key.
+template <class K>
+Rc getBytes(const Trace &t, SNodeCB_t *node, typename K::Key key, const BytesOutput &out, std::uint64_t latchHeld) {
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
+  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
+    std::byte *record = nullptr;
+    if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
+    return t.fail(3, readBytes<K>(list, record, out));
+  });
+}
+
+// Writes the value of a key; the result code beside it stays.
+template <class K>
+Rc setBytes(const Trace &t, SNodeCB_t *node, typename K::Key key, const Bytes &value, std::uint64_t latchHeld) {
+  if (Rc rc = prepareValue<K>(node, key, value); failed(rc)) return t.fail(1, rc);
+  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
+    std::byte *record = nullptr;
+    if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
+    return t.fail(3, writeBytes<K>(list, record, value));
+  });
+}
+
+// Reads both by the record's address, which is looked at only once the section is entered and the node found active.
+template <class K>
+Rc getBytesAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, const BytesOutput &out,
+                 std::uint64_t *rcOut, std::uint64_t latchHeld) {
+  if (node == nullptr) return t.fail(1, Rc::NullNode);
+  if (property == nullptr) return t.fail(2, K::data.nullRecord);
+  if (rcOut == nullptr) return t.fail(3, Rc::NullRCOutput);
+  auto *record = reinterpret_cast<std::byte *>(property);
+  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
+    if (Rc rc = admitRecord<K>(node, record, list); failed(rc)) return t.fail(4, rc);
+    if (Rc rc = readBytes<K>(list, record, out); failed(rc)) return t.fail(5, rc);
+    *rcOut = readWord<std::uint64_t>(record + kRCAt);
+    return Rc::Ok;
+  });
+}
+
+// Writes both by the record's address. The kind's argument check looks at the size alone: tag 0 and an empty identifier
+// pass it.
+template <class K>
+Rc setBytesAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, const Bytes &value, std::uint64_t rcValue,
+                 std::uint64_t latchHeld) {
+  if (node == nullptr) return t.fail(1, Rc::NullNode);
+  if (property == nullptr) return t.fail(2, K::data.nullRecord);
+  if (Rc rc = checkInputOf(node, {K::data.selector, 0, 0, "", value.size}); failed(rc)) return t.fail(3, rc);
+  if (value.data == nullptr) return t.fail(4, K::nullValue);
+  auto *record = reinterpret_cast<std::byte *>(property);
+  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    PropertyList list;
+    if (Rc rc = admitRecord<K>(node, record, list); failed(rc)) return t.fail(5, rc);
+    if (Rc rc = writeBytes<K>(list, record, value); failed(rc)) return t.fail(6, rc);
+    writeWord<std::uint64_t>(record + kRCAt, rcValue);
+    return Rc::Ok;
+  });
+}
+
+// The address of a value, for a caller that holds the section. It may be any address.
+template <class K>
+Rc addressOfBytes(const Trace &t, SNodeCB_t *node, typename K::Key key, void **out) {
+  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
+  if (out == nullptr) return t.fail(2, K::data.nullRecord);
+  PropertyList list;
+  std::byte *record = nullptr;
+  if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
+  std::byte *room = nullptr;
+  if (Rc rc = checkValuePlace<K>(list, record, room); failed(rc)) return t.fail(4, rc);
+  *out = room;
+  return Rc::Ok;
+}
+
+}  // namespace sntr

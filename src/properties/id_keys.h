@@ -1,0 +1,70 @@
+// The key of the kinds that a tag and an identifier name together.
+//
+// As keys.h. The bytes belong to the caller and are looked at on its thread only.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "layout/rc.h"
+#include "layout/words.h"
+#include "properties/keys.h"
+#include "properties/property_list.h"
+
+namespace sntr {
+
+static_assert(offsetof(IRRecord, idOffset) == offsetof(IVRecord, idOffset) &&
+                  offsetof(IRRecord, idLength) == offsetof(IVRecord, idLength),
+              "identifiers are found without knowing the kind");
+
+// The identifier of a record: `length` bytes of the room behind it. Both words are read once.
+struct StoredID {
+  const std::byte *room;
+  std::uint64_t offset;
+  std::uint64_t length;
+
+  StoredID(const PropertyList &list, const std::byte *record)
+      : room(record + list.kind->recordSize),
+        offset(readWord<std::uint64_t>(record + offsetof(IRRecord, idOffset))),
+        length(readWord<std::uint64_t>(record + offsetof(IRRecord, idLength))) {}
+
+  // Identifiers stand in the room of their own record and nowhere else: an offset that leads to another record would
+  // find its identifier there, and the order of a chain would break without a sign.
+  bool isInItsRoom(const PropertyList &list) const { return offset == list.area.offsetOf(room); }
+  bool isSound(const PropertyList &list) const { return length <= list.limits.maxID && isInItsRoom(list); }
+};
+
+struct TagIDKey {
+  std::uint64_t tag;
+  std::uint64_t idLength;
+  const std::uint8_t *id;
+  std::uint64_t hash = 0;
+  std::uint64_t tagHash = 0;
+  std::uint64_t idHash = 0;
+
+  TagIDKey(std::uint64_t tag_, std::uint64_t idLength_, const void *id_)
+      : tag(tag_), idLength(idLength_), id(static_cast<const std::uint8_t *>(id_)) {}
+
+  void takeHash() { hash = hashBytes(tag, id, idLength); }
+
+  // Only for an add: nothing else needs the other two chains' hashes of the whole key.
+  void takeChainHashes() {
+    tagHash = hashTag(tag);
+    idHash = hashBytes(0, id, idLength);
+  }
+
+  // By tag, then the shorter identifier first, then byte by byte. BytesOutsideArea when the record's identifier is not
+  // where it must be.
+  Rc compareTo(const PropertyList &list, const std::byte *record, std::strong_ordering &order) const {
+    const StoredID stored(list, record);
+    if (!stored.isSound(list)) return Rc::BytesOutsideArea;
+    order = tag <=> tagOf(record);
+    if (order == 0) order = idLength <=> stored.length;
+    if (order == 0) order = std::memcmp(id, stored.room, stored.length) <=> 0;
+    return Rc::Ok;
+  }
+};
+
+}  // namespace sntr
