@@ -18,10 +18,9 @@ Rc checkArguments(const SNodeCB_t *node, const SNodeLatchBlock_t *block) {
 }
 
 // The model by which a section is left; under model 1 the block must be stamped, or its latch cannot be one.
-Rc modelOnExit(const SNodeCB_t *node, const SNodeLatchBlock_t *block, SectionModel &model) {
-  if (Rc rc = concurrencyModelOf(node, model.value); failed(rc)) return rc;
-  const bool usable =
-      model.value != SNTR_MODEL_LATCHED || readWord<std::uint32_t>(&block->latchVersion) == kVersionWord;
+Rc modelOnExit(const SNodeCB_t *node, const SNodeLatchBlock_t *block, std::uint32_t &model) {
+  if (Rc rc = concurrencyModelOf(node, model); failed(rc)) return rc;
+  const bool usable = model != SNTR_MODEL_LATCHED || readWord<std::uint32_t>(&block->latchVersion) == kVersionWord;
   return usable ? Rc::Ok : Rc::BadLatchVersion;
 }
 
@@ -44,34 +43,34 @@ std::uint32_t sntrInitializeLatches(const SNodeCB_t *node, SNodeLatchBlock_t *bl
 std::uint32_t sntrEnterCriticalSectionBeforeRead(SNodeCB_t *node, SNodeLatchBlock_t *block) {
   return traced(Fn::sntrEnterCriticalSectionBeforeRead, [&](const Trace &t) {
     if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
-    SectionModel model{};
-    return t.fail(20, enterRead(node, block, model));
+    Entered entered;
+    return t.fail(20, enterRead(node, block, entered));
   });
 }
 
 std::uint32_t sntrExitCriticalSectionAfterRead(SNodeCB_t *node, SNodeLatchBlock_t *block) {
   return traced(Fn::sntrExitCriticalSectionAfterRead, [&](const Trace &t) {
     if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
-    SectionModel model{};
-    if (Rc rc = modelOnExit(node, block, model); failed(rc)) return t.fail(20, rc);
-    return t.fail(30, exitRead(block, model));
+    Entered entered;
+    if (Rc rc = modelOnExit(node, block, entered.model); failed(rc)) return t.fail(20, rc);
+    return t.fail(30, exitRead(block, entered));
   });
 }
 
 std::uint32_t sntrEnterCriticalSectionBeforeWrite(SNodeCB_t *node, SNodeLatchBlock_t *block) {
   return traced(Fn::sntrEnterCriticalSectionBeforeWrite, [&](const Trace &t) {
     if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
-    SectionModel model{};
-    return t.fail(20, enterWrite(node, block, model));
+    Entered entered;
+    return t.fail(20, enterWrite(node, block, entered));
   });
 }
 
 std::uint32_t sntrExitCriticalSectionAfterWrite(SNodeCB_t *node, SNodeLatchBlock_t *block) {
   return traced(Fn::sntrExitCriticalSectionAfterWrite, [&](const Trace &t) {
     if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
-    SectionModel model{};
-    if (Rc rc = modelOnExit(node, block, model); failed(rc)) return t.fail(20, rc);
-    return t.fail(30, exitWrite(block, model));
+    Entered entered;
+    if (Rc rc = modelOnExit(node, block, entered.model); failed(rc)) return t.fail(20, rc);
+    return t.fail(30, exitWrite(block, entered));
   });
 }
 

@@ -8,11 +8,17 @@
 // work runs on the caller's thread; no path takes a latch that its thread holds (the services layer refuses it).
 #pragma once
 
+#include <oss/fast_paths.h>
+
 #include <cstdint>
 #include <utility>
 
+#include "frame/cells.h"
+#include "frame/node_repair.h"
 #include "frame/trace.h"
 #include "layout/node_block.h"
+#include "layout/version.h"
+#include "layout/words.h"
 
 namespace sntr {
 
@@ -21,9 +27,10 @@ enum class Held : bool { No, Yes };
 
 constexpr Held heldIf(std::uint64_t latchHeld) { return latchHeld != 0 ? Held::Yes : Held::No; }
 
-// The model under which a section was entered.
-struct SectionModel {
-  std::uint32_t value;
+// How a section was entered, and so how it is left.
+struct Entered {
+  std::uint32_t model = 0;
+  std::uint64_t latchWord = 0;  // with which the latch was taken in line; 0: by a call, or not at all
 };
 
 // 0 to 5 are models; ValueOutOfRange above.
@@ -37,14 +44,63 @@ Rc concurrencyModelOf(const SNodeCB_t *node, std::uint32_t &model);
 // the model that they began with.
 Rc setConcurrencyModel(SNodeCB_t *node, std::uint32_t model);
 
+// Gets the latch of a stamped block. This is the one way into a section, and so the one place that looks for a writer
+// who died inside: with the latch in hand nobody else can be writing, so a mark that still stands is a dead writer's.
+inline Rc obtainLatch(SNodeCB_t *node, SNodeLatchBlock_t *block, Entered &entered) {
+  if (readWord<std::uint32_t>(&block->latchVersion) != kVersionWord) [[unlikely]]
+    return Rc::BadLatchVersion;
+  entered.latchWord = ossVLatchTryGet(&block->latch);
+  if (entered.latchWord == 0 && ossVLatchGet(&block->latch) != 0) [[unlikely]]
+    return Rc::LatchFailed;
+  // The first four bytes of an atomic are its value, and a latch block may stand at any address.
+  if (readWord<std::int32_t>(&block->writeInProgress) != 0) [[unlikely]]
+    repairNode(node);
+  return Rc::Ok;
+}
+
+// The stamp was tested on the way in. It is not tested again: whatever has happened to it, the latch must be given
+// back.
+inline Rc giveBackLatch(SNodeLatchBlock_t *block, const Entered &entered) {
+  if (ossVLatchTryRelease(&block->latch, entered.latchWord)) [[likely]]
+    return Rc::Ok;
+  return ossVLatchRelease(&block->latch) == 0 ? Rc::Ok : Rc::LatchFailed;
+}
+
+// Marks and counts a writer. The mark comes before the count, and both before the work: whoever finds the mark knows
+// that work may have begun. AtomicFailed, and nothing is marked.
+inline Rc markWriter(SNodeLatchBlock_t *block) {
+  if (Rc rc = writeCell(&block->writeInProgress, 1); failed(rc)) return rc;
+  if (Rc rc = countCellUnderLatch(&block->writeCount); failed(rc)) {
+    return firstFailure(rc, writeCell(&block->writeInProgress, 0));
+  }
+  orderStores();
+  return Rc::Ok;
+}
+
 // Node and block are not null. ValueOutOfRange for a model above 5; under model 1 BadLatchVersion for a block that is
 // not stamped, LatchFailed, and for writing AtomicFailed. A failed entry leaves nothing held and nothing marked.
-Rc enterRead(SNodeCB_t *node, SNodeLatchBlock_t *block, SectionModel &model);
-Rc enterWrite(SNodeCB_t *node, SNodeLatchBlock_t *block, SectionModel &model);
+inline Rc enterRead(SNodeCB_t *node, SNodeLatchBlock_t *block, Entered &entered) {
+  entered.model = loadField(node->concurrencyModel);
+  return entered.model == SNTR_MODEL_LATCHED ? obtainLatch(node, block, entered) : checkModel(entered.model);
+}
+
+inline Rc enterWrite(SNodeCB_t *node, SNodeLatchBlock_t *block, Entered &entered) {
+  if (Rc rc = enterRead(node, block, entered); failed(rc)) return rc;
+  if (entered.model != SNTR_MODEL_LATCHED) return Rc::Ok;
+  const Rc marked = markWriter(block);
+  return failed(marked) ? firstFailure(marked, giveBackLatch(block, entered)) : marked;
+}
 
 // The latch is given back whatever else fails.
-Rc exitRead(SNodeLatchBlock_t *block, SectionModel model);
-Rc exitWrite(SNodeLatchBlock_t *block, SectionModel model);
+inline Rc exitRead(SNodeLatchBlock_t *block, const Entered &entered) {
+  return entered.model == SNTR_MODEL_LATCHED ? giveBackLatch(block, entered) : Rc::Ok;
+}
+
+inline Rc exitWrite(SNodeLatchBlock_t *block, const Entered &entered) {
+  if (entered.model != SNTR_MODEL_LATCHED) return Rc::Ok;
+  const Rc unmarked = writeCell(&block->writeInProgress, 0);
+  return firstFailure(unmarked, giveBackLatch(block, entered));
+}
 
 // Makes a latch block usable: `stamp` is the version word that it will carry. Under model 1 BadLatchVersion for another
 // stamp, LatchFailed, AtomicFailed; the stamp is written last. Under other models nothing is written and 0 is the
@@ -56,24 +112,27 @@ constexpr std::uint32_t kProbeEnter = 90;
 constexpr std::uint32_t kProbeExit = 91;
 
 // Runs `Rc work()` in a read section of the node, unless the caller holds one. The work traces its own failures; the
-// first failure is the answer, and the section is left on every path.
+// first failure is the answer, and the section is left on every path. The work stands here once, so that it is compiled
+// into the operation.
 template <class Work>
 inline Rc readSection(const Trace &t, SNodeCB_t *node, Held held, Work &&work) {
-  if (held == Held::Yes) return std::forward<Work>(work)();
-  SectionModel model{};
-  if (Rc rc = enterRead(node, &node->primaryLatch, model); failed(rc)) return t.fail(kProbeEnter, rc);
+  Entered entered;
+  if (held == Held::No) {
+    if (Rc rc = enterRead(node, &node->primaryLatch, entered); failed(rc)) return t.fail(kProbeEnter, rc);
+  }
   const Rc done = std::forward<Work>(work)();
-  return firstFailure(done, t.fail(kProbeExit, exitRead(&node->primaryLatch, model)));
+  return held == Held::Yes ? done : firstFailure(done, t.fail(kProbeExit, exitRead(&node->primaryLatch, entered)));
 }
 
 // The same for writing.
 template <class Work>
 inline Rc writeSection(const Trace &t, SNodeCB_t *node, Held held, Work &&work) {
-  if (held == Held::Yes) return std::forward<Work>(work)();
-  SectionModel model{};
-  if (Rc rc = enterWrite(node, &node->primaryLatch, model); failed(rc)) return t.fail(kProbeEnter, rc);
+  Entered entered;
+  if (held == Held::No) {
+    if (Rc rc = enterWrite(node, &node->primaryLatch, entered); failed(rc)) return t.fail(kProbeEnter, rc);
+  }
   const Rc done = std::forward<Work>(work)();
-  return firstFailure(done, t.fail(kProbeExit, exitWrite(&node->primaryLatch, model)));
+  return held == Held::Yes ? done : firstFailure(done, t.fail(kProbeExit, exitWrite(&node->primaryLatch, entered)));
 }
 
 }  // namespace sntr

@@ -3,6 +3,7 @@
 // The language's atomics assume an aligned cell, so they serve the aligned ones, where the checkers of a debugging
 // build can follow them too. At other addresses the processor's locked instruction does the same and is written out.
 #include <oss/atomic.h>
+#include <oss/fast_paths.h>
 
 #include <atomic>
 
@@ -55,6 +56,12 @@ uint32_t answer(int previous, int *out) {
 }
 
 }  // namespace
+
+#ifdef OSS_FAULT_INJECTION
+const uint32_t ossCellsAreOpen = 0;
+#else
+const uint32_t ossCellsAreOpen = 1;
+#endif
 
 uint32_t OSSVAtomicSigned32::init(int value, int) noexcept {
   if (oss::injected(OSSFaultAtomicInit)) [[unlikely]]

@@ -8,6 +8,7 @@
 // that finds the bit wakes one sleeper. The woken thread sets the bit again when it gets the latch, as it cannot know
 // whether others sleep. A wake that is lost, because the woken process was killed or the bit was, costs others 8 ms.
 #include <linux/futex.h>
+#include <oss/fast_paths.h>
 #include <oss/latch.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -26,16 +27,14 @@ namespace oss {
 namespace {
 
 // Random bytes are not a latch. Which of the two, tells whether sleepers of other processes must be found.
-constexpr std::uint64_t kValidShared = 0x6c7a4e19d35b8f02;
-constexpr std::uint64_t kValidPrivate = kValidShared ^ 1;
+constexpr std::uint64_t kValidShared = OSS_LATCH_VALID_SHARED;
+constexpr std::uint64_t kValidPrivate = OSS_LATCH_VALID_PRIVATE;
 
-struct LatchWords {
-  std::uint64_t validity;
-  std::uint64_t owner;
-};
+using LatchWords = OSSLatchWords;
 
 constexpr std::size_t kAlignment = std::atomic_ref<std::uint64_t>::required_alignment;
-static_assert(kAlignment - 1 + sizeof(LatchWords) <= sizeof(ossVLatch), "fits wherever the latch begins");
+static_assert(kAlignment == 8 && kAlignment - 1 + sizeof(LatchWords) <= sizeof(ossVLatch),
+              "fits wherever the latch begins");
 static_assert(std::atomic_ref<std::uint64_t>::is_always_lock_free, "a lock of one process would not stop another");
 
 // About as long as a section takes that another thread is in the middle of; longer would hold up an owner which waits
@@ -48,10 +47,7 @@ constexpr std::uint64_t kSlice = 8 * kNanosecondsPerMillisecond;
 // In milliseconds. Relaxed wherever it is used: it is one number and guards nothing.
 constinit std::atomic<std::uint64_t> gWaitLimit{30000};
 
-LatchWords &wordsOf(ossVLatch &latch) {
-  const std::uintptr_t past = reinterpret_cast<std::uintptr_t>(latch.storage) % kAlignment;
-  return *reinterpret_cast<LatchWords *>(latch.storage + (kAlignment - past) % kAlignment);
-}
+LatchWords &wordsOf(ossVLatch &latch) { return *ossLatchWordsOf(&latch); }
 
 std::atomic_ref<std::uint64_t> owner(LatchWords &words) { return std::atomic_ref<std::uint64_t>(words.owner); }
 
@@ -60,7 +56,9 @@ std::uint64_t validity(LatchWords &words) {
   return std::atomic_ref<std::uint64_t>(words.validity).load(std::memory_order_acquire);
 }
 
-bool isLatch(std::uint64_t validity) { return validity == kValidShared || validity == kValidPrivate; }
+static_assert((kValidShared | 1) == kValidPrivate, "told from everything else by one comparison");
+
+bool isLatch(std::uint64_t validity) { return (validity | 1) == kValidPrivate; }
 
 // Makes the owner word what it is to be if it still is what was seen; otherwise tells in `seen` what it is.
 // Acquire: pairs with the release in leave(), so that the new holder sees what the last one wrote.

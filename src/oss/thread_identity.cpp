@@ -6,6 +6,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "thread_stat.h"
 
 namespace oss {
@@ -20,7 +22,7 @@ constexpr std::uint64_t kNoEpoch = ~std::uint64_t{0};
 constinit std::atomic<std::uint64_t> gLastEpoch{0};
 
 // What the kernel does to the page itself, for systems whose kernel cannot. It misses children made without fork().
-void forgetEpoch() { gEpochPage.epoch.store(0, std::memory_order_relaxed); }
+void forgetEpoch() { __atomic_store_n(&gEpochPage.epoch, 0, __ATOMIC_RELAXED); }
 
 // At load, because neither call may be made in a signal handler.
 [[gnu::constructor]] void watchForks() {
@@ -31,28 +33,34 @@ void forgetEpoch() { gEpochPage.epoch.store(0, std::memory_order_relaxed); }
 // The epoch of this process, which is begun here when there is none. Relaxed: other threads of the process that begin
 // one at the same moment only have to agree on its number, which the exchange sees to.
 std::uint64_t currentEpoch() {
-  std::uint64_t epoch = gEpochPage.epoch.load(std::memory_order_relaxed);
+  std::atomic_ref<std::uint64_t> current(gEpochPage.epoch);
+  std::uint64_t epoch = current.load(std::memory_order_relaxed);
   if (epoch != 0) return epoch;
   const std::uint64_t next = gLastEpoch.fetch_add(1, std::memory_order_relaxed) + 1;
-  const bool begun = gEpochPage.epoch.compare_exchange_strong(epoch, next, std::memory_order_relaxed);
+  const bool begun = current.compare_exchange_strong(epoch, next, std::memory_order_relaxed);
   return begun ? next : epoch;
 }
 
 }  // namespace
 
 constinit EpochPage gEpochPage{};
-__thread ThreadIdentity tIdentity = {kNoEpoch, 0};
+#ifdef OSS_FAULT_INJECTION
+__thread OSSThreadIdentity tIdentity = {kNoEpoch, 0, &gEpochPage.epoch};
+#endif
 
 std::uint64_t refreshIdentity() noexcept {
   const std::uint64_t epoch = currentEpoch();
   const auto thread = static_cast<std::uint32_t>(gettid());
-  tIdentity.word = makeOwner(thread, ownStartStamp(thread));
+  OSSThreadIdentity &identity = ownIdentity();
+  identity.word = makeOwner(thread, ownStartStamp(thread));
   // The word before the epoch that vouches for it: a signal handler may run between the two and ask.
   std::atomic_signal_fence(std::memory_order_release);
-  tIdentity.epoch = epoch;
-  return tIdentity.word;
+  identity.epoch = epoch;
+  return identity.word;
 }
 
 }  // namespace oss
+
+__thread OSSThreadIdentity ossIdentity = {oss::kNoEpoch, 0, &oss::gEpochPage.epoch};
 
 uint32_t ossThreadID(void) { return oss::threadOf(oss::ownWord()); }

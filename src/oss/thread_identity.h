@@ -8,7 +8,8 @@
 // Any thread; safe in signal handlers and in a forked child of a process with several threads.
 #pragma once
 
-#include <atomic>
+#include <oss/fast_paths.h>
+
 #include <cstdint>
 
 #include "latch_word.h"
@@ -19,19 +20,21 @@ inline constexpr std::size_t kPageSize = 4096;
 
 // Alone on its page, because wiping takes whole pages.
 struct alignas(kPageSize) EpochPage {
-  std::atomic<std::uint64_t> epoch;
+  std::uint64_t epoch;
 };
 static_assert(sizeof(EpochPage) == kPageSize, "nothing else may lie on the page that is wiped");
 
-struct ThreadIdentity {
-  std::uint64_t epoch;
-  std::uint64_t word;
-};
-
 [[gnu::visibility("hidden")]] extern EpochPage gEpochPage;
 
-// Initial-exec, so that reaching it is one addition; 16 bytes fit what the loader keeps back for libraries loaded late.
-[[gnu::visibility("hidden"), gnu::tls_model("initial-exec")]] extern __thread ThreadIdentity tIdentity;
+// The calling thread's answer. The published one, with which callers get latches in line; its 24 bytes fit what the
+// loader keeps back for libraries loaded late. In the build for tests one of its own: there the published one is never
+// filled in, so that callers come to the calls, which can be made to fail.
+#ifdef OSS_FAULT_INJECTION
+[[gnu::visibility("hidden"), gnu::tls_model("initial-exec")]] extern __thread OSSThreadIdentity tIdentity;
+inline OSSThreadIdentity &ownIdentity() noexcept { return tIdentity; }
+#else
+inline OSSThreadIdentity &ownIdentity() noexcept { return ossIdentity; }
+#endif
 
 // Asks the system and keeps the answer.
 [[gnu::cold]] std::uint64_t refreshIdentity() noexcept;
@@ -39,8 +42,9 @@ struct ThreadIdentity {
 // The owner word of the calling thread, without the waiters bit. Never 0.
 inline std::uint64_t ownWord() noexcept {
   // Relaxed: this thread, or the one that forked, has itself met the epoch that it kept.
-  if (tIdentity.epoch == gEpochPage.epoch.load(std::memory_order_relaxed)) [[likely]]
-    return tIdentity.word;
+  const OSSThreadIdentity &identity = ownIdentity();
+  if (identity.epoch == __atomic_load_n(&gEpochPage.epoch, __ATOMIC_RELAXED)) [[likely]]
+    return identity.word;
   return refreshIdentity();
 }
 

@@ -1,14 +1,14 @@
 // Reading and writing registers and result codes, over the kinds whose value is a register and, for result codes and
 // addresses, over any kind. Values of bytes are in byte_values.h.
 //
-// A register is read by adding 0 and written by an exchange, both through the services layer's atomic: a caller may
-// keep a register's address and change it without the node's latch, so even the holder of the section meets other
-// threads here. Arguments are checked, and the key is hashed, before the section is entered.
+// A register is an atomic cell: a caller may keep a register's address and change it without the node's latch, so even
+// the holder of the section meets other threads here. Arguments are checked, and the key is hashed, before the section is entered.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "frame/cells.h"
 #include "frame/section.h"
 #include "properties/lookup.h"
 
@@ -17,17 +17,13 @@ namespace sntr {
 // AtomicFailed, and the output is what it was.
 template <class K>
 Rc readRegister(std::byte *record, std::int32_t &out) {
-  int value = 0;
-  if (cellAt(record + K::valueAt)->add(0, &value) != 0) return Rc::AtomicFailed;
-  out = value;
-  return Rc::Ok;
+  return readCell(cellAt(record + K::valueAt), out);
 }
 
 // AtomicFailed, and the register is what it was.
 template <class K>
 Rc writeRegister(std::byte *record, std::int32_t value) {
-  int previous = 0;
-  return cellAt(record + K::valueAt)->swap(value, &previous) == 0 ? Rc::Ok : Rc::AtomicFailed;
+  return writeCell(cellAt(record + K::valueAt), value);
 }
 
 // Reads the value of a key. The output is stored only when everything before it went well.
