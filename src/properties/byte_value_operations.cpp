@@ -11,29 +11,30 @@ uint32_t sntrGetAddressForVPropertyValue(SNodeCB_t *node, uint64_t tag, void **v
                 [&](Trace &t) { return addressOfBytes<VKind>(t, node, TagKey{tag}, value); });
 }
 
-uint32_t sntrGetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *size, void **address, void *buffer,
-                                  uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrGetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *size, void **address,
+                                                   void *buffer, uint64_t latchHeld) {
   return traced(Fn::sntrGetValueForVProperty, [&](Trace &t) {
     return getBytes<VKind>(t, node, TagKey{tag}, {size, address, buffer}, latchHeld);
   });
 }
 
-uint32_t sntrSetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
-                                  uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrSetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
+                                                   uint64_t latchHeld) {
   return traced(Fn::sntrSetValueForVProperty, [&](Trace &t) {
     return setBytes<VKind>(t, node, TagKey{tag}, Bytes{value, valueSize}, latchHeld);
   });
 }
 
-uint32_t sntrGetValueAndRCForVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size, void **address,
-                                       void *buffer, uint64_t *rc, uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrGetValueAndRCForVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size,
+                                                        void **address, void *buffer, uint64_t *rc,
+                                                        uint64_t latchHeld) {
   return traced(Fn::sntrGetValueAndRCForVProperty, [&](Trace &t) {
     return getBytesAndRC<VKind>(t, node, record, {size, address, buffer}, rc, latchHeld);
   });
 }
 
-uint32_t sntrSetValueAndRCForVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t valueSize, const void *value,
-                                       uint64_t rc, uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrSetValueAndRCForVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t valueSize,
+                                                        const void *value, uint64_t rc, uint64_t latchHeld) {
   return traced(Fn::sntrSetValueAndRCForVProperty, [&](Trace &t) {
     return setBytesAndRC<VKind>(t, node, record, Bytes{value, valueSize}, rc, latchHeld);
   });
@@ -45,29 +46,30 @@ uint32_t sntrGetAddressForIVPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
                 [&](Trace &t) { return addressOfBytes<IVKind>(t, node, TagIDKey(tag, idLength, id), value); });
 }
 
-uint32_t sntrGetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, uint64_t *size,
-                                   void **address, void *buffer, uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrGetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                                    uint64_t *size, void **address, void *buffer, uint64_t latchHeld) {
   return traced(Fn::sntrGetValueForIVProperty, [&](Trace &t) {
     return getBytes<IVKind>(t, node, TagIDKey(tag, idLength, id), {size, address, buffer}, latchHeld);
   });
 }
 
-uint32_t sntrSetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, uint64_t valueSize,
-                                   const void *value, uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrSetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
+                                                    uint64_t valueSize, const void *value, uint64_t latchHeld) {
   return traced(Fn::sntrSetValueForIVProperty, [&](Trace &t) {
     return setBytes<IVKind>(t, node, TagIDKey(tag, idLength, id), Bytes{value, valueSize}, latchHeld);
   });
 }
 
-uint32_t sntrGetValueAndRCForIVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size, void **address,
-                                        void *buffer, uint64_t *rc, uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrGetValueAndRCForIVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size,
+                                                         void **address, void *buffer, uint64_t *rc,
+                                                         uint64_t latchHeld) {
   return traced(Fn::sntrGetValueAndRCForIVProperty, [&](Trace &t) {
     return getBytesAndRC<IVKind>(t, node, record, {size, address, buffer}, rc, latchHeld);
   });
 }
 
-uint32_t sntrSetValueAndRCForIVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t valueSize, const void *value,
-                                        uint64_t rc, uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrSetValueAndRCForIVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t valueSize,
+                                                         const void *value, uint64_t rc, uint64_t latchHeld) {
   return traced(Fn::sntrSetValueAndRCForIVProperty, [&](Trace &t) {
     return setBytesAndRC<IVKind>(t, node, record, Bytes{value, valueSize}, rc, latchHeld);
   });
@@ -78,29 +80,31 @@ uint32_t sntrGetAddressForBaseVPropertyValue(SNodeCB_t *node, uint64_t tag, void
                 [&](Trace &t) { return addressOfBytes<BaseVKind>(t, node, TagKey{tag}, value); });
 }
 
-uint32_t sntrGetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *size, void **address, void *buffer,
-                                      uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrGetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *size, void **address,
+                                                       void *buffer, uint64_t latchHeld) {
   return traced(Fn::sntrGetValueForBaseVProperty, [&](Trace &t) {
     return getBytes<BaseVKind>(t, node, TagKey{tag}, {size, address, buffer}, latchHeld);
   });
 }
 
-uint32_t sntrSetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
-                                      uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrSetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize,
+                                                       const void *value, uint64_t latchHeld) {
   return traced(Fn::sntrSetValueForBaseVProperty, [&](Trace &t) {
     return setBytes<BaseVKind>(t, node, TagKey{tag}, Bytes{value, valueSize}, latchHeld);
   });
 }
 
-uint32_t sntrGetValueAndRCForBaseVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size, void **address,
-                                           void *buffer, uint64_t *rc, uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrGetValueAndRCForBaseVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size,
+                                                            void **address, void *buffer, uint64_t *rc,
+                                                            uint64_t latchHeld) {
   return traced(Fn::sntrGetValueAndRCForBaseVProperty, [&](Trace &t) {
     return getBytesAndRC<BaseVKind>(t, node, record, {size, address, buffer}, rc, latchHeld);
   });
 }
 
-uint32_t sntrSetValueAndRCForBaseVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t valueSize,
-                                           const void *value, uint64_t rc, uint64_t latchHeld) {
+[[gnu::flatten]] uint32_t sntrSetValueAndRCForBaseVProperty(SNodeCB_t *node, SNodeProperty_t *record,
+                                                            uint64_t valueSize, const void *value, uint64_t rc,
+                                                            uint64_t latchHeld) {
   return traced(Fn::sntrSetValueAndRCForBaseVProperty, [&](Trace &t) {
     return setBytesAndRC<BaseVKind>(t, node, record, Bytes{value, valueSize}, rc, latchHeld);
   });

@@ -261,7 +261,7 @@ Rc firstLocation(const Trace &t, SNodeCB_t *node, SNodeProperty_t **location, st
   PropertyList list;
   list.kind = &K::data;
   if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return t.fail(5, rc);
-  if (Rc rc = readLimits(list); failed(rc)) return t.fail(6, rc);
+  if (Rc rc = readLimits(K::data, list.area, list.limits); failed(rc)) return t.fail(6, rc);
   *used = arrayInUse<K>(list);
   *capacity = arrayCapacity<K>(list);
   const std::uint64_t first = list.area.begin() + K::data.arrayHeader;
@@ -279,7 +279,7 @@ Rc openStride([[maybe_unused]] SNodeCB_t *node, PropertyList &list) {
     return Rc::Ok;
   } else {
     const Rc rc = list.area.open(node, K::data.selector);
-    return failed(rc) ? rc : readLimits(list);
+    return failed(rc) ? rc : readLimits(K::data, list.area, list.limits);
   }
 }
 

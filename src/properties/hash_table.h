@@ -29,19 +29,25 @@ template <class K>
 class ChainWalk {
  public:
   explicit ChainWalk(const PropertyList &list)
-      : list_(list), slotSize_(slotSizeOf<K>(list)), high_(slotsEnd(list)), budget_(list.area.size()) {}
+      : area_(list.area),
+        slotSize_(slotSizeOf<K>(list)),
+        first_(firstSlotOf<K>(list)),
+        high_(slotsEnd(list)),
+        budget_(list.area.size()) {}
 
   // The slot at an offset that is not 0. The kind's damage code: no slot, or more steps than the list has slots.
   Rc step(std::uint64_t offset, std::byte *&slot) {
-    if (!isSlot(list_, slotSize_, offset, high_) || budget_ < slotSize_) return K::data.damaged;
+    if (!isSlotBetween(first_, high_, slotSize_, offset) || budget_ < slotSize_) [[unlikely]]
+      return K::data.damaged;
     budget_ -= slotSize_;
-    slot = list_.area.at(offset, slotSize_);
+    slot = area_.atChecked(offset);
     return Rc::Ok;
   }
 
  private:
-  const PropertyList &list_;
+  const PropertyArea &area_;
   std::uint64_t slotSize_;
+  std::uint64_t first_;
   std::uint64_t high_;
   std::uint64_t budget_;  // bytes of slots that may still be visited
 };
@@ -51,7 +57,7 @@ class ChainWalk {
 template <class K>
 Rc bucketAt(const PropertyList &list, std::uint64_t index, std::byte *&bucket) {
   if (index >= list.bucketCounts[0]) return Rc::BadBucketIndex;
-  bucket = list.area.at(list.area.begin() + K::data.tableHeader + kWordSize * index, kWordSize);
+  bucket = list.area.atChecked(list.area.begin() + K::data.tableHeader + kWordSize * index);
   return Rc::Ok;
 }
 

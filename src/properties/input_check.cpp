@@ -9,14 +9,11 @@
 namespace sntr {
 
 Rc limitsOf(SNodeCB_t *node, const KindData &kind, Limits &out) {
-  out = Limits{};
+  out = Limits{0, 0};
   if ((loadField(node->nodeOptions) & kind.selector) == 0) return Rc::Ok;
-  PropertyList list;
-  list.kind = &kind;
-  if (Rc rc = list.area.open(node, kind.selector); failed(rc)) return rc;
-  if (Rc rc = readLimits(list); failed(rc)) return rc;
-  out = list.limits;
-  return Rc::Ok;
+  PropertyArea area;
+  if (Rc rc = area.open(node, kind.selector); failed(rc)) return rc;
+  return readLimits(kind, area, out);
 }
 
 namespace {

@@ -120,7 +120,7 @@ Rc createTable(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initia
                Held held) {
   std::uint64_t buckets = 0;
   if (Rc rc = chooseBucketCount(capacity, initial.count(), buckets); failed(rc)) return t.fail(8, rc);
-  for (std::uint64_t i = 0; i < K::data.bucketArrays; ++i) list.bucketCounts[i] = buckets;
+  for (std::uint64_t i = 0; i < kMaxBucketArrays; ++i) list.bucketCounts[i] = i < K::data.bucketArrays ? buckets : 0;
   // A slot for each bucket. An area of this size holds header, buckets and tail too, so no second test is made.
   const std::uint64_t least = list.tableHeadSize() + kTailSize + buckets * slotSizeOf<K>(list);
   if (list.area.size() < least) return t.fail(9, K::data.tableAreaTooSmall);

@@ -27,7 +27,7 @@ Rc openRecords(SNodeCB_t *node, PropertyList &list) {
   if constexpr (kIsBase<K>) {
     if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return rc;
     if (list.area.size() < K::data.recordSize) return K::data.damaged;
-    list.limits.maxValue = list.area.size() - K::data.recordSize;
+    list.limits = Limits{0, list.area.size() - K::data.recordSize};
     return Rc::Ok;
   } else {
     return openList(node, K::data, list);
@@ -83,7 +83,8 @@ Rc checkRecord(const PropertyList &list, const void *record) {
     return offset == list.area.begin() ? Rc::Ok : K::data.damaged;
   } else {
     if (list.isTable()) {
-      const bool isOne = isSlot(list, slotSizeOf<K>(list), offset - K::data.chainSize, slotsEnd(list));
+      const bool isOne =
+          isSlotBetween(firstSlotOf<K>(list), slotsEnd(list), slotSizeOf<K>(list), offset - K::data.chainSize);
       return isOne ? Rc::Ok : K::data.damaged;
     }
     const std::uint64_t first = list.area.begin() + K::data.arrayHeader;

@@ -41,6 +41,9 @@ class PropertyArea {
     return liesWithin(offset, size, begin(), end()) ? area_.start + (offset - begin()) : nullptr;
   }
 
+  // The address of an offset that was found to be a slot, or a bucket, of this area by other means than at().
+  std::byte *atChecked(std::uint64_t offset) const { return area_.start + (offset - begin()); }
+
   // The offset of an address from a node; for an address outside the node it is a number that lies in no area of it.
   static std::uint64_t offsetIn(const SNodeCB_t *node, const void *address) {
     return reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(node);
@@ -52,18 +55,18 @@ class PropertyArea {
     return reinterpret_cast<std::byte *>(node) + offset;
   }
 
-  // A header word. An area that ends before the word reads as 0, never as the next area's bytes.
+  // A header word, by a position that the kind gives. An area that ends before the word reads as 0, never as the next
+  // area's bytes.
   std::uint64_t headerWord(std::uint64_t position) const {
-    const std::byte *word = at(begin() + position, kWordSize);
-    return word == nullptr ? 0 : readWord<std::uint64_t>(word);
+    return position + kWordSize <= size() ? readWord<std::uint64_t>(area_.start + position) : 0;
   }
 
   // A word of the tail. Only for an area that is known to hold a table, whose tail then fits.
   std::byte *tailWord(std::uint64_t position) const { return at(end() - sizeof(TableTail) + position, kWordSize); }
 
  private:
-  SNodeCB_t *node_ = nullptr;
-  Area area_ = {};
+  SNodeCB_t *node_;
+  Area area_;
 };
 
 }  // namespace sntr

@@ -16,8 +16,8 @@ namespace sntr {
 
 // Room for identifier and value bytes in each record of a list; 0 for a kind without them.
 struct Limits {
-  std::uint64_t maxID = 0;
-  std::uint64_t maxValue = 0;
+  std::uint64_t maxID;
+  std::uint64_t maxValue;
 };
 
 constexpr Rc checkMaxIDSize(std::uint64_t size) { return size <= kMaxIDSize ? Rc::Ok : Rc::MaxIDSizeTooLarge; }
@@ -30,9 +30,9 @@ constexpr std::size_t kMaxBucketArrays = 3;
 
 struct PropertyList {
   PropertyArea area;
-  const KindData *kind = nullptr;
+  const KindData *kind;
   Limits limits;
-  std::uint64_t bucketCounts[kMaxBucketArrays] = {};  // full key, tag, identifier; the first is 0 in an array
+  std::uint64_t bucketCounts[kMaxBucketArrays];  // full key, tag, identifier; the first is 0 in an array
 
   bool isTable() const { return bucketCounts[0] != 0; }
   std::uint64_t stride() const { return kind->recordSize + limits.maxID + limits.maxValue; }
@@ -48,46 +48,55 @@ constexpr bool isBucketCount(std::uint64_t count, std::uint64_t areaSize) {
   return count < kBucketCountLimit && count <= areaSize;
 }
 
+// What follows takes the kind as an argument of its own, and not from the list: known where it is called, its numbers
+// become constants there, and a list that only this call sees need not stand in memory.
+
 // Reads the bucket counts of an opened area. BadBucketCount: out of range, a later one 0, or a table that does not fit.
-inline Rc readBucketCounts(PropertyList &list) {
-  const KindData &kind = *list.kind;
+[[gnu::always_inline]] inline Rc readBucketCounts(const KindData &kind, PropertyList &list) {
   list.bucketCounts[0] = list.area.headerWord(kind.bucketCountAt);
+  list.bucketCounts[1] = 0;
+  list.bucketCounts[2] = 0;
   if (list.bucketCounts[0] == 0) return Rc::Ok;
-  for (std::uint64_t i = 1; i < kind.bucketArrays; ++i) {
-    list.bucketCounts[i] = list.area.headerWord(kind.bucketCountAt + kWordSize * i);
+  if (!isBucketCount(list.bucketCounts[0], list.area.size())) return Rc::BadBucketCount;
+  if (kind.bucketArrays == kMaxBucketArrays) {
+    for (std::uint64_t i = 1; i < kMaxBucketArrays; ++i) {
+      const std::uint64_t count = list.area.headerWord(kind.bucketCountAt + kWordSize * i);
+      if (count == 0 || !isBucketCount(count, list.area.size())) return Rc::BadBucketCount;
+      list.bucketCounts[i] = count;
+    }
   }
-  for (std::uint64_t i = 0; i < kind.bucketArrays; ++i) {
-    const std::uint64_t count = list.bucketCounts[i];
-    if (count == 0 || !isBucketCount(count, list.area.size())) return Rc::BadBucketCount;
-  }
-  return list.tableHeadSize() + kTailSize <= list.area.size() ? Rc::Ok : Rc::BadBucketCount;
+  const std::uint64_t head = kind.tableHeader + kWordSize * list.bucketTotal();
+  return head + kTailSize <= list.area.size() ? Rc::Ok : Rc::BadBucketCount;
 }
 
 // Reads the limits of an opened area. MaxIDSizeTooLarge, BadMaxValueSize.
-inline Rc readLimits(PropertyList &list) {
-  const KindData &kind = *list.kind;
+[[gnu::always_inline]] inline Rc readLimits(const KindData &kind, const PropertyArea &area, Limits &out) {
+  out = Limits{0, 0};
   if (kind.maxIDAt != kNoField) {
-    list.limits.maxID = list.area.headerWord(kind.maxIDAt);
-    if (Rc rc = checkMaxIDSize(list.limits.maxID); failed(rc)) return rc;
+    out.maxID = area.headerWord(kind.maxIDAt);
+    if (Rc rc = checkMaxIDSize(out.maxID); failed(rc)) return rc;
   }
   if (kind.maxValueAt == kNoField) return Rc::Ok;
-  list.limits.maxValue = list.area.headerWord(kind.maxValueAt);
-  return checkMaxValueSize(list.limits.maxValue);
+  out.maxValue = area.headerWord(kind.maxValueAt);
+  return checkMaxValueSize(out.maxValue);
 }
 
-// The codes of findArea(), then BadBucketCount, MaxIDSizeTooLarge, BadMaxValueSize. The node is not null. In line: with
-// a kind known at compile time only the words of that kind are left.
-inline Rc openList(SNodeCB_t *node, const KindData &kind, PropertyList &out) {
+// The codes of findArea(), then BadBucketCount, MaxIDSizeTooLarge, BadMaxValueSize. The node is not null.
+[[gnu::always_inline]] inline Rc openList(SNodeCB_t *node, const KindData &kind, PropertyList &out) {
   out.kind = &kind;
   if (Rc rc = out.area.open(node, kind.selector); failed(rc)) return rc;
-  if (Rc rc = readBucketCounts(out); failed(rc)) return rc;
-  return readLimits(out);
+  if (Rc rc = readBucketCounts(kind, out); failed(rc)) return rc;
+  return readLimits(kind, out.area, out.limits);
 }
 
-// Whether an offset is that of a slot of a table whose slots end at `high`.
-inline bool isSlot(const PropertyList &list, std::uint64_t slotSize, std::uint64_t offset, std::uint64_t high) {
-  const std::uint64_t first = list.firstSlot();
+// Whether an offset is that of a slot of a table whose slots begin at `first` and end at `high`.
+constexpr bool isSlotBetween(std::uint64_t first, std::uint64_t high, std::uint64_t slotSize, std::uint64_t offset) {
   return liesWithin(offset, slotSize, first, high) && (offset - first) % slotSize == 0;
+}
+
+// The same for the table of a list.
+inline bool isSlot(const PropertyList &list, std::uint64_t slotSize, std::uint64_t offset, std::uint64_t high) {
+  return isSlotBetween(list.firstSlot(), high, slotSize, offset);
 }
 
 // Where the slots that were ever handed out end. A damaged word never leads behind the tail.
@@ -102,11 +111,16 @@ template <class K>
 constexpr bool kFixedSize = K::data.maxIDAt == kNoField &&K::data.maxValueAt == kNoField;
 
 template <class K>
+constexpr std::uint64_t firstSlotOf(const PropertyList &list) {
+  return list.area.begin() + K::data.tableHeader + kWordSize * list.bucketTotal();
+}
+
+template <class K>
 constexpr std::uint64_t strideOf(const PropertyList &list) {
   if constexpr (kFixedSize<K>) {
     return K::data.recordSize;
   } else {
-    return list.stride();
+    return K::data.recordSize + list.limits.maxID + list.limits.maxValue;
   }
 }
 

@@ -51,9 +51,8 @@ Rc freeSlotOf(SNodeCB_t *node, std::uint32_t kind, const std::uint64_t *link) {
 
 // The bucket counts alone: unlike an operation on the list, this one has no use for the limits.
 Rc openBuckets(SNodeCB_t *node, std::uint32_t selector, PropertyList &list) {
-  list.kind = findKind(selector);
   if (Rc rc = list.area.open(node, selector); failed(rc)) return rc;
-  return readBucketCounts(list);
+  return readBucketCounts(*findKind(selector), list);
 }
 
 }  // namespace
