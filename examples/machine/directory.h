@@ -16,7 +16,7 @@
 namespace machine {
 
 inline constexpr std::uint64_t kDirectoryMagic = 0x7963616d2d73746eULL;
-inline constexpr std::uint32_t kDirectoryVersion = 1;
+inline constexpr std::uint32_t kDirectoryVersion = 2;
 inline constexpr std::uint32_t kMaxLabels = kGroupCount * kMaxInstances;
 inline constexpr std::size_t kLabelSize = 32;
 

@@ -3,11 +3,14 @@
 // field raises kDirectoryVersion (directory.h), so that programs of different opinions refuse each other.
 //
 // A group has instances (the cores, the disks, ...) and each instance the same fields. Field f of instance i has the
-// tag 16 * (i + 1) + f. Tags below 16 belong to the node as a whole.
+// tag 16 * (i + 1) + f. Tags below 16 belong to the node as a whole. All of these are R properties.
+//
+// What else a node has is told by its group's kinds: registers under an instance's own name (IR), texts of the machine
+// (V), texts and records by name (IV), the uptime (BaseR) and a summary in words (BaseV). Their tags say what it is.
 //
 // A register is a signed 32-bit number. A counter, which would outgrow it, is published modulo 2^32: the difference of
 // two readings, also taken modulo 2^32, is right as long as less than 2^32 was counted in between. A level that does
-// not fit is not published; the property's result code tells so.
+// not fit, and a text that was cut, are told by the property's result code.
 #pragma once
 
 #include <sntr/sntr.h>
@@ -32,6 +35,9 @@ struct Field {
 struct Group {
   const char *name;
   std::span<const Field> fields;
+  std::uint32_t kinds;        // SNTR_KIND_* bits
+  std::uint64_t namedTag;     // IR: what the register under an instance's name is: the sum of two counters, which are
+  std::uint32_t namedSum[2];  // these fields
 };
 
 // In the order of their enumerators. Sizes are in KiB, times in the unit of the name; a tick is 1/100 s.
@@ -41,7 +47,6 @@ enum SystemField : std::uint32_t {
   kLoad15,
   kRunning,
   kThreads,
-  kUptime,
   kMemTotal,
   kMemFree,
   kMemAvailable,
@@ -51,11 +56,10 @@ enum SystemField : std::uint32_t {
   kSwapFree
 };
 inline constexpr Field kSystemFields[] = {
-    {"load_1min", Shape::Hundredths}, {"load_5min", Shape::Hundredths}, {"load_15min", Shape::Hundredths},
-    {"running", Shape::Level},        {"threads", Shape::Level},        {"uptime_s", Shape::Counter},
-    {"mem_total_kib", Shape::Level},  {"mem_free_kib", Shape::Level},   {"mem_available_kib", Shape::Level},
-    {"buffers_kib", Shape::Level},    {"cached_kib", Shape::Level},     {"swap_total_kib", Shape::Level},
-    {"swap_free_kib", Shape::Level},
+    {"load_1min", Shape::Hundredths}, {"load_5min", Shape::Hundredths},    {"load_15min", Shape::Hundredths},
+    {"running", Shape::Level},        {"threads", Shape::Level},           {"mem_total_kib", Shape::Level},
+    {"mem_free_kib", Shape::Level},   {"mem_available_kib", Shape::Level}, {"buffers_kib", Shape::Level},
+    {"cached_kib", Shape::Level},     {"swap_total_kib", Shape::Level},    {"swap_free_kib", Shape::Level},
 };
 static_assert(std::size(kSystemFields) == kSwapFree + 1);
 
@@ -84,13 +88,58 @@ inline constexpr Field kNetworkFields[] = {
 };
 static_assert(std::size(kNetworkFields) == kSentPackets + 1);
 
+// The tags of the other kinds. A reader shows one that it has no name for by its number.
+enum TextTag : std::uint64_t { kHostName = 1, kKernel };                // V: text
+enum NamedRegisterTag : std::uint64_t { kBusyTicks = 1, kTrafficKiB };  // IR: counter, by the instance's name
+enum NamedValueTag : std::uint64_t { kCpuInfo = 1, kMount };  // IV: text by its name in /proc; Mount by its place
+inline constexpr std::uint64_t kUptime = 1;                   // BaseR: counter of seconds
+inline constexpr std::uint64_t kSummary = 1;                  // BaseV: text
+
+struct Kind {
+  std::uint32_t bit;                  // SNTR_KIND_*
+  const char *name;                   // in messages and tables
+  const char *key;                    // in JSON and options
+  std::span<const char *const> tags;  // the names of tags 1 and up
+};
+inline constexpr const char *kTextNames[] = {"host_name", "kernel"};
+inline constexpr const char *kNamedRegisterNames[] = {"busy_ticks", "traffic_kib"};
+inline constexpr const char *kNamedValueNames[] = {"cpu", "mount"};
+inline constexpr const char *kBaseRegisterNames[] = {"uptime_s"};
+inline constexpr const char *kBaseTextNames[] = {"summary"};
+// The kinds beside R.
+inline constexpr Kind kKinds[] = {{SNTR_KIND_V, "V", "v", kTextNames},
+                                  {SNTR_KIND_IR, "IR", "ir", kNamedRegisterNames},
+                                  {SNTR_KIND_IV, "IV", "iv", kNamedValueNames},
+                                  {SNTR_KIND_BASE_R, "BaseR", "base_r", kBaseRegisterNames},
+                                  {SNTR_KIND_BASE_V, "BaseV", "base_v", kBaseTextNames}};
+inline constexpr std::size_t kKindCount = std::size(kKinds);
+
+// Texts are bytes without an end mark. Maximum sizes in bytes: of a text (V, BaseV), and of identifiers.
+inline constexpr std::uint64_t kTextSize = 256;
+inline constexpr std::uint64_t kInstanceNameSize = 32;
+inline constexpr std::uint64_t kPlaceSize = 256;
+
+// The value of a mount, whose identifier is the mount point as /proc writes it.
+struct Mount {
+  char device[168];  // both end with a NUL
+  char type[24];
+  std::uint32_t readOnly;  // 0 or 1
+  std::uint32_t reserved;
+};
+static_assert(sizeof(Mount) == 200);
+inline constexpr std::uint64_t kNamedValueSize = sizeof(Mount);  // texts under the same kind are no longer
+
 // One node each, in this order in the directory.
 enum GroupIndex : std::uint32_t { kSystemGroup, kCpuGroup, kDiskGroup, kNetworkGroup, kGroupCount };
 inline constexpr Group kGroups[kGroupCount] = {
-    {"system", kSystemFields}, {"cpu", kCpuFields}, {"disk", kDiskFields}, {"network", kNetworkFields}};
+    {"system", kSystemFields, SNTR_KIND_R | SNTR_KIND_V | SNTR_KIND_IV | SNTR_KIND_BASE_R | SNTR_KIND_BASE_V, 0, {}},
+    {"cpu", kCpuFields, SNTR_KIND_R | SNTR_KIND_IR, kBusyTicks, {kUser, kSystem}},
+    {"disk", kDiskFields, SNTR_KIND_R, 0, {}},
+    {"network", kNetworkFields, SNTR_KIND_R | SNTR_KIND_IR, kTrafficKiB, {kReceivedKiB, kSentKiB}}};
 
 inline constexpr std::uint64_t kSampleTimeTag = 1;   // counter of milliseconds: when the node's values were sampled
 inline constexpr std::uint64_t kSampleCountTag = 2;  // counter of samples
+inline constexpr std::uint64_t kOmittedTag = 3;      // instances (system: mounts) that the machine has and the node not
 inline constexpr std::uint64_t kTagsPerInstance = 16;
 static_assert(std::size(kSystemFields) <= kTagsPerInstance && std::size(kDiskFields) <= kTagsPerInstance);
 
@@ -109,6 +158,6 @@ constexpr std::uint64_t tagOf(std::size_t instance, std::size_t field) {
 // The result code that stands beside each value.
 inline constexpr std::uint64_t kAvailable = 0;
 inline constexpr std::uint64_t kNotAvailable = 1;  // the machine does not tell it (any more); the value means nothing
-inline constexpr std::uint64_t kTooLarge = 2;      // more than a register can hold; the value is the largest
+inline constexpr std::uint64_t kTooLarge = 2;      // there is no room for all of it; the value is the largest, or cut
 
 }  // namespace machine

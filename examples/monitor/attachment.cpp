@@ -25,15 +25,6 @@ Answer failed(const char *what) {
   return Answer::Failed;
 }
 
-// Names come from the segment and go to a terminal, which obeys control characters.
-std::string printable(const char *text, std::size_t most) {
-  std::string result(text, strnlen(text, most));
-  for (char &character : result) {
-    if (character < ' ' || character > '~') character = '?';
-  }
-  return result;
-}
-
 }  // namespace
 
 Attachment::~Attachment() { disconnect(); }
@@ -118,7 +109,7 @@ Answer Attachment::findNodes() {
     WatchedNode node;
     node.group = static_cast<machine::GroupIndex>(group);
     for (std::uint32_t i = 0; i < entry.instances; ++i) {
-      node.instances.push_back(printable(directory_.label[entry.firstLabel + i], machine::kLabelSize));
+      node.instances.push_back(printable(directory_.label[entry.firstLabel + i]));
     }
     node.node = reinterpret_cast<SNodeCB_t *>(static_cast<unsigned char *>(domain_->baseAddress) + entry.nodeOffset);
     // The directory was checked against the segment; nothing in the node is read before it is known to be in the pool.
@@ -141,7 +132,7 @@ Answer Attachment::readNames(WatchedNode &node) {
   std::uint64_t length = 0;
   const bool inside = isNodeInside(node);
   if (inside) rc = sntrGetNodeID(node.node, &id, &length, 1);
-  if (inside && rc == 0) node.name = printable(static_cast<const char *>(id), length);
+  if (inside && rc == 0) node.name = printable({static_cast<const char *>(id), length});
   if (inside && rc == 0) rc = sntrGetNodeTag(node.node, &node.tag, 1);
   const bool abandoned = sntrCheckNodeCondition(node.node, 0) == SNTR_RC_NODE_ABANDONED;
   const std::uint32_t left = sntrExitCriticalSectionAfterRead(node.node, latch);
@@ -193,7 +184,9 @@ Answer Attachment::readValues(const WatchedNode &node, Sample &sample) {
   sample.values.assign(node.instances.size() * fields, Value{});
   get(machine::kSampleTimeTag, sample.time);
   get(machine::kSampleCountTag, sample.count);
+  get(machine::kOmittedTag, sample.omitted);
   for (std::size_t i = 0; i < sample.values.size(); ++i) get(machine::tagOf(i / fields, i % fields), sample.values[i]);
+  if (rc == 0) rc = readLists(node.node, sample.lists);
   return rc == 0 ? Answer::Good : failed("reading a value", rc);
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "../machine/directory.h"
+#include "lists.h"
 
 struct Value {
   std::int32_t number = 0;
@@ -17,7 +18,9 @@ struct Value {
 struct Sample {
   Value time;
   Value count;
+  Value omitted;              // how many instances, or mounts, the machine has that the node has no room for
   std::vector<Value> values;  // the fields of each instance, one instance after another
+  Lists lists;
 };
 
 // What a look at a node says of its publisher: it refreshes the node; it is late; or it has been late for ten intervals

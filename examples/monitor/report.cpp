@@ -3,23 +3,14 @@
 
 #include <unistd.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <optional>
+
+#include "list_report.h"
+#include "text.h"
 
 namespace {
 
 using machine::Shape;
-
-// Appends formatted text. Longer pieces than any used here would be cut, never overrun.
-[[gnu::format(printf, 2, 3)]] void put(std::string &text, const char *format, ...) {
-  char piece[256];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(piece, sizeof piece, format, arguments);
-  va_end(arguments);
-  text += piece;
-}
 
 double asNumber(Shape shape, std::int32_t number) {
   if (shape == Shape::Counter) return static_cast<std::uint32_t>(number);
@@ -84,41 +75,6 @@ std::string asText(const Change::Number &number, int decimals) {
   return text;
 }
 
-// The members of a JSON object, with commas between them.
-class JsonMembers {
- public:
-  explicit JsonMembers(std::string &text) : text_(text) { text_ += '{'; }
-  void end() { text_ += '}'; }
-
-  void add(const std::string &name, const Change::Number &number) {
-    addName(name);
-    if (number) {
-      put(text_, "%.10g", *number);  // all digits of a register
-    } else {
-      text_ += "null";
-    }
-  }
-
-  void addName(const std::string &name) {
-    if (text_.back() != '{') text_ += ',';
-    addString(text_, name);
-    text_ += ':';
-  }
-
-  // Names are printable ASCII already, so that these two are all there is to escape.
-  static void addString(std::string &text, const std::string &string) {
-    text += '"';
-    for (const char character : string) {
-      if (character == '"' || character == '\\') text += '\\';
-      text += character;
-    }
-    text += '"';
-  }
-
- private:
-  std::string &text_;
-};
-
 std::string nameOf(const Change &change, std::size_t instance, std::size_t field) {
   const std::string &label = change.node().instances[instance];
   return (label.empty() ? "" : label + ".") + change.fields()[field].name;
@@ -128,6 +84,7 @@ void addProperties(std::string &text, const Change &change) {
   JsonMembers members(text);
   members.add("sample_time_ms", asNumber(Shape::Counter, change.now().time.number));
   members.add("samples", asNumber(Shape::Counter, change.now().count.number));
+  members.add("omitted", asNumber(Shape::Counter, change.now().omitted.number));
   for (std::size_t i = 0; i < change.node().instances.size(); ++i) {
     for (std::size_t f = 0; f < change.fields().size(); ++f) {
       const Value &value = change.at(i, f);
@@ -171,8 +128,8 @@ void putSystem(std::string &text, const Change &change) {
   for (std::size_t f = machine::kLoad1; f <= machine::kLoad15; ++f) {
     put(text, "%s%s", f == machine::kLoad1 ? "  load     " : "  ", asText(level(f), 2).c_str());
   }
-  put(text, "   %s running of %s threads, up %s s\n", asText(level(machine::kRunning), 0).c_str(),
-      asText(level(machine::kThreads), 0).c_str(), asText(level(machine::kUptime), 0).c_str());
+  put(text, "   %s running of %s threads\n", asText(level(machine::kRunning), 0).c_str(),
+      asText(level(machine::kThreads), 0).c_str());
   put(text, "  memory   %s MiB, %s available, %s free, %s buffers, %s cached; swap %s MiB, %s free\n",
       mebibytes(machine::kMemTotal).c_str(), mebibytes(machine::kMemAvailable).c_str(),
       mebibytes(machine::kMemFree).c_str(), mebibytes(machine::kBuffers).c_str(), mebibytes(machine::kCached).c_str(),
@@ -225,6 +182,11 @@ std::string asTable(const Attachment &attachment, const Moment &before, const Mo
     } else {
       putLines(text, change);
     }
+    putLists(text, change.node().group, now.samples[n].lists);
+    if (const auto omitted = static_cast<std::uint32_t>(now.samples[n].omitted.number); omitted != 0) {
+      const bool mounts = change.node().group == machine::kSystemGroup;
+      put(text, "  and %u %s that the publisher leaves out\n", omitted, mounts ? "mounts" : "more");
+    }
   }
   return text;
 }
@@ -242,6 +204,7 @@ std::string asJson(const Attachment &attachment, const Moment &before, const Mom
     addProperties(text, change);
     text += ",\"rates\":";
     addRates(text, change);
+    addLists(text, now.samples[n].lists);
     text += '}';
   }
   return text + "]}";

@@ -17,6 +17,7 @@ std::string asTable(const Attachment &attachment, const Moment &before, const Mo
 
 // One JSON object, without an end of line: both processes and their base addresses, and every value of every node,
 // with the node's identifier as its name, its tag, and "live", "late" or "gone" as its state.
-// Values that are not available are null. Beside the properties as they are published, "rates" has what two samples
+// Values that are not available are null, and so is each kind of list ("v", "ir", "iv", "base_r", "base_v") that a node
+// has not; "properties" are the R list's. Beside the properties as they are published, "rates" has what two samples
 // tell together; it is null where they are the same sample.
 std::string asJson(const Attachment &attachment, const Moment &before, const Moment &now);

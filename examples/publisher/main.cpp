@@ -14,9 +14,12 @@ using machine::StopSignals;
 
 constexpr char kUsage[] =
     "usage: publisher [options]\n"
-    "Publishes load, memory, CPU time, disk and network counters of this machine in shared memory.\n"
+    "Publishes load, memory, CPU time, disk and network counters, names and mounts of this machine in shared memory.\n"
     "  --key N        number of the segment (default 1)\n"
     "  --interval MS  milliseconds between two samples (default 100)\n"
+    "  --capacity N   most cores, disks, interfaces and mounts that are published, each (default and most 256);\n"
+    "                 how many are left out is published too\n"
+    "  --without KIND leave out the properties of a kind: v (and base_v), ir, iv, base_r or base_v; may be repeated\n"
     "  --parent PID   end when this process, which must be the parent, ends\n"
     "  --clean        only remove a segment that a killed publisher left behind\n"
     "  --help         this text\n";
@@ -24,10 +27,22 @@ constexpr char kUsage[] =
 struct Options {
   std::uint64_t key = machine::kDefaultKey;
   std::uint64_t interval = 100;
+  std::uint64_t capacity = machine::kMaxInstances;
+  std::uint64_t kinds = ~std::uint64_t{0};
   std::uint64_t parent = 0;
   bool clean = false;
   bool help = false;
 };
+
+// Takes the kind of that name away.
+bool leaveOut(const char *name, std::uint64_t &kinds) {
+  for (const machine::Kind &kind : machine::kKinds) {
+    if (name == nullptr || std::strcmp(kind.key, name) != 0) continue;
+    kinds &= ~std::uint64_t{kind.bit};
+    return true;
+  }
+  return false;
+}
 
 bool parse(int count, char **arguments, Options &options) {
   for (int i = 1; i < count; ++i) {
@@ -39,6 +54,8 @@ bool parse(int count, char **arguments, Options &options) {
       options.clean = true;
     } else if ((is("--key") && machine::parseNumber(value, 0, UINT64_MAX, options.key)) ||
                (is("--interval") && machine::parseNumber(value, 1, 3600000, options.interval)) ||
+               (is("--capacity") && machine::parseNumber(value, 1, machine::kMaxInstances, options.capacity)) ||
+               (is("--without") && leaveOut(value, options.kinds)) ||
                (is("--parent") && machine::parseNumber(value, 1, 0x400000, options.parent))) {
       ++i;
     } else {
@@ -49,21 +66,30 @@ bool parse(int count, char **arguments, Options &options) {
 }
 
 // Samples and publishes until told to stop; false when publishing failed.
-bool run(Segment &segment, const Options &options, const StopSignals &signals) {
+bool run(Segment &segment, Sources &sources, const Options &options, const StopSignals &signals) {
   const std::chrono::milliseconds interval(options.interval);
   StopSignals::Clock::time_point next = StopSignals::Clock::now();
-  std::vector<Reading> readings;
+  Readings readings;
+  SystemTexts texts;
   for (std::uint32_t count = 1;; ++count) {
+    if (sources.mountsHaveChanged() && !segment.updateMounts(sources.mounts())) return false;
     for (PublishedNode &node : segment.nodes()) {
-      readGroup(node.group, node.instances, readings);
+      sources.read(node.group, node.instances, readings);
+      if (node.group == machine::kSystemGroup) sources.readTexts(readings, texts);
       const auto now = StopSignals::Clock::now().time_since_epoch();
       const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-      if (!segment.publish(node, readings, static_cast<std::uint32_t>(milliseconds), count)) return false;
+      if (!segment.publish(node, readings, texts, static_cast<std::uint32_t>(milliseconds), count)) return false;
     }
     // After a pause (the machine slept, the process was stopped) the samples that were missed are not made up for.
     next = std::max(next + interval, StopSignals::Clock::now());
     if (signals.waitUntil(next)) return true;
   }
+}
+
+// Says that a list has not room for all.
+void tellOfOmitted(const char *what, std::size_t found, std::size_t published) {
+  if (found <= published) return;
+  std::fprintf(stderr, "publisher: %s: %zu of %zu are published, there is no room for more\n", what, published, found);
 }
 
 }  // namespace
@@ -80,10 +106,19 @@ int main(int count, char **arguments) {
   if (options.clean) return Segment::removeLeftOver(options.key) ? 0 : machine::kExitFailure;
   if (options.parent != 0 && !StopSignals::endWithParent(options.parent)) return machine::kExitFailure;
 
+  Sources sources;
   std::vector<std::string> instances[machine::kGroupCount];
   for (std::uint32_t group = 0; group < machine::kGroupCount; ++group) {
-    instances[group] = findInstances(static_cast<machine::GroupIndex>(group));
+    instances[group] = sources.findInstances(static_cast<machine::GroupIndex>(group));
+    const std::size_t found = instances[group].size();
+    if (found > options.capacity) instances[group].resize(options.capacity);
+    tellOfOmitted(machine::kGroups[group].name, found, instances[group].size());
   }
-  Segment segment(options.key, static_cast<std::uint32_t>(options.interval));
-  return segment.create(instances) && run(segment, options, signals) ? 0 : machine::kExitFailure;
+  const std::vector<NamedValue> mounts = sources.mounts();
+  Segment segment(options.key, static_cast<std::uint32_t>(options.interval), options.kinds, options.capacity);
+  if (!segment.create(instances, Sources::cpuInfo(), mounts)) return machine::kExitFailure;
+  if ((options.kinds & SNTR_KIND_IV) != 0) {
+    tellOfOmitted("mounts", mounts.size(), mounts.size() - segment.nodes()[machine::kSystemGroup].omitted);
+  }
+  return run(segment, sources, options, signals) ? 0 : machine::kExitFailure;
 }

@@ -1,25 +1,21 @@
 // See segment.h.
 #include "segment.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "../machine/process.h"
+#include "lists.h"
 
 namespace {
 
 constexpr char kProgram[] = "publisher";
 constexpr int kCreationAttempts = 3;
+constexpr std::size_t kLeastMounts = 64;  // room that is kept, where the capacity allows, for mounts that will come
+constexpr std::size_t kMostMounts = machine::kMaxInstances;
 
 bool complain(const char *what, std::uint32_t rc) { return machine::complain(kProgram, what, rc); }
-
-std::uint64_t propertyCount(const PublishedNode &node) {
-  return node.instances.size() * machine::kGroups[node.group].fields.size() + 2;
-}
-
-// Room for a hash table. It has as many buckets as the next prime from the capacity up, and there is always a prime
-// before the double; a bucket with its first slot takes 0xa0 bytes, the header 0x18.
-std::uint64_t areaSize(const PublishedNode &node) { return 0x18 + 0xa0 * 2 * propertyCount(node); }
 
 // The publisher whose segment has the key: whether the segment could be judged, and by what.
 struct LeftOver {
@@ -118,9 +114,7 @@ bool Segment::createNode(PublishedNode &node) {
   where.recordVersion = where.version = where.latchVersion = SNTR_VERSION;
   where.domain = domain_;
   where.pool = pool_;
-  std::uint64_t sizes[SNTR_AREA_COUNT] = {};
-  sizes[SNTR_AREA_R] = areaSize(node);
-  sizes[SNTR_AREA_NODE_ID] = 16 + machine::kNodeIDCapacity;  // two words before the bytes
+  node.sizes[SNTR_AREA_NODE_ID] = 16 + machine::kNodeIDCapacity;  // two words before the bytes
   const char *const id = machine::kGroups[node.group].name;
   SNodeParams params = {};
   params.statusMode = SNTR_LIVENESS_TIME;
@@ -128,7 +122,8 @@ bool Segment::createNode(PublishedNode &node) {
   std::uint64_t size = 0;
   const auto base = reinterpret_cast<std::uintptr_t>(domain_->baseAddress);
 
-  std::uint32_t rc = sntrCreateNode(&where, &node.node, SNTR_KIND_R | SNTR_OPTION_NODE_ID, sizes, &size, &node.offset);
+  std::uint32_t rc =
+      sntrCreateNode(&where, &node.node, node.kinds | SNTR_OPTION_NODE_ID, node.sizes, &size, &node.offset);
   if (rc != 0) return complain("creating a node", rc);
   rc = sntrInitNode(&node.node, base, std::strlen(id), id, nullptr, nullptr, machine::kNodeIDCapacity, nullptr, nullptr,
                     &params);
@@ -136,34 +131,7 @@ bool Segment::createNode(PublishedNode &node) {
   rc = sntrActivateNode(&node.node);
   if (rc != 0) return complain("activating a node", rc);
   rc = sntrSetNodeTag(node.node, machine::nodeTagOf(node.group), 0);
-  if (rc != 0) return complain("giving a node its tag", rc);
-  return fillNode(node);
-}
-
-bool Segment::fillNode(PublishedNode &node) {
-  std::vector<std::uint64_t> tags;
-  for (std::size_t i = 0; i < node.instances.size(); ++i) {
-    for (std::size_t f = 0; f < machine::kGroups[node.group].fields.size(); ++f) tags.push_back(machine::tagOf(i, f));
-  }
-  tags.push_back(machine::kSampleTimeTag);
-  tags.push_back(machine::kSampleCountTag);
-  const std::vector<std::int32_t> zeroes(tags.size(), 0);
-  const std::uint32_t rc =
-      sntrCreateRPropertyList(node.node, tags.data(), zeroes.data(), tags.size(), tags.size(), SNTR_LAYOUT_HASH, 0);
-  if (rc != 0) return complain("creating a property list", rc);
-
-  // Looking a record up asks for the node's section. Nobody else knows the node yet, so there is nobody to exclude.
-  for (const std::uint64_t tag : tags) {
-    SNodeProperty_t *record = nullptr;
-    const std::uint32_t looked = sntrGetAddressForRProperty(node.node, tag, &record);
-    if (looked != 0) return complain("looking a property up", looked);
-    node.records.push_back(record);
-  }
-  node.sampleCount = node.records.back();
-  node.records.pop_back();
-  node.sampleTime = node.records.back();
-  node.records.pop_back();
-  return true;
+  return rc == 0 || complain("giving a node its tag", rc);
 }
 
 bool Segment::writeDirectory() {
@@ -187,13 +155,18 @@ bool Segment::writeDirectory() {
   return rc == 0 || complain("writing the directory", rc);
 }
 
-bool Segment::create(const std::vector<std::string> (&instances)[machine::kGroupCount]) {
+bool Segment::create(const std::vector<std::string> (&instances)[machine::kGroupCount],
+                     const std::vector<NamedValue> &cpu, const std::vector<NamedValue> &mounts) {
+  mountCapacity_ = std::clamp(2 * mounts.size(), kLeastMounts, kMostMounts);
+  mountCapacity_ = std::min<std::size_t>(mountCapacity_, capacity_);
   std::uint64_t poolSize = 0x1000;
   for (std::uint32_t group = 0; group < machine::kGroupCount; ++group) {
     PublishedNode node;
     node.group = static_cast<machine::GroupIndex>(group);
     node.instances = instances[group];
-    poolSize += sizeof(SNodeCB_t) + areaSize(node) + 16 + machine::kNodeIDCapacity + 0x100;
+    planLists(node, kinds_, cpu.size(), mountCapacity_);
+    poolSize += sizeof(SNodeCB_t) + 16 + machine::kNodeIDCapacity + 0x100;
+    for (const std::uint64_t size : node.sizes) poolSize += size;
     nodes_.push_back(std::move(node));
   }
   // The header, the directory and the bookkeeping of domain and pool come on top: less than a quarter of a MiB and of
@@ -202,27 +175,68 @@ bool Segment::create(const std::vector<std::string> (&instances)[machine::kGroup
   const std::uint32_t rc = _sntrCreateShmPool(&pool_, domain_, poolSize, nullptr, 0, __FILE__, __LINE__);
   if (rc != 0) return complain("creating the pool", rc);
   for (PublishedNode &node : nodes_) {
-    if (!createNode(node)) return false;
+    if (!createNode(node) || !layOutLists(node, cpu, mountCapacity_)) return false;
   }
-  return writeDirectory();
+  return updateMounts(mounts) && writeDirectory();
 }
 
-bool Segment::publish(PublishedNode &node, const std::vector<Reading> &readings, std::uint32_t milliseconds,
-                      std::uint32_t count) {
+bool Segment::publish(PublishedNode &node, const Readings &readings, const SystemTexts &texts,
+                      std::uint32_t milliseconds, std::uint32_t count) {
   SNodeLatchBlock_t *latch = &node.node->primaryLatch;
-  std::uint32_t rc = sntrEnterCriticalSectionBeforeWrite(node.node, latch);
-  if (rc != 0) return complain("entering a node", rc);
-
-  const auto write = [&](SNodeProperty_t *record, const Reading &reading) {
-    if (rc == 0) rc = sntrSetValueAndRCForRProperty(node.node, record, reading.value, reading.rc, 1);
-  };
-  for (std::size_t i = 0; i < readings.size() && i < node.records.size(); ++i) write(node.records[i], readings[i]);
-  write(node.sampleTime, {static_cast<std::int32_t>(milliseconds), machine::kAvailable});
-  write(node.sampleCount, {static_cast<std::int32_t>(count), machine::kAvailable});
-
+  const std::uint32_t entered = sntrEnterCriticalSectionBeforeWrite(node.node, latch);
+  if (entered != 0) return complain("entering a node", entered);
+  const std::uint32_t written = writeSample(node, readings, texts, milliseconds, count);
   const std::uint32_t left = sntrExitCriticalSectionAfterWrite(node.node, latch);
-  if (rc != 0) return complain("writing a value", rc);
+  if (written != 0) return complain("writing a value", written);
   if (left != 0) return complain("leaving a node", left);
   const std::uint32_t refreshed = sntrUpdateNodeStatus(node.node);
   return refreshed == 0 || complain("refreshing a node", refreshed);
+}
+
+bool Segment::updateMounts(const std::vector<NamedValue> &mounts) {
+  PublishedNode &system = nodes_[machine::kSystemGroup];
+  if ((system.kinds & SNTR_KIND_IV) == 0) return true;
+  SNodeLatchBlock_t *latch = &system.node->primaryLatch;
+  const std::uint32_t entered = sntrEnterCriticalSectionBeforeWrite(system.node, latch);
+  if (entered != 0) return complain("entering a node", entered);
+  const std::uint32_t written = replaceMounts(mounts);
+  const std::uint32_t left = sntrExitCriticalSectionAfterWrite(system.node, latch);
+  if (written != 0) return complain("publishing the mounts", written);
+  return left == 0 || complain("leaving a node", left);
+}
+
+// Those that are gone first, to have their room.
+std::uint32_t Segment::replaceMounts(const std::vector<NamedValue> &mounts) {
+  PublishedNode &system = nodes_[machine::kSystemGroup];
+  std::uint32_t rc = 0;
+  const auto samePlace = [](const NamedValue &mount) {
+    return [&mount](const NamedValue &other) { return other.id == mount.id; };
+  };
+  const auto isGone = [&](const NamedValue &old) {
+    if (rc != 0 || std::any_of(mounts.begin(), mounts.end(), samePlace(old))) return false;
+    rc = sntrDeleteIVProperty(system.node, machine::kMount, old.id.size(), old.id.data(), 1);
+    return rc == 0;
+  };
+  mounts_.erase(std::remove_if(mounts_.begin(), mounts_.end(), isGone), mounts_.end());
+
+  system.omitted = 0;
+  for (const NamedValue &mount : mounts) {
+    if (rc != 0) break;
+    const auto known = std::find_if(mounts_.begin(), mounts_.end(), samePlace(mount));
+    if (known != mounts_.end()) {
+      rc = sntrSetValueForIVProperty(system.node, machine::kMount, mount.id.size(), mount.id.data(), mount.bytes.size(),
+                                     mount.bytes.data(), 1);
+    } else if (mounts_.size() < mountCapacity_ && mount.id.size() <= machine::kPlaceSize) {
+      rc = sntrAddIVProperty(system.node, machine::kMount, mount.id.size(), mount.id.data(), mount.bytes.size(),
+                             mount.bytes.data(), 1);
+      if (rc == 0) mounts_.push_back(mount);
+    } else {
+      ++system.omitted;
+      continue;
+    }
+    if (rc == 0) {
+      rc = sntrSetRCForIVProperty(system.node, machine::kMount, mount.id.size(), mount.id.data(), mount.rc, 1);
+    }
+  }
+  return rc;
 }

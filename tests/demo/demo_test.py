@@ -39,8 +39,8 @@ def wait_for(condition, what):
         time.sleep(0.02)
 
 
-def start_publisher(key):
-    return subprocess.Popen([*LAUNCHER, PUBLISHER, "--key", str(key)], stderr=subprocess.PIPE, text=True)
+def start_publisher(key, *options):
+    return subprocess.Popen([*LAUNCHER, PUBLISHER, "--key", str(key), *options], stderr=subprocess.PIPE, text=True)
 
 
 def finish(process):
@@ -58,10 +58,10 @@ def monitor(key, *options):
 
 
 @contextmanager
-def publishing():
+def publishing(*options):
     """A publisher that is ready to be read, and is gone afterwards with its segment, whatever the case did to it."""
     key = next(KEYS)
-    process = start_publisher(key)
+    process = start_publisher(key, *options)
     try:
         first = monitor(key, "--once", "--wait", "20")
         if first.returncode != 0:
@@ -74,8 +74,12 @@ def publishing():
         segment_of(key).unlink(missing_ok=True)
 
 
+def node_of(shown, name):
+    return next(node for node in shown["nodes"] if node["name"] == name)
+
+
 def properties(shown, name):
-    return next(node["properties"] for node in shown["nodes"] if node["name"] == name)
+    return node_of(shown, name)["properties"]
 
 
 def memory_of_this_machine():
@@ -89,12 +93,99 @@ def cores_of_this_machine():
     return {name: [int(n) for n in rest.split()] for name, rest in re.findall(r"^(cpu\d+) (.*)$", text, re.M)}
 
 
-class ShowTest(unittest.TestCase):
+def interfaces_of_this_machine():
+    return re.findall(r"^\s*(\S+):", Path("/proc/net/dev").read_text(encoding="utf-8"), re.M)
+
+
+def mounts_of_this_machine():
+    """By place; of several in the same the last, which hides the others."""
+    text = Path("/proc/self/mounts").read_text(encoding="ascii", errors="replace").replace("\ufffd", "?")
+    rows = [line.split(" ") for line in text.splitlines()]
+    return {place: {"device": device, "type": kind, "read_only": "ro" in options.split(",")}
+            for device, place, kind, options, *_ in rows}
+
+
+def uptime():
+    return int(Path("/proc/uptime").read_text(encoding="ascii").split(".")[0])
+
+
+class Shows(unittest.TestCase):
     def show(self, key):
         done = monitor(key, "--once", "--json")
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         return json.loads(done.stdout)
 
+
+class KindsTest(Shows):
+    KINDS = {"system": {"v", "iv", "base_r", "base_v"}, "cpu": {"ir"}, "disk": set(), "network": {"ir"}}
+
+    def published(self, shown):
+        return {node["name"]: {kind for kind in ("v", "ir", "iv", "base_r", "base_v") if node[kind] is not None}
+                for node in shown["nodes"]}
+
+    def test_texts_and_base_properties_are_this_machines(self):
+        names = [subprocess.run(["uname", option], capture_output=True, text=True, check=True).stdout.rstrip("\n")
+                 for option in ("-n", "-srv")]
+        before = uptime()
+        with publishing() as (key, _):
+            shown = self.show(key)
+        self.assertEqual(self.published(shown), self.KINDS)
+        system = node_of(shown, "system")
+        self.assertEqual(system["v"], {"host_name": names[0], "kernel": names[1]})
+        self.assertEqual(list(system["base_r"]), ["uptime_s"])
+        self.assertTrue(before <= system["base_r"]["uptime_s"] <= uptime(), system["base_r"])
+        of_sample = system["properties"]
+        self.assertEqual(system["base_v"], {"summary": "%s: load %.2f, %d of %d MiB available, up %d s" % (
+            names[0], of_sample["load_1min"], of_sample["mem_available_kib"] // 1024,
+            of_sample["mem_total_kib"] // 1024, system["base_r"]["uptime_s"])})
+
+    def test_named_values_are_this_machines(self):
+        with publishing() as (key, _):
+            shown = node_of(self.show(key), "system")["iv"]
+        self.assertEqual(shown["mount"], mounts_of_this_machine())
+        first_core = Path("/proc/cpuinfo").read_text(encoding="utf-8").split("\n\n")[0]
+        self.assertEqual(shown.get("cpu", {}), dict(re.findall(
+            r"^(vendor_id|model name|cache size|CPU part)\s*: (.+)$", first_core, re.M)))
+
+    def test_a_named_register_for_each_core_and_interface(self):
+        with publishing() as (key, _):
+            shown = self.show(key)
+        for node, what, names, fields in (
+                ("cpu", "busy_ticks", list(cores_of_this_machine()), ("user_ticks", "system_ticks")),
+                ("network", "traffic_kib", interfaces_of_this_machine(), ("received_kib", "sent_kib"))):
+            values = properties(shown, node)
+            with self.subTest(node=node):
+                self.assertEqual(node_of(shown, node)["ir"], {
+                    what: {name: sum(values[f"{name}.{field}"] for field in fields) % 2**32 for name in names}})
+
+    def test_absent_lists(self):
+        for without, absent in (("v", {"v", "base_v"}), ("ir", {"ir"}), ("iv", {"iv"}), ("base_r", {"base_r"}),
+                                ("base_v", {"base_v"})):
+            with self.subTest(without=without), publishing("--without", without) as (key, _):
+                self.assertEqual(self.published(self.show(key)),
+                                 {name: kinds - absent for name, kinds in self.KINDS.items()})
+                table = monitor(key, "--once").stdout
+                self.assertEqual(table.count("not published"), sum(len(k & absent) for k in self.KINDS.values()))
+
+    def test_more_than_there_is_room_for(self):
+        found = {"system": len(mounts_of_this_machine()), "cpu": len(cores_of_this_machine()),
+                 "network": len(interfaces_of_this_machine())}
+        with publishing("--capacity", "1") as (key, process):
+            shown = self.show(key)
+            table = monitor(key, "--once").stdout
+            process.terminate()
+            told = finish(process)
+        for node, count in found.items():
+            with self.subTest(node=node):
+                self.assertEqual(properties(shown, node)["omitted"], count - 1)
+                if count > 1:
+                    self.assertRegex(table, rf"and {count - 1} \w+ that the publisher leaves out")
+                    self.assertIn(f": 1 of {count} are published", told)
+        self.assertEqual([len(node_of(shown, "system")["iv"]["mount"]),
+                          len(node_of(shown, "cpu")["ir"]["busy_ticks"])], [1, 1])
+
+
+class ShowTest(Shows):
     def test_another_process_at_another_address(self):
         with publishing() as (key, process):
             shown = self.show(key)
@@ -115,10 +206,9 @@ class ShowTest(unittest.TestCase):
                 self.assertLessEqual((value - low) % 2**32, high - low)
 
     def test_interfaces_have_their_names(self):
-        text = Path("/proc/net/dev").read_text(encoding="utf-8")
         with publishing() as (key, _):
             shown = properties(self.show(key), "network")
-        for name in re.findall(r"^\s*(\S+):", text, re.M):
+        for name in interfaces_of_this_machine():
             with self.subTest(interface=name):
                 self.assertIn(f"{name}.received_kib", shown)
 

@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""Takes one C program out of a Markdown file: the block fenced by ```c whose first line is the comment /* NAME */.
+"""Takes one C program out of a Markdown file: the block fenced by ```c whose first line is the comment /* NAME */, or
+/* NAME, and a remark */.
 
 Usage: extract.py README.md NAME OUTPUT. The lines keep their numbers, so that a compiler's message leads to the README.
 """
+import re
 import sys
 from pathlib import Path
 
@@ -21,7 +23,8 @@ def blocks(lines):
 def main():
     readme, name, output = sys.argv[1:]
     lines = Path(readme).read_text(encoding="utf-8").splitlines()
-    found = [(start, block) for start, block in blocks(lines) if block and block[0].strip() == f"/* {name} */"]
+    first = re.compile(rf"/\* {re.escape(name)}(, .*)? \*/")
+    found = [(start, block) for start, block in blocks(lines) if block and first.fullmatch(block[0].strip())]
     if len(found) != 1:
         sys.exit(f"{readme}: {len(found)} blocks of C begin with /* {name} */, not one")
     start, block = found[0]
