@@ -43,18 +43,17 @@ OSS_API extern __thread OSSThreadIdentity ossIdentity __attribute__((tls_model("
 OSS_API extern const uint32_t ossCellsAreOpen;
 
 static inline OSSLatchWords *ossLatchWordsOf(ossVLatch *latch) {
-  unsigned char *bytes = latch->storage;
-  return reinterpret_cast<OSSLatchWords *>(bytes + (0 - reinterpret_cast<uintptr_t>(bytes)) % 8);
+  return reinterpret_cast<OSSLatchWords *>((reinterpret_cast<uintptr_t>(latch->storage) + 7) & ~uintptr_t{7});
 }
 
-/* Gets a latch that is free. Answers the owner word with which it is held now, or 0: nothing was changed. */
+/* Gets a latch that is shared and free. Answers the owner word with which it is held now, or 0: nothing was changed. */
 static inline uint64_t ossVLatchTryGet(ossVLatch *latch) {
   OSSLatchWords *words = ossLatchWordsOf(latch);
   /* Acquire: pairs with the release in ossVLatchInit(). */
   const uint64_t validity = __atomic_load_n(&words->validity, __ATOMIC_ACQUIRE);
   const uint64_t self = ossIdentity.word;
   uint64_t free = 0;
-  if ((validity | 1) != OSS_LATCH_VALID_PRIVATE) return 0;
+  if (validity != OSS_LATCH_VALID_SHARED) return 0;
   /* Relaxed: this thread, or the one that forked, has itself met the epoch that it kept. */
   if (__atomic_load_n(ossIdentity.epochOfProcess, __ATOMIC_RELAXED) != ossIdentity.epoch) return 0;
   /* Acquire: pairs with the release by which the last holder gave the latch back. */

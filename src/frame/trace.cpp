@@ -18,17 +18,17 @@ constexpr std::uint32_t kArgumentSeverity = 3;
 
 }  // namespace
 
-void Trace::entry() const noexcept { _gtraceEntry(ossThreadID(), number(fn_), kEntryFirst, kEntrySecond); }
+void Trace::entry(Fn fn) noexcept { _gtraceEntry(ossThreadID(), number(fn), kEntryFirst, kEntrySecond); }
 
-void Trace::error(std::uint32_t probe, Rc rc) const noexcept {
-  _gtraceErrorVar(ossThreadID(), number(fn_), probe, code(rc));
+void Trace::error(Fn fn, std::uint32_t probe, Rc rc) noexcept {
+  _gtraceErrorVar(ossThreadID(), number(fn), probe, code(rc));
 }
 
-void Trace::exit(Rc rc) const noexcept {
+void Trace::exit(Fn fn, Rc rc) noexcept {
   const std::uint32_t value = code(rc);
-  _gtraceExit(ossThreadID(), number(fn_), &value, kExitLast);
+  _gtraceExit(ossThreadID(), number(fn), &value, kExitLast);
 }
 
-void Trace::log(std::uint32_t probe, Rc rc) const noexcept { ossLog(number(fn_), code(rc), probe, kArgumentSeverity); }
+void Trace::log(Fn fn, std::uint32_t probe, Rc rc) noexcept { ossLog(number(fn), code(rc), probe, kArgumentSeverity); }
 
 }  // namespace sntr

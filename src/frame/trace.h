@@ -21,7 +21,7 @@ class Trace {
  public:
   explicit Trace(Fn fn) noexcept : fn_(fn), on_(facilityIsOn()) {
     if (on_) [[unlikely]]
-      entry();
+      entry(fn);
   }
   Trace(const Trace &) = delete;
   Trace &operator=(const Trace &) = delete;
@@ -29,7 +29,7 @@ class Trace {
   // Traces a failure and gives it back. Success passes through untraced, so that `return t.fail(3, step())` reads well.
   Rc fail(std::uint32_t probe, Rc rc) const noexcept {
     if (on_ && failed(rc)) [[unlikely]]
-      error(probe, rc);
+      error(fn_, probe, rc);
     return rc;
   }
 
@@ -39,14 +39,14 @@ class Trace {
   // As fail, and writes the failure to the services layer's log too: the storage manager's argument failures.
   Rc failLogged(std::uint32_t probe, Rc rc) const noexcept {
     if (failed(rc)) [[unlikely]]
-      log(probe, rc);
+      log(fn_, probe, rc);
     return fail(probe, rc);
   }
 
   // Ends the scope: traces the exit and gives the number that crosses the interface.
   std::uint32_t result(Rc rc) const noexcept {
     if (on_) [[unlikely]]
-      exit(rc);
+      exit(fn_, rc);
     return code(rc);
   }
 
@@ -55,10 +55,11 @@ class Trace {
  private:
   static bool facilityIsOn() noexcept { return ossTraceIsOn() != 0; }
 
-  [[gnu::cold]] void entry() const noexcept;
-  [[gnu::cold]] void error(std::uint32_t probe, Rc rc) const noexcept;
-  [[gnu::cold]] void exit(Rc rc) const noexcept;
-  [[gnu::cold]] void log(std::uint32_t probe, Rc rc) const noexcept;
+  // By value, so that a scope need not stand in memory.
+  [[gnu::cold]] static void entry(Fn fn) noexcept;
+  [[gnu::cold]] static void error(Fn fn, std::uint32_t probe, Rc rc) noexcept;
+  [[gnu::cold]] static void exit(Fn fn, Rc rc) noexcept;
+  [[gnu::cold]] static void log(Fn fn, std::uint32_t probe, Rc rc) noexcept;
 
   Fn fn_;
   bool on_;
@@ -69,6 +70,13 @@ template <class Work>
 inline std::uint32_t traced(Fn fn, Work &&work) noexcept {
   Trace t(fn);
   return t.result(std::forward<Work>(work)(t));
+}
+
+// The same, in a function of its own: for what a caller does only when a shorter way led nowhere. The work is given by
+// value, so that nothing of the caller's need stand in memory before.
+template <class Work>
+[[gnu::noinline]] std::uint32_t tracedApart(Fn fn, Work work) noexcept {
+  return traced(fn, work);
 }
 
 }  // namespace sntr

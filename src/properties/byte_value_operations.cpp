@@ -2,6 +2,7 @@
 #include "frame/trace.h"
 #include "properties/byte_values.h"
 #include "properties/kind_types.h"
+#include "properties/quick_values.h"
 #include "sntr/values.h"
 
 using namespace sntr;
@@ -13,14 +14,16 @@ uint32_t sntrGetAddressForVPropertyValue(SNodeCB_t *node, uint64_t tag, void **v
 
 [[gnu::flatten]] uint32_t sntrGetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *size, void **address,
                                                    void *buffer, uint64_t latchHeld) {
-  return traced(Fn::sntrGetValueForVProperty, [&](Trace &t) {
+  if (quick::getBytes<VKind>(node, TagKey{tag}, {size, address, buffer}, latchHeld)) return code(Rc::Ok);
+  return tracedApart(Fn::sntrGetValueForVProperty, [=](Trace &t) {
     return getBytes<VKind>(t, node, TagKey{tag}, {size, address, buffer}, latchHeld);
   });
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
                                                    uint64_t latchHeld) {
-  return traced(Fn::sntrSetValueForVProperty, [&](Trace &t) {
+  if (quick::setBytes<VKind>(node, TagKey{tag}, Bytes{value, valueSize}, latchHeld)) return code(Rc::Ok);
+  return tracedApart(Fn::sntrSetValueForVProperty, [=](Trace &t) {
     return setBytes<VKind>(t, node, TagKey{tag}, Bytes{value, valueSize}, latchHeld);
   });
 }
@@ -48,14 +51,18 @@ uint32_t sntrGetAddressForIVPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrGetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     uint64_t *size, void **address, void *buffer, uint64_t latchHeld) {
-  return traced(Fn::sntrGetValueForIVProperty, [&](Trace &t) {
+  if (quick::getBytes<IVKind>(node, TagIDKey(tag, idLength, id), {size, address, buffer}, latchHeld))
+    return code(Rc::Ok);
+  return tracedApart(Fn::sntrGetValueForIVProperty, [=](Trace &t) {
     return getBytes<IVKind>(t, node, TagIDKey(tag, idLength, id), {size, address, buffer}, latchHeld);
   });
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     uint64_t valueSize, const void *value, uint64_t latchHeld) {
-  return traced(Fn::sntrSetValueForIVProperty, [&](Trace &t) {
+  if (quick::setBytes<IVKind>(node, TagIDKey(tag, idLength, id), Bytes{value, valueSize}, latchHeld))
+    return code(Rc::Ok);
+  return tracedApart(Fn::sntrSetValueForIVProperty, [=](Trace &t) {
     return setBytes<IVKind>(t, node, TagIDKey(tag, idLength, id), Bytes{value, valueSize}, latchHeld);
   });
 }

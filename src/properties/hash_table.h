@@ -30,25 +30,21 @@ class ChainWalk {
  public:
   explicit ChainWalk(const PropertyList &list)
       : area_(list.area),
-        slotSize_(slotSizeOf<K>(list)),
-        first_(firstSlotOf<K>(list)),
-        high_(slotsEnd(list)),
+        slots_(firstSlotOf<K>(list), slotsEnd(list), slotSizeOf<K>(list)),
         budget_(list.area.size()) {}
 
   // The slot at an offset that is not 0. The kind's damage code: no slot, or more steps than the list has slots.
   Rc step(std::uint64_t offset, std::byte *&slot) {
-    if (!isSlotBetween(first_, high_, slotSize_, offset) || budget_ < slotSize_) [[unlikely]]
+    if (!slots_.holds(offset) || budget_ < slots_.slotSize) [[unlikely]]
       return K::data.damaged;
-    budget_ -= slotSize_;
+    budget_ -= slots_.slotSize;
     slot = area_.atChecked(offset);
     return Rc::Ok;
   }
 
  private:
   const PropertyArea &area_;
-  std::uint64_t slotSize_;
-  std::uint64_t first_;
-  std::uint64_t high_;
+  SlotRange slots_;
   std::uint64_t budget_;  // bytes of slots that may still be visited
 };
 

@@ -31,7 +31,8 @@ struct TagKey {
   std::uint64_t tag;
   std::uint64_t hash = 0;
 
-  constexpr void takeHash() { hash = hashTag(tag); }
+  // The tag was checked.
+  constexpr void takeHash() { hash = hashPropertyTag(tag); }
   static constexpr void takeChainHashes() {}
 
   // How this key stands to that of a record. Reads the record's tag once. Cannot fail.

@@ -83,9 +83,8 @@ Rc checkRecord(const PropertyList &list, const void *record) {
     return offset == list.area.begin() ? Rc::Ok : K::data.damaged;
   } else {
     if (list.isTable()) {
-      const bool isOne =
-          isSlotBetween(firstSlotOf<K>(list), slotsEnd(list), slotSizeOf<K>(list), offset - K::data.chainSize);
-      return isOne ? Rc::Ok : K::data.damaged;
+      const SlotRange slots(firstSlotOf<K>(list), slotsEnd(list), slotSizeOf<K>(list));
+      return slots.holds(offset - K::data.chainSize) ? Rc::Ok : K::data.damaged;
     }
     const std::uint64_t first = list.area.begin() + K::data.arrayHeader;
     const std::uint64_t stride = strideOf<K>(list);

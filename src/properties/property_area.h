@@ -33,6 +33,12 @@ class PropertyArea {
   std::uint64_t size() const { return area_.size; }
   std::uint64_t used() const { return area_.used; }
 
+  // Reads again how much is used, for a caller that opened the area before its section. False: more than there is.
+  bool readUsed() {
+    area_.used = loadField(node_->areaTable[area_.index].areaUsed);
+    return area_.used <= area_.size;
+  }
+
   // The caller holds the write section, and `used` is at most the size.
   void setUsed(std::uint64_t used) { setAreaUsed(node_, area_, used); }
 
@@ -62,7 +68,7 @@ class PropertyArea {
   }
 
   // A word of the tail. Only for an area that is known to hold a table, whose tail then fits.
-  std::byte *tailWord(std::uint64_t position) const { return at(end() - sizeof(TableTail) + position, kWordSize); }
+  std::byte *tailWord(std::uint64_t position) const { return atChecked(end() - sizeof(TableTail) + position); }
 
  private:
   SNodeCB_t *node_;

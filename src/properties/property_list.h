@@ -43,11 +43,6 @@ struct PropertyList {
   std::uint64_t firstSlot() const { return area.begin() + tableHeadSize(); }
 };
 
-// Whether a header may hold this bucket count. 0 stands for an array, and not in the second or third count.
-constexpr bool isBucketCount(std::uint64_t count, std::uint64_t areaSize) {
-  return count < kBucketCountLimit && count <= areaSize;
-}
-
 // What follows takes the kind as an argument of its own, and not from the list: known where it is called, its numbers
 // become constants there, and a list that only this call sees need not stand in memory.
 
@@ -57,12 +52,11 @@ constexpr bool isBucketCount(std::uint64_t count, std::uint64_t areaSize) {
   list.bucketCounts[1] = 0;
   list.bucketCounts[2] = 0;
   if (list.bucketCounts[0] == 0) return Rc::Ok;
-  if (!isBucketCount(list.bucketCounts[0], list.area.size())) return Rc::BadBucketCount;
+  if (list.bucketCounts[0] >= kBucketCountLimit) return Rc::BadBucketCount;
   if (kind.bucketArrays == kMaxBucketArrays) {
     for (std::uint64_t i = 1; i < kMaxBucketArrays; ++i) {
-      const std::uint64_t count = list.area.headerWord(kind.bucketCountAt + kWordSize * i);
-      if (count == 0 || !isBucketCount(count, list.area.size())) return Rc::BadBucketCount;
-      list.bucketCounts[i] = count;
+      list.bucketCounts[i] = list.area.headerWord(kind.bucketCountAt + kWordSize * i);
+      if (list.bucketCounts[i] == 0 || list.bucketCounts[i] >= kBucketCountLimit) return Rc::BadBucketCount;
     }
   }
   const std::uint64_t head = kind.tableHeader + kWordSize * list.bucketTotal();
@@ -89,14 +83,30 @@ constexpr bool isBucketCount(std::uint64_t count, std::uint64_t areaSize) {
   return readLimits(kind, out.area, out.limits);
 }
 
-// Whether an offset is that of a slot of a table whose slots begin at `first` and end at `high`.
-constexpr bool isSlotBetween(std::uint64_t first, std::uint64_t high, std::uint64_t slotSize, std::uint64_t offset) {
-  return liesWithin(offset, slotSize, first, high) && (offset - first) % slotSize == 0;
-}
+// The slots of a table that were ever handed out: the first of them, and the distance that every one stays below.
+static_assert(SNTR_MAX_AREA_SIZE < std::uint64_t{1} << 32);
+struct SlotRange {
+  std::uint64_t first;
+  std::uint64_t distance;
+  std::uint64_t slotSize;
 
-// The same for the table of a list.
+  constexpr SlotRange(std::uint64_t first_, std::uint64_t high, std::uint64_t slotSize_)
+      : first(first_),
+        distance(liesWithin(first_, slotSize_, 0, high) ? high - first_ - slotSize_ + 1 : 0),
+        slotSize(slotSize_) {}
+
+  // An offset below the first wraps and is too far away. What is left fits 32 bits, which divide faster.
+  constexpr bool holds(std::uint64_t offset) const {
+    const std::uint64_t behind = offset - first;
+    return behind < distance && static_cast<std::uint32_t>(behind) % static_cast<std::uint32_t>(slotSize) == 0;
+  }
+};
+static_assert(SlotRange(16, 48, 16).holds(32) && !SlotRange(16, 47, 16).holds(32) && !SlotRange(16, 48, 16).holds(0));
+static_assert(!SlotRange(16, 31, 16).holds(16) && !SlotRange(16, 8, 16).holds(16));
+
+// Whether an offset is that of a slot of a list's table whose slots end at `high`.
 inline bool isSlot(const PropertyList &list, std::uint64_t slotSize, std::uint64_t offset, std::uint64_t high) {
-  return isSlotBetween(list.firstSlot(), high, slotSize, offset);
+  return SlotRange(list.firstSlot(), high, slotSize).holds(offset);
 }
 
 // Where the slots that were ever handed out end. A damaged word never leads behind the tail.

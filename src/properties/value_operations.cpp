@@ -1,6 +1,7 @@
 // The exported operations on values that are registers, and on result codes of all kinds.
 #include "frame/trace.h"
 #include "properties/kind_types.h"
+#include "properties/quick_values.h"
 #include "properties/values.h"
 #include "sntr/values.h"
 
@@ -12,13 +13,15 @@ uint32_t sntrGetAddressForRPropertyValue(SNodeCB_t *node, uint64_t tag, int32_t 
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
-  return traced(Fn::sntrGetValueForRProperty,
-                [&](Trace &t) { return getRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
+  if (quick::getRegister<RKind>(node, TagKey{tag}, value, latchHeld)) return code(Rc::Ok);
+  return tracedApart(Fn::sntrGetValueForRProperty,
+                     [=](Trace &t) { return getRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
-  return traced(Fn::sntrSetValueForRProperty,
-                [&](Trace &t) { return setRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
+  if (quick::setRegister<RKind>(node, TagKey{tag}, value, latchHeld)) return code(Rc::Ok);
+  return tracedApart(Fn::sntrSetValueForRProperty,
+                     [=](Trace &t) { return setRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
@@ -41,14 +44,18 @@ uint32_t sntrGetAddressForIRPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrGetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     int32_t *value, uint64_t latchHeld) {
-  return traced(Fn::sntrGetValueForIRProperty,
-                [&](Trace &t) { return getRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld); });
+  if (quick::getRegister<IRKind>(node, TagIDKey(tag, idLength, id), value, latchHeld)) return code(Rc::Ok);
+  return tracedApart(Fn::sntrGetValueForIRProperty, [=](Trace &t) {
+    return getRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
+  });
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     int32_t value, uint64_t latchHeld) {
-  return traced(Fn::sntrSetValueForIRProperty,
-                [&](Trace &t) { return setRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld); });
+  if (quick::setRegister<IRKind>(node, TagIDKey(tag, idLength, id), value, latchHeld)) return code(Rc::Ok);
+  return tracedApart(Fn::sntrSetValueForIRProperty, [=](Trace &t) {
+    return setRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
+  });
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForIRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,

@@ -42,20 +42,28 @@ static_assert(kHighestKindBit <= SNTR_AREA_COUNT, "every kind has an entry");
 // Whether a size is one that a node can have, its control block included.
 constexpr bool isNodeSize(std::uint64_t size) { return size >= kControlBlockSize && size <= SNTR_MAX_NODE_SIZE; }
 
-// BadKind; AreaNeverCreated (no offset); AreaOverused (more used than there is); AreaOutsideNode (larger than an area
-// can be, before the end of the control block, beyond the node, or in a node of impossible size). After a failure `out`
-// is not to be used. In line, because every property operation begins with it, with a kind known at compile time.
+// Why an area is refused. AreaNeverCreated (no offset); AreaOverused (more used than there is); AreaOutsideNode (larger
+// than an area can be, before the end of the control block, beyond the node, or in a node of impossible size).
+constexpr Rc areaFault(const Area &area) {
+  if (area.offset == 0) return Rc::AreaNeverCreated;
+  return area.used > area.size ? Rc::AreaOverused : Rc::AreaOutsideNode;
+}
+
+// BadKind, and the codes of areaFault(). After a failure `out` is not to be used. In line, because every property
+// operation begins with it, with a kind known at compile time; so what is wrong is asked only once something is.
 inline Rc findArea(const SNodeCB_t *node, std::uint32_t kind, Area &out) {
   if (Rc rc = areaIndexOf(kind, out.index); failed(rc)) return rc;
   const AreaEntry &entry = node->areaTable[out.index];
   out.offset = loadField(entry.areaOffset);
-  if (out.offset == 0) return Rc::AreaNeverCreated;
   out.size = loadField(entry.areaSize);
   out.used = loadField(entry.areaUsed);
-  if (out.used > out.size) return Rc::AreaOverused;
-  const std::uint64_t nodeSize = loadField(node->nodeSize);
-  const bool inside = isNodeSize(nodeSize) && liesWithin(out.offset, out.size, kControlBlockSize, nodeSize);
-  if (out.size > SNTR_MAX_AREA_SIZE || !inside) return Rc::AreaOutsideNode;
+  // Both counted from the end of the control block: what lies before it wraps, and so is too large.
+  const std::uint64_t room = loadField(node->nodeSize) - kControlBlockSize;
+  const std::uint64_t before = out.offset - kControlBlockSize;
+  const bool startsInside = room <= SNTR_MAX_NODE_SIZE - kControlBlockSize && before <= room;
+  const bool fits = out.size <= SNTR_MAX_AREA_SIZE && out.size <= room - before;
+  if (!startsInside || !fits || out.used > out.size) [[unlikely]]
+    return areaFault(out);
   out.start = reinterpret_cast<std::byte *>(const_cast<SNodeCB_t *>(node)) + out.offset;
   return Rc::Ok;
 }
