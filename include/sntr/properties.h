@@ -19,10 +19,15 @@
  *
  * After a failure nothing was changed and nothing is held, unless the code's line says otherwise.
  *
+ * A kind that the node was created without has an area of no bytes, and is met as a list without room: an add answers
+ * with the kind's list-full code, or with SNTR_RC_BAD_MAX_VALUE_SIZE (V) or SNTR_RC_ID_TOO_LONG (IR, IV); what looks for
+ * a property does not find it; V and IV cannot be counted (SNTR_RC_BAD_MAX_VALUE_SIZE); a base property is damaged. Ask
+ * sntrReturnExports() which kinds a node has.
+ *
  * Groups of codes that the property headers name instead of repeating them:
  *
  * AREA codes, about the node's area of the kind:
- *   SNTR_RC_AREA_NEVER_CREATED  the node has no such area
+ *   SNTR_RC_AREA_NEVER_CREATED  the area has no place; damage, since creation gives every area one
  *   SNTR_RC_AREA_OVERUSED       more of the area is noted as used than it has
  *   SNTR_RC_AREA_OUTSIDE_NODE   the area's size or place, or the node's size, is not possible
  * LIST codes: the AREA codes, and

@@ -113,7 +113,7 @@ SNTR_API uint32_t sntrCreateVPropertyList(SNodeCB_t *node, const uint64_t *tags,
  *   values                              `count` first values
  *   count, capacity, layout, latchHeld  as for sntrCreateRPropertyList()
  *   maxIDSize                           room for the identifier in each record, 0 to 0x1000 bytes; 0 only for a table:
- *                                       an array of such records holds nothing
+ *                                       an array of such records has room for none
  * Answers 0, or:
  *   SNTR_RC_NULL_NODE                      `node` is null
  *   SNTR_RC_NO_IR_OPTION                   the node was created without SNTR_KIND_IR
@@ -127,6 +127,7 @@ SNTR_API uint32_t sntrCreateVPropertyList(SNodeCB_t *node, const uint64_t *tags,
  *   AREA codes
  *   SNTR_RC_BAD_LAYOUT                     `layout` is neither of the two
  *   SNTR_RC_IR_AREA_TOO_SMALL              array: the area has no room for the header and `count` records
+ *   SNTR_RC_IR_LIST_FULL                   array: `maxIDSize` is 0 and `count` is not
  *   SNTR_RC_BAD_BUCKET_COUNT               table: `capacity` asks for 100004 buckets or more
  *   SNTR_RC_FEWER_BUCKETS_THAN_PROPERTIES  table: the prime from `capacity` up is below `count`
  *   SNTR_RC_IR_TABLE_AREA_TOO_SMALL        table: the area has no room for the buckets and a slot for each

@@ -146,10 +146,11 @@ Rc deleteFromTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &k
   if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
   if (!place.matched) return K::data.notInTable;
 
-  // What follows becomes the link's new value: damage in it must not spread to the chain before it.
+  // What follows becomes the link's new value: damage in it must not spread to the chain before it, and a slot that
+  // leads to itself would stay in the chain.
   const auto next = readWord<std::uint64_t>(place.record - K::data.chainSize);
   const std::uint64_t slotSize = slotSizeOf<K>(list);
-  const bool nextIsSound = next == 0 || isSlot(list, slotSize, next, slotsEnd(list));
+  const bool nextIsSound = next == 0 || (next != place.next && isSlot(list, slotSize, next, slotsEnd(list)));
   if (!nextIsSound || list.area.used() < slotSize) return K::data.damaged;
   LinksOf<K> links;
   if (Rc rc = links.find(list, place.next); failed(rc)) return rc;

@@ -77,6 +77,8 @@ Rc createArray(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initia
                Held held) {
   if (list.area.size() < K::data.arrayHeader + strideOf<K>(list) * initial.count())
     return t.fail(4, K::data.areaTooSmall);
+  // Such an array has room for no record, so nothing would ever be found in it again.
+  if (initial.count() > 0 && hasNoMaximum<K>(list)) return t.fail(12, K::data.listFull);
   const Rc keys = checkInitialKeys(initial, K::data.exists);
   return writeSection(t, node, held, [&]() -> Rc {
     if (Rc rc = checkCondition(node, kMaskCreateList); failed(rc)) return t.fail(5, rc);

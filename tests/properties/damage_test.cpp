@@ -123,6 +123,7 @@ TEST_F(RDamage, IsToldByItsCode) {
       {"loop of two", slot(1), slot(0), count, Rc::RDamaged},
       {"last slot leads outside", slot(2), end, count, Rc::RDamaged},
       {"delete must not spread a bad link", slot(2), slot(2) + 1, removeLast, Rc::RDamaged},
+      {"delete must not leave a slot that leads to itself", slot(2), slot(2), removeLast, Rc::RDamaged},
       {"next free slot below the slots", end - 16, area, find, Rc::RDamaged},
       {"freed count", end - 8, 0x8001, addNew, Rc::BadFreedStack},
       {"freed count beyond the area", end - 8, 0x7000, addNew, Rc::BadFreedStack},

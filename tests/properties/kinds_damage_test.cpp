@@ -313,6 +313,18 @@ TEST_F(KindsDamage, ABaseAreaMustHoldItsRecord) {
 
 // Each call of the services layer in each operation fails in turn, alone and with a latch that cannot be given back
 // after it: the first failure is the answer, the latch is left, and the list can be used.
+TEST_F(KindsDamage, AnArrayWhoseRecordsHaveNoRoomTakesNoProperties) {
+  createNode();
+  form = &kIR;
+  const std::uint64_t tags[] = {2, 4}, lengths[] = {0, 0};
+  const void *const ids[] = {"", ""};
+  const std::int32_t numbers[] = {20, 40};
+  const std::uint64_t used = word(entry() + 8);
+  EXPECT_RC(sntrCreateIRPropertyList(node, tags, lengths, ids, numbers, 2, 2, 0, SNTR_LAYOUT_ARRAY, 0), Rc::IRListFull);
+  EXPECT_EQ(word(entry() + 8), used);
+  EXPECT_RC(sntrCreateIRPropertyList(node, tags, lengths, ids, numbers, 2, 2, 0, SNTR_LAYOUT_HASH, 0), Rc::Ok);
+}
+
 TEST_F(KindsDamage, EachFailingCallIsTold) {
   for (const Form *f : {&kV, &kIR, &kIV, &kBaseR, &kBaseV}) {
     for (const std::uint32_t layout : {SNTR_LAYOUT_ARRAY, SNTR_LAYOUT_HASH}) {
