@@ -12,6 +12,7 @@
 #define OSS_SEGMENT_H
 
 #include <oss/export.h>
+#include <stddef.h>
 #include <stdint.h>
 
 /* The version word of OSSIPCMemoryCreateParam. */
@@ -58,6 +59,10 @@ class OSSHIPCMemory {
   OSS_API ~OSSHIPCMemory();
   OSSHIPCMemory(const OSSHIPCMemory &) = delete;
   OSSHIPCMemory &operator=(const OSSHIPCMemory &) = delete;
+
+  /* Objects made with `new` lie where the C library allocates. Null when there is no memory: no exception. */
+  OSS_API static void *operator new(size_t size) noexcept;
+  OSS_API static void operator delete(void *object) noexcept;
 
   /* Creates a segment of zeroes and attaches it. Others can attach only once all of it is there.
    * Answers 0. Otherwise nothing is left behind, and the object can be used again:

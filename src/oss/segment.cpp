@@ -9,7 +9,7 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <new>
+#include <cstdlib>
 
 #include "inject.h"
 #include "segment_file.h"
@@ -31,6 +31,9 @@ struct OpenedSegment {
 
 // What is remembered of an attached segment.
 struct OSSHIPCMemory::Mapping {
+  static void *operator new(std::size_t size) noexcept { return std::malloc(size); }
+  static void operator delete(void *mapping) noexcept { std::free(mapping); }
+
   oss::SegmentPath path;
   oss::FileIdentity file{};
   uint64_t size = 0;
@@ -131,6 +134,11 @@ Rc OSSHIPCMemory::Mapping::unmap(OSSHIPCMemory &object) noexcept {
   return done ? Rc::Ok : Rc::OssSystem;
 }
 
+// The C library's allocation, here and for a Mapping: the language's own would bring in a second runtime library, which
+// takes a starting process longer than attaching does.
+void *OSSHIPCMemory::operator new(size_t size) noexcept { return std::malloc(size); }
+void OSSHIPCMemory::operator delete(void *object) noexcept { std::free(object); }
+
 OSSHIPCMemory::OSSHIPCMemory() noexcept : address_(nullptr), mapping_(nullptr) {}
 
 OSSHIPCMemory::~OSSHIPCMemory() { delete mapping_; }
@@ -139,7 +147,7 @@ uint32_t OSSHIPCMemory::create(const OSSIPCMemoryCreateParam *parameters) noexce
   if (injected(OSSFaultSegmentCreate)) return code(Rc::OssInjected);
   if (isAttached()) return code(Rc::OssAlreadyAttached);
   if (Rc rc = checkParameters(parameters); failed(rc)) return code(rc);
-  auto *mapping = new (std::nothrow) Mapping{.path = oss::segmentPath(parameters->key)};
+  auto *mapping = new Mapping{.path = oss::segmentPath(parameters->key)};
   if (mapping == nullptr) return code(Rc::OssNoMemory);
   OpenedSegment made{};
   const Rc rc = createFile(mapping->path, *parameters, made);
@@ -150,7 +158,7 @@ uint32_t OSSHIPCMemory::attach(const OSSIPCResID *key, void *requestedAddress) n
   if (injected(OSSFaultSegmentAttach)) return code(Rc::OssInjected);
   if (isAttached()) return code(Rc::OssAlreadyAttached);
   if (key == nullptr) return code(Rc::OssBadArgument);
-  auto *mapping = new (std::nothrow) Mapping{.path = oss::segmentPath(*key)};
+  auto *mapping = new Mapping{.path = oss::segmentPath(*key)};
   if (mapping == nullptr) return code(Rc::OssNoMemory);
   OpenedSegment found{};
   const Rc rc = openFile(mapping->path, requestedAddress, found);

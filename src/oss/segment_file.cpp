@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 
 namespace oss {
 
@@ -48,9 +47,7 @@ Rc reservePiece(int file, std::uint64_t from, std::uint64_t length, int &interru
 
 SegmentPath segmentPath(const OSSIPCResID &key) noexcept {
   SegmentPath path;
-  static_assert(sizeof kDirectory + sizeof "/qx7osse." + 24 <= sizeof path.text);
-  std::snprintf(path.text, sizeof path.text, "%s/qx7osse.%016llx%08x", kDirectory,
-                static_cast<unsigned long long>(key.high), key.low);
+  path.text(kDirectory).text("/qx7osse.").hexadecimal(key.high, 16).hexadecimal(key.low, 8);
   return path;
 }
 
@@ -86,7 +83,7 @@ Rc rcOfErrno(int error) noexcept {
 }
 
 int createSegmentFile(const SegmentPath &path) noexcept {
-  return open(path.text, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  return open(path.get(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
 }
 
 Rc reserveSegmentFile(int file, std::uint64_t size) noexcept {
@@ -101,7 +98,7 @@ Rc reserveSegmentFile(int file, std::uint64_t size) noexcept {
 
 int openSegmentFile(const SegmentPath &path) noexcept {
   // Without waiting: somebody may have put a pipe there.
-  return open(path.text, O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  return open(path.get(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
 Rc checkSegmentFile(const struct stat &status) noexcept {
@@ -110,7 +107,7 @@ Rc checkSegmentFile(const struct stat &status) noexcept {
 }
 
 Rc lookUpSegmentFile(const SegmentPath &path, const FileIdentity &file, struct stat &status) noexcept {
-  if (lstat(path.text, &status) != 0) return rcOfErrno(errno);
+  if (lstat(path.get(), &status) != 0) return rcOfErrno(errno);
   const bool same = status.st_dev == file.device && status.st_ino == file.inode;
   return same ? Rc::Ok : Rc::OssReplaced;
 }
@@ -118,23 +115,23 @@ Rc lookUpSegmentFile(const SegmentPath &path, const FileIdentity &file, struct s
 Rc removeSegmentName(const SegmentPath &path, const FileIdentity &file) noexcept {
   struct stat status;
   Rc rc = lookUpSegmentFile(path, file, status);
-  if (!failed(rc) && unlink(path.text) != 0) rc = rcOfErrno(errno);
+  if (!failed(rc) && unlink(path.get()) != 0) rc = rcOfErrno(errno);
   return rc == Rc::OssNotFound ? Rc::Ok : rc;  // somebody was faster, to the same end
 }
 
 Rc authorizeSegmentFile(const SegmentPath &path, const FileIdentity &file, uid_t owner, gid_t group,
                         mode_t mode) noexcept {
   // A descriptor that only stands for the file: it pins what was looked at, and needs no permission on it.
-  const Descriptor place(open(path.text, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  const Descriptor place(open(path.get(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!place.isOpen()) return rcOfErrno(errno);
   struct stat status;
   if (fstat(place.get(), &status) != 0) return rcOfErrno(errno);
   if (status.st_dev != file.device || status.st_ino != file.inode) return Rc::OssReplaced;
   // The owner first: a new mode must not open the file to a group that is about to lose it.
   if (fchownat(place.get(), "", owner, group, AT_EMPTY_PATH) != 0) return rcOfErrno(errno);
-  char link[32];
-  std::snprintf(link, sizeof link, "/proc/self/fd/%d", place.get());
-  if (chmod(link, mode) == 0) return Rc::Ok;
+  PathText link;
+  link.text("/proc/self/fd/").decimal(static_cast<std::uint32_t>(place.get()));
+  if (chmod(link.get(), mode) == 0) return Rc::Ok;
   return errno == ENOENT ? Rc::OssSystem : rcOfErrno(errno);  // it is /proc that is missing
 }
 

@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "layout/rc.h"
+#include "path_text.h"
 
 struct stat;
 
@@ -22,11 +23,9 @@ using sntr::Rc;
 inline constexpr std::uint64_t kLargestSegment = std::uint64_t{1} << 46;
 inline constexpr std::uint64_t kPermissionBits = 0777;
 
-// The path of a segment, with a NUL behind.
-struct SegmentPath {
-  char text[48];
-};
+using SegmentPath = PathText;
 
+// The path of a segment.
 SegmentPath segmentPath(const OSSIPCResID &key) noexcept;
 
 // An open file, closed at the end of the scope.

@@ -1,4 +1,4 @@
-// Reads /proc/.../stat: one line, whose fields are counted from 1. Field 2 is the program's name in brackets and may
+// Reads /proc/.../stat: one line, whose fields are counted from 1. Field 1 is the thread's number. Field 2 is the program's name in brackets and may
 // hold anything, brackets and blanks included, so the fields after it are found from the last closing bracket.
 #include "thread_stat.h"
 
@@ -8,8 +8,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+
+#include "path_text.h"
 
 namespace oss {
 
@@ -20,9 +21,9 @@ constexpr int kStartField = 22;
 
 // Longer than the line is up to its start time: a name of 64 bytes and twenty numbers of at most 20 digits.
 constexpr std::size_t kLineSize = 1024;
-constexpr std::size_t kPathSize = 64;
 
 struct ThreadStat {
+  std::uint64_t number;
   char state;
   std::uint32_t stamp;
 };
@@ -48,10 +49,14 @@ const char *fieldOf(const char *line, int wanted) {
   return at;
 }
 
-std::uint32_t stampOf(const char *digits) {
-  std::uint64_t ticks = 0;
-  for (; *digits >= '0' && *digits <= '9'; ++digits) ticks = ticks * 10 + static_cast<std::uint64_t>(*digits - '0');
-  const std::uint32_t low = static_cast<std::uint32_t>(ticks);
+std::uint64_t numberAt(const char *digits) {
+  std::uint64_t number = 0;
+  for (; *digits >= '0' && *digits <= '9'; ++digits) number = number * 10 + static_cast<std::uint64_t>(*digits - '0');
+  return number;
+}
+
+std::uint32_t stampOf(std::uint64_t ticks) {
+  const auto low = static_cast<std::uint32_t>(ticks);
   return low == kNoStamp ? 1 : low;
 }
 
@@ -61,27 +66,30 @@ bool readStat(const char *path, ThreadStat &stat) {
   const char *state = fieldOf(line, kStateField);
   const char *start = fieldOf(line, kStartField);
   if (state == nullptr || start == nullptr) return false;
-  stat = {*state, stampOf(start)};
+  stat = {numberAt(line), *state, stampOf(numberAt(start))};
   return true;
 }
 
 }  // namespace
 
 std::uint32_t ownStartStamp(std::uint32_t thread) noexcept {
-  // Under /proc/self, so that a /proc of another PID namespace, which does not know our number there, gives nothing.
-  char path[kPathSize];
-  std::snprintf(path, sizeof path, "/proc/self/task/%u/stat", thread);
+  // The first thread is the process, whose own line is found faster. A /proc of another PID namespace shows us under
+  // another number, or not at all.
+  PathText path;
+  path.text("/proc/self/");
+  if (static_cast<std::uint32_t>(getpid()) != thread) path.text("task/").decimal(thread).text("/");
+  path.text("stat");
   ThreadStat stat;
-  return readStat(path, stat) ? stat.stamp : kNoStamp;
+  return readStat(path.get(), stat) && stat.number == thread ? stat.stamp : kNoStamp;
 }
 
 bool threadIsDead(std::uint32_t thread, std::uint32_t stamp, bool trustProc) noexcept {
   // Signal 0 only asks. EPERM means that there is such a thread; it takes a thread's number as well as a process's.
   if (kill(static_cast<pid_t>(thread), 0) != 0 && errno == ESRCH) return true;
-  char path[kPathSize];
-  std::snprintf(path, sizeof path, "/proc/%u/stat", thread);
+  PathText path;
+  path.text("/proc/").decimal(thread).text("/stat");
   ThreadStat stat;
-  if (!trustProc || !readStat(path, stat)) return false;
+  if (!trustProc || !readStat(path.get(), stat)) return false;
   const bool ended = stat.state == 'Z' || stat.state == 'X' || stat.state == 'x';
   return ended || (stamp != kNoStamp && stat.stamp != stamp);
 }

@@ -1,13 +1,11 @@
 // See domain_handle.h.
 //
-// The services layer's objects are made with the ordinary new and live exactly as long as the handle that names them. A
+// The services layer's objects are made with their own new and live exactly as long as the handle that names them. A
 // giving-back call that reports a failure has done what it could, so the object goes in any case.
 #include "shm/domain_handle.h"
 
 #include <oss/memory.h>
 #include <oss/segment.h>
-
-#include <new>
 
 #include "shm/heap_access.h"
 
@@ -21,7 +19,7 @@ Rc rcFrom(std::uint32_t code) { return static_cast<Rc>(code); }
 OSSHIPCMemory *memoryOf(const ShmDomainHandle &domain) { return static_cast<OSSHIPCMemory *>(domain.memObject); }
 
 Rc newMemoryObject(ShmDomainHandle &draft) {
-  draft.memObject = new (std::nothrow) OSSHIPCMemory();
+  draft.memObject = new OSSHIPCMemory();
   return draft.memObject != nullptr ? Rc::Ok : Rc::DomainHandleAllocFailed;
 }
 
