@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 
 #include "frame/section.h"
 #include "properties/array_list.h"
@@ -54,6 +55,19 @@ void layOutEmptyArray(PropertyList &list) {
   if constexpr (kHasBytes<K>) writeWord<std::uint64_t>(word(K::data.maxValueAt), list.limits.maxValue);
 }
 
+// How many properties ahead of its turn one is looked at. About as many as it takes until memory that is in no cache has
+// come.
+constexpr std::uint64_t kLookAhead = 8;
+
+// Brings bytes that will be written near. They need not be in the area, nor anywhere.
+inline void fetchToWrite(const std::byte *base, std::uint64_t offset, std::uint64_t size) {
+  constexpr std::uint64_t kLine = 64;
+  const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(base) + offset;
+  for (std::uint64_t at = 0; at < size; at += kLine) {
+    __builtin_prefetch(reinterpret_cast<const void *>(start + at), 1);
+  }
+}
+
 // Stores the initial records and, behind them, empty ones up to the capacity. The kind's damage code where a record
 // would not lie whole in the area, AtomicFailed; the records before it stay.
 template <class K, class Initial>
@@ -62,6 +76,7 @@ Rc storeInitialRecords(SNodeCB_t *node, PropertyList &list, const Initial &initi
   for (std::uint64_t i = 0; i < records; ++i) {
     std::byte *record = arrayRecord<K>(list, i);
     if (record == nullptr) return K::data.damaged;
+    fetchToWrite(record, kLookAhead * strideOf<K>(list), strideOf<K>(list));
     std::memset(record, 0, strideOf<K>(list));
     if (i >= initial.count()) continue;
     const Rc rc = storeInArray<K>(node, list, record, initial.key(i), initial.value(i));
@@ -104,14 +119,51 @@ void layOutTable(PropertyList &list) {
   }
 }
 
-// Adds in the order of the arrays and stops at the first failure; what was added before it stays.
+// An initial property whose turn is to come: its key with all hashes, or why it cannot be added.
+template <class K, class Initial>
+struct Pending {
+  typename K::Key key;
+  Rc prepared;
+
+  Pending(SNodeCB_t *node, const Initial &initial, std::uint64_t i)
+      : key(initial.key(i)), prepared(prepare<K>(node, key)) {
+    key.takeChainHashes();
+  }
+};
+
+// Brings what adding will touch near: the first slot of each chain that the property goes into. Nothing is believed of
+// what the buckets hold, and nothing read through them; an address that is none is not fetched.
+template <class K>
+void fetchAhead(SNodeCB_t *node, const PropertyList &list, const typename K::Key &key) {
+  const auto *base = reinterpret_cast<const std::byte *>(node);
+  const auto fetch = [&](std::uint64_t bucket) {
+    fetchToWrite(base, readWord<std::uint64_t>(list.area.atChecked(bucket)), 1);
+  };
+  const std::uint64_t index = key.hash % list.bucketCounts[0];
+  fetch(list.area.begin() + K::data.tableHeader + kWordSize * index);
+  if constexpr (kHasID<K>) {
+    fetch(sideBucket(list, kTagChain, key.tagHash));
+    fetch(sideBucket(list, kIDChain, key.idHash));
+  }
+  const std::uint64_t slotSize = slotSizeOf<K>(list);
+  fetchToWrite(base, slotsEnd(list) + kLookAhead * slotSize, slotSize);
+}
+
+// Adds in the order of the arrays and stops at the first failure; what was added before it stays. Large tables lie in no
+// cache, and a chain's slots anywhere in them: so each property's are fetched some turns before they are needed.
 template <class K, class Initial>
 Rc addInitialProperties(SNodeCB_t *node, PropertyList &list, const Initial &initial) {
-  for (std::uint64_t i = 0; i < initial.count(); ++i) {
-    typename K::Key key = initial.key(i);
-    if (Rc rc = prepare<K>(node, key); failed(rc)) return rc;
-    key.takeChainHashes();
-    if (Rc rc = addToTable<K>(node, list, key, initial.value(i)); failed(rc)) return rc;
+  std::optional<Pending<K, Initial>> pending[kLookAhead];
+  for (std::uint64_t i = 0; i < initial.count() + kLookAhead; ++i) {
+    auto &place = pending[i % kLookAhead];
+    if (i >= kLookAhead) {
+      if (failed(place->prepared)) return place->prepared;
+      const Rc rc = addToTable<K>(node, list, place->key, initial.value(i - kLookAhead));
+      if (failed(rc)) return rc;
+    }
+    if (i >= initial.count()) continue;
+    place.emplace(node, initial, i);
+    if (!failed(place->prepared)) fetchAhead<K>(node, list, place->key);
   }
   return Rc::Ok;
 }
