@@ -15,7 +15,7 @@ INSTRUMENTATION = re.compile(r"^(__(asan|tsan|ubsan|odr_asan|sancov|start_|stop_
 
 # A prototype: the words before the name, the name, and arguments with at most one more level of parentheses in them.
 PROTOTYPE = re.compile(
-    r"([A-Za-z_][\w \t\n*]*?[ \t\n*])(\w+)\s*\((?:[^(){};]|\([^(){};]*\))*\)\s*(?:const\s*)?(?:noexcept\s*)?;"
+    r"([A-Za-z_][\w \t\n*]*?[ \t\n*])((?:operator )?\w+)\s*\((?:[^(){};]|\([^(){};]*\))*\)\s*(?:const\s*)?(?:noexcept\s*)?;"
 )
 
 
