@@ -59,6 +59,17 @@ inline void storeField(T &field, std::type_identity_t<T> value) {
 // another process sees stores in this order too (release), which matters to readers without a latch.
 inline void orderStores() { std::atomic_thread_fence(std::memory_order_release); }
 
+// One of two numbers, chosen without a branch: for choices that no processor foresees, where a wrong guess would cost
+// more than all the rest. Written out, because a compiler makes a branch of every other way to say it.
+inline std::uint64_t chooseIfBelow(std::uint64_t number, std::uint64_t limit, std::uint64_t ifBelow,
+                                   std::uint64_t otherwise) {
+  asm("cmpq %[limit], %[number]\n\tcmovbq %[ifBelow], %[otherwise]"
+      : [otherwise] "+r"(otherwise)
+      : [number] "r"(number), [limit] "r"(limit), [ifBelow] "r"(ifBelow)
+      : "cc");
+  return otherwise;
+}
+
 // Makes something exist by one store: everything written before is in memory first, and nothing written after it is.
 template <class T>
 inline void publishWord(void *at, std::type_identity_t<T> value) {

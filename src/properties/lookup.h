@@ -49,6 +49,8 @@ Rc findRecord(const PropertyList &list, const typename K::Key &key, std::byte *&
       const Rc rc = findInArray<K>(list, key, record);
       return failed(rc) || record != nullptr ? rc : K::data.notFound;
     }
+    record = key.fits(list) ? findNear<K>(list, key) : nullptr;
+    if (record != nullptr) return Rc::Ok;
     ChainPlace place;
     if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
     record = place.record;
