@@ -49,14 +49,6 @@ inline bool sameBytes(const std::uint8_t *first, const std::byte *second, std::u
   return true;
 }
 
-// The last bytes of an identifier, as many as are read at once: those by which identifiers differ most often.
-template <class Bytes>
-std::uint64_t lastBytes(const Bytes *id, std::uint64_t length) {
-  if (length >= 8) return readWord<std::uint64_t>(id + length - 8);
-  if (length >= 4) return readWord<std::uint32_t>(id + length - 4);
-  return length == 0 ? 0 : readWord<std::uint8_t>(id + length - 1);
-}
-
 struct TagIDKey {
   std::uint64_t tag;
   std::uint64_t idLength;
@@ -74,18 +66,6 @@ struct TagIDKey {
   void takeChainHashes() {
     tagHash = hashPropertyTag(tag);
     idHash = hashBytes(0, id, idLength);
-  }
-
-  // Whether a record of the list could have this key: the list may have been laid out anew since the arguments were
-  // checked.
-  bool fits(const PropertyList &list) const { return idLength <= list.limits.maxID; }
-
-  // 0 for the record of this key, and rarely for another. Without a branch that depends on the record. The key fits, so
-  // what is read lies in the record's room, whatever its words say.
-  std::uint64_t differenceFrom(const PropertyList &list, const std::byte *record) const {
-    const StoredID stored(list, record);
-    return (tag ^ tagOf(record)) | (idLength ^ stored.length) |
-           (lastBytes(id, idLength) ^ lastBytes(stored.room, idLength));
   }
 
   // By tag, then the shorter identifier first, then byte by byte. BytesOutsideArea when the record's identifier is not

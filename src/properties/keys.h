@@ -35,14 +35,6 @@ struct TagKey {
   constexpr void takeHash() { hash = hashPropertyTag(tag); }
   static constexpr void takeChainHashes() {}
 
-  // Whether a record of the list could have this key.
-  static constexpr bool fits(const PropertyList & /*list*/) { return true; }
-
-  // 0 for the record of this key. Without a branch.
-  std::uint64_t differenceFrom(const PropertyList & /*list*/, const std::byte *record) const {
-    return tag ^ tagOf(record);
-  }
-
   // How this key stands to that of a record. Reads the record's tag once. Cannot fail.
   std::strong_ordering orderTo(const std::byte *record) const { return tag <=> tagOf(record); }
   Rc compareTo(const PropertyList & /*list*/, const std::byte *record, std::strong_ordering &order) const {

@@ -216,7 +216,9 @@ Rc prepareValue(SNodeCB_t *node, typename K::Key &key, const typename K::Value &
 // arguments were checked. IDTooLong, the kind's code for a value that its room does not hold.
 template <class K>
 Rc checkRoom(const PropertyList &list, const typename K::Key &key, const typename K::Value &value) {
-  if (!key.fits(list)) return Rc::IDTooLong;
+  if constexpr (kHasID<K>) {
+    if (key.idLength > list.limits.maxID) return Rc::IDTooLong;
+  }
   if constexpr (kHasBytes<K>) {
     if (value.size > list.limits.maxValue) return K::beyondRoom;
   }

@@ -49,8 +49,10 @@ Rc findRecord(const PropertyList &list, const typename K::Key &key, std::byte *&
       const Rc rc = findInArray<K>(list, key, record);
       return failed(rc) || record != nullptr ? rc : K::data.notFound;
     }
-    record = key.fits(list) ? findNear<K>(list, key) : nullptr;
-    if (record != nullptr) return Rc::Ok;
+    if constexpr (!kHasID<K>) {
+      record = findNear<K>(list, key);
+      if (record != nullptr) return Rc::Ok;
+    }
     ChainPlace place;
     if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
     record = place.record;
