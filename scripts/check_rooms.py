@@ -26,7 +26,7 @@ NUMBER_TABLES = {"src/layout/result_codes.def", "src/layout/function_numbers.def
 
 def resolve(root, including, target):
     """The file that an include directive means, relative to the root; None for one that is not the project's."""
-    for folder in ("include", "src", "tests"):
+    for folder in ("include", "src", "tests", "bench"):
         if (root / folder / target).is_file():
             return f"{folder}/{target}"
     if target == "sntr/result_codes.h":  # generated, so not in the tree
@@ -38,6 +38,8 @@ def resolve(root, including, target):
 def room_of(path):
     """Names the part of the tree that a file belongs to, for example "src/shm" or "include/sntr"."""
     parts = path.split("/")
+    if parts[0] == "bench":  # one part, whatever its folders
+        return "bench"
     return "/".join(parts[:2]) if len(parts) > 2 else parts[0]
 
 
@@ -57,6 +59,8 @@ def allowed(room):
         return {"include/oss", "src/layout"}
     if top == "src" and name in ROOMS:
         return public | {f"src/{lower}" for lower in ROOMS[: ROOMS.index(name)]}
+    if top == "bench":  # the floor works on the published formats
+        return public | {"src/layout", "src/properties"}
     if top == "tests" and name == "oss":
         return {"include/oss", "src/oss", "src/layout", "tests/support"}
     if top == "tests" and name in ROOMS:

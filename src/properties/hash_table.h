@@ -90,18 +90,20 @@ Rc searchTable(const PropertyList &list, const typename K::Key &key, ChainPlace 
 // costs less than waiting for it before going on.
 template <class K>
 std::byte *findNear(const PropertyList &list, const TagKey &key) {
-  std::byte *bucket = nullptr;
-  if (failed(bucketAt<K>(list, key.hash % list.bucketCounts[0], bucket))) return nullptr;
-  ChainWalk<K> walk(list);
+  const PropertyArea &area = list.area;
+  const SlotRange slots(firstSlotOf<K>(list), slotsEnd(list), slotSizeOf<K>(list));
+  const std::uint64_t index = key.hash % list.bucketCounts[0];
+  const std::byte *bucket = area.atChecked(area.begin() + K::data.tableHeader + kWordSize * index);
+
   const auto first = readWord<std::uint64_t>(bucket);
-  std::byte *slot = nullptr;
-  if (failed(walk.step(first, slot))) return nullptr;
+  if (!slots.holds(first)) return nullptr;
+  const std::byte *firstSlot = area.atChecked(first);
   // The bytes of a value come while the choice is made.
-  if constexpr (!kFixedSize<K>) __builtin_prefetch(slot + K::data.chainSize + K::data.recordSize);
-  const auto second = readWord<std::uint64_t>(slot);
-  const std::uint64_t chosen = chooseIfBelow(tagOf(slot + K::data.chainSize), key.tag, second, first);
-  if (failed(walk.step(chosen, slot))) return nullptr;
-  std::byte *record = slot + K::data.chainSize;
+  if constexpr (!kFixedSize<K>) __builtin_prefetch(firstSlot + K::data.chainSize + K::data.recordSize);
+  const auto second = readWord<std::uint64_t>(firstSlot);
+  const std::uint64_t chosen = chooseIfBelow(tagOf(firstSlot + K::data.chainSize), key.tag, second, first);
+  if (!slots.holds(chosen)) return nullptr;
+  std::byte *record = area.atChecked(chosen) + K::data.chainSize;
   return tagOf(record) == key.tag ? record : nullptr;
 }
 
