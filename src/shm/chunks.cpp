@@ -17,14 +17,14 @@ struct Cut {
   Resize rest;      // what stays of it otherwise
 };
 
-Rc planCut(const HeapView &view, const NodeRef &fit, std::uint64_t n, Cut &cut) {
-  const std::uint64_t start = fit.blockOffset();
-  const std::uint64_t size = fit.blockSize();
+Rc planCut(const HeapView &view, const Fit &fit, std::uint64_t n, Cut &cut) {
+  const std::uint64_t start = fit.node.blockOffset();
+  const std::uint64_t size = fit.node.blockSize();
   if (size < n || !view.holdsBlock(start, size)) return Rc::ChunkOutsideHeap;
-  cut.fit = fit;
+  cut.fit = fit.node;
   cut.offset = start + (size - n);
   cut.whole = size == n;
-  return cut.whole ? planRemoval(view, fit, cut.removal) : planResize(view, fit, start, size - n, cut.rest);
+  return cut.whole ? planTake(view, fit, cut.removal) : planShrink(view, fit, size - n, cut.rest);
 }
 
 void apply(const HeapView &view, const Cut &cut, std::uint64_t n) {
@@ -81,12 +81,13 @@ Rc takeChunk(const HeapView &view, std::uint64_t n, std::uint64_t userSize, cons
   const StatedIntent intent(view, Intent::Allocate, 0);
   // Once around when a node is ready; a second time after the growth that makes one, or without need of one.
   for (int round = 0; round < 2; ++round) {
-    NodeRef fit;
+    Fit found;
     Cut cut;
     Place place;
-    if (Rc rc = findBestFit(view, n, fit); failed(rc)) return rc;
+    if (Rc rc = findBestFit(view, n, found); failed(rc)) return rc;
+    const NodeRef fit = found.node;
     if (!fit.exists()) return view.traits().noBlock;
-    if (Rc rc = planCut(view, fit, n, cut); failed(rc)) return rc;
+    if (Rc rc = planCut(view, found, n, cut); failed(rc)) return rc;
     if (Rc rc = planRecord(view, cut.offset, n, place); failed(rc)) return Rc::ChunkOutsideHeap;
     intent.about(Intent::Allocate, cut.offset);
     NodeRef node;
@@ -112,11 +113,19 @@ Rc takeChunk(const HeapView &view, std::uint64_t n, std::uint64_t userSize, cons
 Rc returnChunk(const HeapView &view, const Record &record, NodeAfter after) {
   Return plan;
   const std::uint64_t offset = record.node.blockOffset();
-  if (Rc rc = planReturn(view, offset, record.node.blockSize(), plan); failed(rc)) return Rc::ChunkOutsideHeap;
+  const std::uint32_t level = record.node.level;
+  if (Rc rc = planReturn(view, offset, record.node.blockSize(), level, plan); failed(rc)) return Rc::ChunkOutsideHeap;
   NodeRef node = NodeRef{};
   if (plan.needsNode()) {
     if (Rc rc = nodeForReturn(view, record, after, node); failed(rc)) return rc;
     if (!node.exists()) return view.traits().noBlock;
+    if (node.level > level) {
+      // Another level than the record's was ready.
+      if (Rc rc = planInsertion(view, offset, plan.size, node.level, plan.inserted); failed(rc)) {
+        giveBack(view, node);
+        return Rc::ChunkOutsideHeap;
+      }
+    }
     if (node != record.node) bringToLife(view, node, offset, plan.size, false);
   }
   removeRecord(view, record);
@@ -143,14 +152,14 @@ Rc returnChunkAt(const HeapView &view, std::uint64_t offset) {
 }
 
 Rc takeFreeBlock(const HeapView &view, std::uint64_t n, std::uint64_t &offset) {
-  NodeRef fit;
+  Fit fit;
   Cut cut;
   if (Rc rc = findBestFit(view, n, fit); failed(rc)) return rc;
-  if (!fit.exists()) return view.traits().noBlock;
+  if (!fit.node.exists()) return view.traits().noBlock;
   if (Rc rc = planCut(view, fit, n, cut); failed(rc)) return rc;
   const StatedIntent intent(view, Intent::Allocate, cut.offset);
   apply(view, cut, n);
-  if (cut.whole) retire(view, fit);
+  if (cut.whole) retire(view, fit.node);
   offset = cut.offset;
   return Rc::Ok;
 }

@@ -1,6 +1,8 @@
 // See free_list.h.
 #include "shm/free_list.h"
 
+#include <algorithm>
+
 namespace sntr {
 
 namespace {
@@ -42,20 +44,17 @@ Rc placeFor(const SkipList<Order, FreeSpace> &list, const NodeRef &node, const N
 
 }  // namespace
 
-Rc findBestFit(const HeapView &view, std::uint64_t n, NodeRef &fit) {
+Rc findBestFit(const HeapView &view, std::uint64_t n, Fit &fit) {
   const FreeSpace space(view);
-  Place place;
-  if (Rc rc = FreeBySize(space).find(n, place); failed(rc)) return rc;
-  fit = place.after[0] == view.last ? NodeRef{} : place.after[0];
+  fit.level = std::min(space.currentLevel(), view.levels - 1);
+  if (Rc rc = FreeBySize(space).find(n, fit.level, fit.bySize); failed(rc)) return rc;
+  fit.node = fit.bySize.after[0] == view.last ? NodeRef{} : fit.bySize.after[0];
   return Rc::Ok;
 }
 
 Rc findFreeFrom(const HeapView &view, std::uint64_t offset, NodeRef &node) {
   const FreeSpace space(view);
-  Place place;
-  if (Rc rc = FreeByOffset(space).find(offset, place); failed(rc)) return rc;
-  node = place.after[0];
-  return Rc::Ok;
+  return FreeByOffset(space).seek(offset, node);
 }
 
 Rc planResize(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size, Resize &plan) {
@@ -65,7 +64,20 @@ Rc planResize(const HeapView &view, const NodeRef &node, std::uint64_t offset, s
   plan.offset = offset;
   plan.size = size;
   if (Rc rc = bySize.around(node, plan.now); failed(rc)) return rc;
-  if (Rc rc = bySize.find(size, plan.then); failed(rc)) return rc;
+  if (Rc rc = bySize.find(size, node.level, plan.then); failed(rc)) return rc;
+  stepAside(plan.then, node.level, node, plan.now);
+  return Rc::Ok;
+}
+
+Rc planShrink(const HeapView &view, const Fit &fit, std::uint64_t size, Resize &plan) {
+  const FreeSpace space(view);
+  const FreeBySize bySize(space);
+  const NodeRef &node = fit.node;
+  plan.node = node;
+  plan.offset = node.blockOffset();
+  plan.size = size;
+  if (Rc rc = bySize.behind(node, fit.bySize, fit.level, plan.now); failed(rc)) return rc;
+  if (Rc rc = bySize.find(size, node.level, plan.then); failed(rc)) return rc;
   stepAside(plan.then, node.level, node, plan.now);
   return Rc::Ok;
 }
@@ -86,6 +98,13 @@ Rc planRemoval(const HeapView &view, const NodeRef &node, Removal &plan) {
   return FreeBySize(space).around(node, plan.bySize);
 }
 
+Rc planTake(const HeapView &view, const Fit &fit, Removal &plan) {
+  const FreeSpace space(view);
+  plan.node = fit.node;
+  if (Rc rc = FreeByOffset(space).around(fit.node, plan.byOffset); failed(rc)) return rc;
+  return FreeBySize(space).behind(fit.node, fit.bySize, fit.level, plan.bySize);
+}
+
 void apply(const HeapView &view, const Removal &plan) {
   const FreeSpace space(view);
   FreeByOffset(space).unlink(plan.node, plan.byOffset);
@@ -93,10 +112,10 @@ void apply(const HeapView &view, const Removal &plan) {
   FreeByOffset(space).settleLevel();
 }
 
-Rc planInsertion(const HeapView &view, std::uint64_t offset, std::uint64_t size, Insertion &plan) {
+Rc planInsertion(const HeapView &view, std::uint64_t offset, std::uint64_t size, std::uint32_t level, Insertion &plan) {
   const FreeSpace space(view);
-  if (Rc rc = FreeByOffset(space).find(offset, plan.byOffset); failed(rc)) return rc;
-  return FreeBySize(space).find(size, plan.bySize);
+  if (Rc rc = FreeByOffset(space).find(offset, level, plan.byOffset); failed(rc)) return rc;
+  return FreeBySize(space).find(size, level, plan.bySize);
 }
 
 void apply(const HeapView &view, const Insertion &plan, const NodeRef &node) {
@@ -105,11 +124,11 @@ void apply(const HeapView &view, const Insertion &plan, const NodeRef &node) {
   FreeBySize(space).link(node, plan.bySize);
 }
 
-Rc planReturn(const HeapView &view, std::uint64_t offset, std::uint64_t size, Return &plan) {
+Rc planReturn(const HeapView &view, std::uint64_t offset, std::uint64_t size, std::uint32_t level, Return &plan) {
   const FreeSpace space(view);
   Place &around = plan.inserted.byOffset;
   if (!view.holdsBlock(offset, size)) return Rc::ChunkOutsideHeap;
-  if (Rc rc = FreeByOffset(space).find(offset, around); failed(rc)) return rc;
+  if (Rc rc = FreeByOffset(space).find(offset, level, around); failed(rc)) return rc;
   const NodeRef after = around.after[0];
   const std::uint64_t low = endOf(view, around.before[0]);
   const std::uint64_t high = after == view.last ? view.end : after.blockOffset();
@@ -118,7 +137,7 @@ Rc planReturn(const HeapView &view, std::uint64_t offset, std::uint64_t size, Re
   plan.size = size;
   plan.mergesBefore = around.before[0].offset != view.head.offset && low == offset;
   plan.mergesAfter = after.offset != view.last.offset && high == offset + size;
-  if (plan.needsNode()) return FreeBySize(space).find(size, plan.inserted.bySize);
+  if (plan.needsNode()) return FreeBySize(space).find(size, level, plan.inserted.bySize);
   return planGrowth(view, around, plan);
 }
 

@@ -9,8 +9,14 @@
 
 namespace sntr {
 
-// The smallest free block of at least n bytes, the one inserted last among equals; no node where there is none.
-Rc findBestFit(const HeapView &view, std::uint64_t n, NodeRef &fit);
+// The smallest free block of at least n bytes, the one inserted last among equals; no node where there is none. Its
+// place is what the search has met on the way, and is not yet held against the block's own links.
+struct Fit {
+  NodeRef node;
+  Place bySize;
+  std::uint32_t level;  // up to which the place is known
+};
+Rc findBestFit(const HeapView &view, std::uint64_t n, Fit &fit);
 
 // The first free block at or behind an offset; the tail sentinel where there is none.
 Rc findFreeFrom(const HeapView &view, std::uint64_t offset, NodeRef &node);
@@ -26,6 +32,9 @@ struct Resize {
 Rc planResize(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size, Resize &plan);
 void apply(const HeapView &view, const Resize &plan);
 
+// The same for a block that a search by size has just found and that becomes smaller: what is before it is known.
+Rc planShrink(const HeapView &view, const Fit &fit, std::uint64_t size, Resize &plan);
+
 // A block's node leaves both orders.
 struct Removal {
   NodeRef node;
@@ -35,16 +44,19 @@ struct Removal {
 Rc planRemoval(const HeapView &view, const NodeRef &node, Removal &plan);
 void apply(const HeapView &view, const Removal &plan);
 
-// A node, whose fields are written by then, enters both orders.
+// The same for a block that a search by size has just found.
+Rc planTake(const HeapView &view, const Fit &fit, Removal &plan);
+
+// A node, whose fields are written by then, enters both orders. A plan serves nodes up to the level it was made for.
 struct Insertion {
   Place byOffset;
   Place bySize;
 };
-Rc planInsertion(const HeapView &view, std::uint64_t offset, std::uint64_t size, Insertion &plan);
+Rc planInsertion(const HeapView &view, std::uint64_t offset, std::uint64_t size, std::uint32_t level, Insertion &plan);
 void apply(const HeapView &view, const Insertion &plan, const NodeRef &node);
 
 // A range comes back and merges with the free blocks that touch it. Planning fails with the type's notFound for a range
-// that overlaps a free block: it was free already.
+// that overlaps a free block: it was free already. Where none merges, the plan is for a node up to a level.
 struct Return {
   std::uint64_t offset;
   std::uint64_t size;
@@ -55,7 +67,7 @@ struct Return {
   Insertion inserted;  // where none does
   bool needsNode() const { return !mergesBefore && !mergesAfter; }
 };
-Rc planReturn(const HeapView &view, std::uint64_t offset, std::uint64_t size, Return &plan);
+Rc planReturn(const HeapView &view, std::uint64_t offset, std::uint64_t size, std::uint32_t level, Return &plan);
 
 // Applies it. `node` carries the block where none merges (its fields are written here); `freed` is the node that a
 // merge of both neighbours leaves over, or no node.

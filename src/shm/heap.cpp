@@ -23,10 +23,7 @@ Rc readPadSettings(const HeapView &view, ChunkPads &pads) {
   return firstFailure(read, exitExclusive(&view.tail->skipListLatch));
 }
 
-// Opened anew inside the section: what was read before the latch was obtained may have changed.
-Rc allocateLatched(const HeapRef &heap, std::uint64_t size, const ChunkPads &pads, Chunk &chunk) {
-  HeapView view;
-  if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
+Rc allocateLatched(const HeapView &view, std::uint64_t size, const ChunkPads &pads, Chunk &chunk) {
   const std::uint64_t padded = roundUp8(size) + pads.added;
   if (readWord<std::uint64_t>(&view.header->heapStat1) < padded) return view.traits().full;
   std::uint64_t offset = 0;
@@ -66,23 +63,18 @@ Rc changeConnections(const HeapRef &heap, Move move) {
 
 }  // namespace
 
-Rc checkHeap(const HeapRef &heap) {
-  const HeapTraits &traits = traitsOf(heap.type);
-  const HeapHeader *const header = headerOf(heap);
-  if (readWord<std::uint64_t>(&header->eyecatcher) != traits.eyecatcher) return traits.notThis;
-  if (readWord<std::uint64_t>(&header->heapHeaderOffset) != heap.headerOffset) return traits.offsetMismatch;
-  const std::uint64_t total = readWord<std::uint64_t>(&header->totalSize);
-  const std::uint64_t start = heap.type == HeapType::Domain ? 0 : heap.headerOffset;
-  const bool beyond = addsOver(start, total) || (heap.limit != 0 && start + total > heap.limit);
-  return beyond ? traits.notThis : Rc::Ok;
+Rc enterHeap(const HeapRef &heap) {
+  HeapView view;
+  return enterHeap(heap, view);
 }
 
-Rc enterHeap(const HeapRef &heap) {
+Rc enterHeap(const HeapRef &heap, HeapView &view) {
   if (Rc rc = checkHeap(heap); failed(rc)) return rc;
   ExclusiveLatch *const latch = &headerOf(heap)->heapLatch;
   if (Rc rc = enterExclusive(latch); failed(rc)) return rc;
-  HeapView view;
-  Rc rc = checkHeap(heap);
+  // Opening tests the offset and the size again.
+  const HeapTraits &traits = traitsOf(heap.type);
+  Rc rc = readWord<std::uint64_t>(&headerOf(heap)->eyecatcher) == traits.eyecatcher ? Rc::Ok : traits.notThis;
   if (!failed(rc)) rc = openHeap(heap, view);
   if (failed(rc)) return firstFailure(rc, exitExclusive(latch));
   if (readWord<std::uint64_t>(&view.area->intent) != 0) repairHeap(view);
@@ -99,21 +91,29 @@ Rc allocateChunk(const HeapRef &heap, std::uint64_t size, Chunk &chunk) {
   HeapView view;
   ChunkPads pads;
   if (Rc rc = checkHeap(heap); failed(rc)) return rc;
-  if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
-  if (size > view.total) return view.traits().full;
-  if (Rc rc = readPadSettings(view, pads); failed(rc)) return rc;
-  bool taken = false;
-  const Rc rc = heapSection(heap, [&] {
-    const Rc done = allocateLatched(heap, size, pads, chunk);
-    taken = !failed(done);
-    return done;
-  });
+  if (Rc rc = openHeader(heap, view); failed(rc)) return rc;
+  const Rc settings = size > view.total ? view.traits().full : readPadSettings(view, pads);
+  // The skip-list area is not needed yet; but where it is damaged too, that is told first.
+  if (failed(settings)) return firstFailure(openHeap(heap, view), settings);
+  // Opened anew inside the section: what was read before the latch was obtained may have changed.
+  if (Rc rc = enterHeap(heap, view); failed(rc)) return rc;
+  const Rc taken = allocateLatched(view, size, pads, chunk);
+  const Rc rc = firstFailure(taken, leaveHeap(heap));
   // Only leaving failed: nobody hears of the chunk, so it must not stay.
-  return taken && failed(rc) ? firstFailure(rc, releaseChunk(heap, chunk.offset)) : rc;
+  return failed(rc) && !failed(taken) ? firstFailure(rc, releaseChunk(heap, chunk.offset)) : rc;
 }
 
 Rc releaseChunk(const HeapRef &heap, std::uint64_t chunkOffset) {
-  return heapSection(heap, [&] { return releaseChunkLatched(heap, chunkOffset); });
+  bool released = false;
+  return releaseChunk(heap, chunkOffset, released);
+}
+
+Rc releaseChunk(const HeapRef &heap, std::uint64_t chunkOffset, bool &released) {
+  HeapView view;
+  if (Rc rc = enterHeap(heap, view); failed(rc)) return rc;
+  const Rc done = returnChunkAt(view, chunkOffset);
+  released = !failed(done);
+  return firstFailure(done, leaveHeap(heap));
 }
 
 Rc releaseChunkLatched(const HeapRef &heap, std::uint64_t chunkOffset) {

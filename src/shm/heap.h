@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "frame/trace.h"
+#include "layout/words.h"
 #include "shm/heap_header.h"
 #include "shm/heap_types.h"
 #include "sntr/types.h"
@@ -51,7 +52,16 @@ struct HeapPlan {
 Rc createHeap(std::byte *base, HeapType type, const HeapPlan &plan);
 
 // Eyecatcher, stored offset, and total size against the limit, without a latch: the type's notThis and offsetMismatch.
-Rc checkHeap(const HeapRef &heap);
+inline Rc checkHeap(const HeapRef &heap) {
+  const HeapTraits &traits = traitsOf(heap.type);
+  const HeapHeader *const header = headerOf(heap);
+  if (readWord<std::uint64_t>(&header->eyecatcher) != traits.eyecatcher) return traits.notThis;
+  if (readWord<std::uint64_t>(&header->heapHeaderOffset) != heap.headerOffset) return traits.offsetMismatch;
+  const std::uint64_t total = readWord<std::uint64_t>(&header->totalSize);
+  const std::uint64_t start = heap.type == HeapType::Domain ? 0 : heap.headerOffset;
+  const bool beyond = addsOver(start, total) || (heap.limit != 0 && start + total > heap.limit);
+  return beyond ? traits.notThis : Rc::Ok;
+}
 
 // Under the heap's latch: one more, or one fewer (never below 0), connected. Connecting fails with the type's `marked`.
 Rc connectHeap(const HeapRef &heap);
@@ -66,6 +76,9 @@ struct Chunk {
 Rc allocateChunk(const HeapRef &heap, std::uint64_t size, Chunk &chunk);
 Rc releaseChunk(const HeapRef &heap, std::uint64_t chunkOffset);
 
+// The same, and tells whether the chunk is free: also where only the latch could not be given back.
+Rc releaseChunk(const HeapRef &heap, std::uint64_t chunkOffset, bool &released);
+
 // The caller is inside heapSection() of this heap.
 Rc releaseChunkLatched(const HeapRef &heap, std::uint64_t chunkOffset);
 Rc findChunkLatched(const HeapRef &heap, std::uint64_t chunkOffset, std::uint64_t &chunkSize);
@@ -77,6 +90,10 @@ Rc heapInfo(const HeapRef &heap, ShmHeapInfo &info);
 // while we waited), and where a dead holder left its intent, calls the place of repair. A failure leaves nothing held.
 Rc enterHeap(const HeapRef &heap);
 Rc leaveHeap(const HeapRef &heap);
+
+// The same, and gives the view that was made inside.
+struct HeapView;
+Rc enterHeap(const HeapRef &heap, HeapView &view);
 
 // Runs `Rc work()` inside the heap's section and leaves it on every path; the first failure is the answer.
 template <class Work>

@@ -116,7 +116,7 @@ Rc insertFirstBlock(std::byte *base, HeapType type, const HeapPlan &plan) {
   Insertion place;
   NodeRef slot;
   const std::uint64_t size = view.end - view.blocksLow;
-  if (Rc rc = planInsertion(view, view.blocksLow, size, place); failed(rc)) return rc;
+  if (Rc rc = planInsertion(view, view.blocksLow, size, view.levels - 1, place); failed(rc)) return rc;
   if (Rc rc = takeAnySlot(view, chooseLevel(0, view.levels), slot); failed(rc)) return rc;
   if (!slot.exists()) return view.traits().misfit;
   bringToLife(view, slot, view.blocksLow, size, false);

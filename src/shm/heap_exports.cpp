@@ -56,13 +56,13 @@ Rc checkUnused(const HeapView &view, std::uint64_t offset, std::uint64_t size) {
   Place place;
   Return unused;
   if (Rc rc = planRecord(view, offset, size, place); failed(rc)) return rc;
-  return planReturn(view, offset, size, unused);
+  return planReturn(view, offset, size, 0, unused);
 }
 
 // Links a free node as it is described by its fields, without merging.
 Rc linkFree(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size) {
   Insertion place;
-  if (Rc rc = planInsertion(view, offset, size, place); failed(rc)) return rc;
+  if (Rc rc = planInsertion(view, offset, size, view.levels - 1, place); failed(rc)) return rc;
   bringToLife(view, node, offset, size, false);
   apply(view, place, node);
   addTo(view.header->heapStat1, size);
@@ -118,7 +118,7 @@ Rc returnFreeBlock(const HeapView &view, std::uint64_t offset, std::uint64_t siz
   if (Rc rc = checkUnused(view, offset, size); failed(rc)) return rc;
   const StatedIntent intent(view, Intent::Link, offset);
   Return plan;
-  if (Rc rc = planReturn(view, offset, size, plan); failed(rc)) return rc;
+  if (Rc rc = planReturn(view, offset, size, 0, plan); failed(rc)) return rc;
   if (plan.needsNode()) return insertFreeChunk(view, offset, size);
   NodeRef freed;
   apply(view, plan, NodeRef{}, freed);

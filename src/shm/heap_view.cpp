@@ -31,6 +31,10 @@ Rc openArea(HeapView &view) {
   view.levels = static_cast<std::uint32_t>(levels);
   view.nodesLow = view.areaStart + skipListHeaderSize(levels);
   view.blocksLow = view.areaStart + size;
+  const std::uint64_t largest = skipNodeSize(levels - 1);
+  const std::uint64_t room = view.end - view.nodesLow;
+  view.places = room >= largest && isMultipleOf8(view.nodesLow) ? (room - largest) / kWordSize + 1 : 0;
+  view.steps = view.total / skipNodeSize(0) + 2 * kMaxSkipLevels;
   view.head = sentinel(view, view.areaStart + headSentinelAt(levels));
   view.last = sentinel(view, view.areaStart + tailSentinelAt(levels));
   view.allocatedHead = sentinel(view, view.areaStart + kAllocatedHeadAt);
@@ -40,6 +44,11 @@ Rc openArea(HeapView &view) {
 }  // namespace
 
 Rc openHeap(const HeapRef &heap, HeapView &view) {
+  if (Rc rc = openHeader(heap, view); failed(rc)) return rc;
+  return openArea(view);
+}
+
+Rc openHeader(const HeapRef &heap, HeapView &view) {
   view.base = heap.base;
   view.type = heap.type;
   view.headerOffset = heap.headerOffset;
@@ -49,9 +58,8 @@ Rc openHeap(const HeapRef &heap, HeapView &view) {
   const std::uint64_t start = heap.type == HeapType::Domain ? 0 : heap.headerOffset;
   if (addsOver(start, view.total)) return view.traits().notThis;
   view.end = (start + view.total) & ~(kWordSize - 1);
-  if (heap.limit != 0 && view.end > heap.limit) return view.traits().notThis;
-  if (Rc rc = openTail(heap, view); failed(rc)) return rc;
-  return openArea(view);
+  if (heap.limit != 0 && start + view.total > heap.limit) return view.traits().notThis;
+  return openTail(heap, view);
 }
 
 Rc HeapView::nodeSpace(std::uint64_t offset, NodeRef &out) const {
@@ -69,14 +77,10 @@ Rc HeapView::node(std::uint64_t offset, Listed list, NodeRef &out) const {
   return ours && out.state() != kNodeDead ? Rc::Ok : Rc::ChunkOutsideHeap;
 }
 
-Rc FreeSpace::node(std::uint64_t offset, NodeRef &out) const {
-  if (offset == view_.head.offset || offset == view_.last.offset) {
-    out = offset == view_.head.offset ? view_.head : view_.last;
-    return Rc::Ok;
-  }
-  return view_.node(offset, Listed::Free, out);
+Rc FreeSpace::unusual(const HeapView &view, std::uint64_t offset, NodeRef &out) {
+  if (offset != view.head.offset && offset != view.last.offset) return view.node(offset, Listed::Free, out);
+  out = offset == view.head.offset ? view.head : view.last;
+  return Rc::Ok;
 }
-
-Rc AllocatedSpace::node(std::uint64_t offset, NodeRef &out) const { return view_.node(offset, Listed::Allocated, out); }
 
 }  // namespace sntr

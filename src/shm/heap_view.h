@@ -4,6 +4,7 @@
 // of the skip lists into an address.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -25,6 +26,8 @@ struct HeapView {
   std::uint64_t nodesLow;   // first offset at which a node may stand
   std::uint64_t blocksLow;  // first offset of managed space
   std::uint64_t end;        // behind the last managed byte
+  std::uint64_t places;     // multiples of 8 from nodesLow on at which a node may stand whatever its level
+  std::uint64_t steps;      // more hops than any list of the heap can need
   std::uint32_t levels;     // L
   HeapHeader *header;
   HeapTail *tail;
@@ -47,14 +50,15 @@ struct HeapView {
   bool holdsBlock(std::uint64_t offset, std::uint64_t size) const {
     return size != 0 && isMultipleOf8(offset) && isMultipleOf8(size) && liesWithin(offset, size, blocksLow, end);
   }
-
-  std::uint64_t maxSteps() const { return total / skipNodeSize(0) + 2 * kMaxSkipLevels; }
 };
 
 // Reads the bounds of a heap: its stored offset, and sizes that must agree with one another and with the limit. Whether
 // it carries its eyecatcher is the caller's to test. The type's offsetMismatch, its notThis where it reaches beyond its
 // memory, StoredUserAreaTooLarge, ChunkOutsideHeap for a skip-list area that cannot be.
 Rc openHeap(const HeapRef &heap, HeapView &view);
+
+// Only the parts before the skip-list area; the rest of the view is left unset. openHeap()'s codes but for the area's.
+Rc openHeader(const HeapRef &heap, HeapView &view);
 
 // A counter of the heap, moved by the holder of its latch.
 inline void addTo(std::uint64_t &word, std::uint64_t amount) {
@@ -85,41 +89,97 @@ class StatedIntent {
   std::uint64_t before_;
 };
 
+// Knows the nodes that walks meet at a look: live, of one list, not so near the heap's end that its level decides
+// whether it fits, and no record of an extent. It says nothing of the others. A copy of the bounds of a view, so that a
+// walk keeps them in registers whatever it writes.
+template <Listed list>
+class PlainNodes {
+ public:
+  explicit PlainNodes(const HeapView &view)
+      : base_(view.base), low_(view.nodesLow), places_(view.places), levels_(view.levels) {}
+
+  bool contain(std::uint64_t offset, NodeRef &out) const {
+    // The low bits of an odd offset become high ones, so that one comparison finds them too.
+    if (std::rotr(offset - low_, 3) >= places_) return false;
+    std::byte *const at = base_ + offset;
+    const SkipNode *const node = reinterpret_cast<const SkipNode *>(at);
+    const std::uint64_t level = readWord<std::uint64_t>(&node->nodeLevel);
+    if (level >= levels_ || readWord<std::uint64_t>(&node->state) != kLive) return false;
+    out = NodeRef{at, offset, static_cast<std::uint32_t>(level)};
+    return true;
+  }
+  std::uint32_t levels() const { return levels_; }
+
+ private:
+  // Both words of a live node's state, in one.
+  static constexpr std::uint64_t kLive = static_cast<std::uint64_t>(list) << 32 | kNodeLive;
+  static_assert(offsetof(SkipNode, allocated) == offsetof(SkipNode, state) + sizeof(std::uint32_t));
+
+  std::byte *base_;
+  std::uint64_t low_;
+  std::uint64_t places_;
+  std::uint32_t levels_;
+};
+
 // The free list as a space of nodes: two orders over the same nodes and one current level.
 class FreeSpace {
  public:
-  explicit FreeSpace(const HeapView &view) : view_(view) {}
-  Rc node(std::uint64_t offset, NodeRef &out) const;
-  const NodeRef &head() const { return view_.head; }
-  const NodeRef &end() const { return view_.last; }
-  std::uint32_t levels() const { return view_.levels; }
+  explicit FreeSpace(const HeapView &view) : view_(&view), plain_(view) {}
+  Rc node(std::uint64_t offset, NodeRef &out) const {
+    if (plain_.contain(offset, out)) [[likely]]
+      return Rc::Ok;
+    NodeRef other{};
+    const Rc rc = unusual(*view_, offset, other);
+    out = other;
+    return rc;
+  }
+  // Fetches a node that a walk may come to. Any offset will do: nothing is read, and no address is refused.
+  // Numbers are added, because the sum need not be an address of ours.
+  void expect(std::uint64_t offset) const {
+    __builtin_prefetch(reinterpret_cast<const void *>(reinterpret_cast<std::uintptr_t>(view_->base) + offset));
+  }
+  const NodeRef &head() const { return view_->head; }
+  const NodeRef &end() const { return view_->last; }
+  std::uint32_t levels() const { return plain_.levels(); }
   std::uint32_t currentLevel() const { return static_cast<std::uint32_t>(readWord<std::uint64_t>(levelWord())); }
   void setCurrentLevel(std::uint32_t level) const { writeWord<std::uint64_t>(levelWord(), level); }
-  std::uint64_t maxSteps() const { return view_.maxSteps(); }
+  std::uint64_t maxSteps() const { return view_->steps; }
   Rc damage() const { return Rc::ChunkOutsideHeap; }
 
  private:
-  void *levelWord() const { return view_.at(view_.areaStart + freeLevelAt(view_.levels)); }
-  const HeapView &view_;
+  // A sentinel, or whatever view.node() says.
+  static Rc unusual(const HeapView &view, std::uint64_t offset, NodeRef &out);
+  void *levelWord() const { return view_->at(view_->areaStart + freeLevelAt(view_->levels)); }
+
+  const HeapView *view_;
+  PlainNodes<Listed::Free> plain_;
 };
 
 // The allocated list as a space of nodes.
 class AllocatedSpace {
  public:
-  explicit AllocatedSpace(const HeapView &view) : view_(view) {}
-  Rc node(std::uint64_t offset, NodeRef &out) const;
-  const NodeRef &head() const { return view_.allocatedHead; }
-  NodeRef end() const { return NodeRef{}; }
-  std::uint32_t levels() const { return view_.levels; }
-  std::uint32_t currentLevel() const {
-    return static_cast<std::uint32_t>(readWord<std::uint64_t>(&view_.area->allocatedLevel));
+  explicit AllocatedSpace(const HeapView &view) : view_(&view), plain_(view) {}
+  Rc node(std::uint64_t offset, NodeRef &out) const {
+    if (plain_.contain(offset, out)) [[likely]]
+      return Rc::Ok;
+    NodeRef other{};
+    const Rc rc = view_->node(offset, Listed::Allocated, other);
+    out = other;
+    return rc;
   }
-  void setCurrentLevel(std::uint32_t level) const { writeWord<std::uint64_t>(&view_.area->allocatedLevel, level); }
-  std::uint64_t maxSteps() const { return view_.maxSteps(); }
+  const NodeRef &head() const { return view_->allocatedHead; }
+  NodeRef end() const { return NodeRef{}; }
+  std::uint32_t levels() const { return plain_.levels(); }
+  std::uint32_t currentLevel() const {
+    return static_cast<std::uint32_t>(readWord<std::uint64_t>(&view_->area->allocatedLevel));
+  }
+  void setCurrentLevel(std::uint32_t level) const { writeWord<std::uint64_t>(&view_->area->allocatedLevel, level); }
+  std::uint64_t maxSteps() const { return view_->steps; }
   Rc damage() const { return Rc::ChunkOutsideHeap; }
 
  private:
-  const HeapView &view_;
+  const HeapView *view_;
+  PlainNodes<Listed::Allocated> plain_;
 };
 
 using FreeByOffset = SkipList<ByOffset, FreeSpace>;

@@ -19,7 +19,8 @@ Rc granularSize(const HeapRef &heap, std::uint64_t size, std::uint64_t &rounded)
   if (!isMultipleOf8(granule)) return Rc::PoolGranuleUneven;
   if (granule == 0 || granule > total) return Rc::PoolGranuleBad;
   if (size > total || addsOver(size, granule)) return Rc::PoolFull;
-  rounded = (size + granule - 1) / granule * granule;
+  // The usual granule without the division.
+  rounded = granule == kWordSize ? roundUp8(size) : (size + granule - 1) / granule * granule;
   return Rc::Ok;
 }
 
@@ -67,11 +68,7 @@ Rc freeIn(const HeapRef &heap, void *&block) {
   std::uint64_t chunkOffset = 0;
   if (Rc rc = findChunkOf(heap, static_cast<const std::byte *>(block), chunkOffset); failed(rc)) return rc;
   bool released = false;
-  const Rc rc = heapSection(heap, [&] {
-    const Rc done = releaseChunkLatched(heap, chunkOffset);
-    released = !failed(done);
-    return done;
-  });
+  const Rc rc = releaseChunk(heap, chunkOffset, released);
   // Also where the latch could not be given back afterwards: the bytes may be somebody else's by now.
   if (released) block = nullptr;
   return rc;

@@ -59,21 +59,55 @@ class SkipList {
   explicit SkipList(const Space &space) : space_(space) {}
 
   // The place of a key at every level: behind the last node whose key is lower, before the first whose key is not.
-  Rc find(std::uint64_t key, Place &place) const {
+  Rc find(std::uint64_t key, Place &place) const { return find(key, space_.levels() - 1, place); }
+
+  // The same up to a level; above it nothing is written. Inlined, so that the space's bounds stay in registers.
+  [[gnu::always_inline]] Rc find(std::uint64_t key, std::uint32_t upTo, Place &place) const {
     const std::uint32_t top = space_.currentLevel();
     if (top >= space_.levels()) return space_.damage();
-    for (std::uint32_t i = top + 1; i < space_.levels(); ++i) {
+    for (std::uint32_t i = top + 1; i <= upTo; ++i) {
       place.before[i] = space_.head();
       place.after[i] = space_.end();
     }
     NodeRef here = space_.head();
-    NodeRef ahead = space_.end();
+    NodeRef ahead = space_.end();  // the node known not to be lower, from the level above at first
+    const std::uint64_t end = ahead.offset;
     std::uint64_t steps = space_.maxSteps();
-    for (std::uint32_t i = top + 1; i-- > 0;) {
-      if (Rc rc = walkLevel(key, i, here, ahead, steps); failed(rc)) return rc;
-      place.before[i] = here;
-      place.after[i] = ahead;
+    for (std::uint32_t i = top;;) {
+      const std::uint64_t next = here.readLink(Order::kForward, i);
+      if (next != ahead.offset) {
+        if (next == end) {
+          ahead = space_.end();
+        } else {
+          NodeRef node;
+          // What the walk will need next: the far links of a long node, and the next node of the level below should
+          // this one not be lower. Only fetched here: the link is read anew, and checked, when its turn comes.
+          if constexpr (requires { space_.expect(next); }) {
+            if constexpr (Order::kForward == Links::SizeForward) space_.expect(next + skipNodeSize(0) - 2 * kWordSize);
+            if (i > 0) space_.expect(here.readLink(Order::kForward, i - 1));
+          }
+          if (Rc rc = visit(next, i, node); failed(rc)) return rc;
+          if (Order::key(node) < key) {
+            if (steps-- == 0) return space_.damage();
+            here = node;
+            continue;
+          }
+          ahead = node;
+        }
+      }
+      if (i <= upTo) {
+        place.before[i] = here;
+        place.after[i] = ahead;
+      }
+      if (i-- == 0) return Rc::Ok;
     }
+  }
+
+  // The first node whose key is not lower.
+  Rc seek(std::uint64_t key, NodeRef &node) const {
+    Place place;
+    if (Rc rc = find(key, 0, place); failed(rc)) return rc;
+    node = place.after[0];
     return Rc::Ok;
   }
 
@@ -85,6 +119,21 @@ class SkipList {
       const bool meet = place.before[i].readLink(Order::kForward, i) == node.offset &&
                         place.after[i].readLink(Order::kBackward, i) == node.offset;
       if (!meet) return space_.damage();
+    }
+    return Rc::Ok;
+  }
+
+  // The same where a search, up to a level, has just met what is before the node. What does not fit that search is left
+  // to the node's own links.
+  Rc behind(const NodeRef &node, const Place &found, std::uint32_t known,
+            Place &place) const requires Order::kHasBackward {
+    if (node.level > known) return around(node, place);
+    for (std::uint32_t i = 0; i <= node.level; ++i) {
+      place.before[i] = found.before[i];
+      if (Rc rc = reach(node, Order::kForward, i, place.after[i]); failed(rc)) return rc;
+      const bool meet = found.after[i] == node && node.readLink(Order::kBackward, i) == found.before[i].offset &&
+                        place.after[i].readLink(Order::kBackward, i) == node.offset;
+      if (!meet) return around(node, place);
     }
     return Rc::Ok;
   }
@@ -135,27 +184,6 @@ class SkipList {
   }
 
  private:
-  // Goes forward on one level while the next key is lower. `ahead` comes in as the node known not to be lower from the
-  // level above, and goes out as that of this level.
-  Rc walkLevel(std::uint64_t key, std::uint32_t i, NodeRef &here, NodeRef &ahead, std::uint64_t &steps) const {
-    for (;;) {
-      const std::uint64_t next = here.readLink(Order::kForward, i);
-      if (next == ahead.offset) return Rc::Ok;
-      if (next == space_.end().offset) {
-        ahead = space_.end();
-        return Rc::Ok;
-      }
-      NodeRef node;
-      if (Rc rc = visit(next, i, node); failed(rc)) return rc;
-      if (Order::key(node) >= key) {
-        ahead = node;
-        return Rc::Ok;
-      }
-      if (steps-- == 0) return space_.damage();
-      here = node;
-    }
-  }
-
   Rc reach(const NodeRef &from, Links array, std::uint32_t i, NodeRef &to) const {
     return visit(from.readLink(array, i), i, to);
   }
