@@ -1,0 +1,104 @@
+"""What the library wants to reach: a piece of work, what it is held against, and the most that ours may take of theirs.
+
+A pair names two benchmarks as work/subject/number. A goal is changed here; docs/performance.md shows it.
+"""
+from dataclasses import dataclass
+
+
+@dataclass
+class Row:
+    work: str
+    ours: str
+    theirs: str
+    ratio: float
+    best: float | None  # what the floor reaches in our place, where there is one
+
+
+@dataclass
+class Goal:
+    works: list  # one text a pair; or a single one, and then the worst pair counts
+    against: str
+    most: float
+    pairs: list
+
+    def rows(self, results):
+        every = [(results.ratio(ours, theirs), ours, theirs) for ours, theirs in self.pairs]
+        if len(self.works) == 1 < len(every):
+            every = [max(every)]
+        return [Row(work, ours, theirs, ratio, floor_ratio(results, ours, theirs))
+                for work, (ratio, ours, theirs) in zip(self.works, every)]
+
+
+def floor_ratio(results, ours, theirs):
+    """None where there is no floor, or where it is the one that ours is held against."""
+    floor, other = ours.replace("/ours", "/floor"), theirs.replace("/ours", "/floor")
+    known = floor in results.median and other in results.median
+    return results.ratio(floor, other) if known and floor not in (ours, other, theirs) else None
+
+
+def goal(work, against, most, ours, theirs, numbers=(None,), unit="n = {}"):
+    """A row for each number; `ours` and `theirs` are names without it."""
+    def name(base, number):
+        return base if number is None else f"{base}/{number}"
+
+    works = [work if number is None else f"{work}, {unit}".format(f"{number:,}") for number in numbers]
+    return Goal(works, against, most, [(name(ours, number), name(theirs, number)) for number in numbers])
+
+
+LARGE = (1000, 30000)
+KINDS = [f"{kind}_{layout}" for kind in ("r", "v64", "ir", "iv64") for layout in ("array", "hash")]
+
+
+def tag_goals(verb, floor, robust, plain):
+    """get or set of R by tag, on tags from 1 to n and on such as are spread over all that there may be."""
+    for suffix, which in (("", ""), ("_sparse", ", sparse tags")):
+        work, name = f"{verb} R by tag, model 1{which}", f"{verb}_r{suffix}"
+        yield goal(work, "floor", floor, f"{name}/ours", f"{name}/floor", LARGE)
+        yield goal(work, "Boost map, robust mutex", robust, f"{name}/ours", f"{name}/boost_robust", LARGE)
+        yield goal(work, "Boost map, plain mutex", plain, f"{name}/ours", f"{name}/boost_plain", LARGE)
+
+
+GOALS = [
+    goal("latch pair, uncontended", "the C library's process-shared mutex pair", 0.95,
+         "latch_pair/ours", "latch_pair/pthread"),
+    *tag_goals("get", 1.4, 0.85, 1.0),
+    *tag_goals("set", 1.5, 0.9, 1.05),
+    goal("get IR by tag and 16-byte ID", "Boost map keyed by string", 0.85,
+         "get_ir/ours", "get_ir/boost_plain", (1000,)),
+    goal("get IR by tag and 16-byte ID", "Boost map keyed by string", 1.1,
+         "get_ir/ours", "get_ir/boost_plain", (30000,)),
+    goal("get V, 64 B", "Boost map", 0.9, "get_v64/ours", "get_v64/boost_plain", (1000,)),
+    goal("get V, 4 KiB", "Boost map", 1.0, "get_v4096/ours", "get_v4096/boost_plain", (1000,)),
+    goal("add R", "Boost insert", 0.6, "add_r/ours", "add_r/boost_plain", LARGE),
+    goal("delete R", "Boost erase", 0.85, "delete_r/ours", "delete_r/boost_plain", LARGE),
+    goal("set by record address, section held", "memory-mapped values by handle", 4,
+         "set_record_held/ours/1000", "set_record_held/mmv_handle/1000"),
+    goal("get by tag, unprotected model", "floor without a latch", 1.6,
+         "get_r/ours_unprotected", "get_r/floor_unprotected", LARGE),
+    goal("2 processes, own nodes, as many gets", "one process", 0.55,
+         "get_own_nodes_2_processes/ours/0", "get_own_nodes_1_process/ours/0"),
+    goal("2 processes, own nodes, as many sets", "one process", 0.55,
+         "set_own_nodes_2_processes/ours/0", "set_own_nodes_1_process/ours/0"),
+    goal("2 processes, one node, 60 ns between calls, get", "Boost map", 0.8,
+         "get_one_node_2_processes/ours/60", "get_one_node_2_processes/boost_plain/60"),
+    goal("2 processes, one node, 60 ns between calls, set", "Boost map", 0.8,
+         "set_one_node_2_processes/ours/60", "set_one_node_2_processes/boost_plain/60"),
+    goal("get beside a writer of a million sets a second", "alone", 1.5,
+         "get_beside_writer/ours/1000", "get_own_nodes_1_process/ours/0"),
+    goal("allocate + free, mixed sizes", "Boost best fit", 0.9,
+         "allocate_free_mixed/ours", "allocate_free_mixed/boost", (100, 1000), "{} live"),
+    goal("the same, 15 levels", "Boost best fit", 1.05,
+         "allocate_free_mixed_15_levels/ours", "allocate_free_mixed_15_levels/boost", (10000,), "{} live"),
+    goal("allocate + free, one size", "Boost best fit", 2.0,
+         "allocate_free_fixed/ours", "allocate_free_fixed/boost", (1000,), "{} live"),
+    goal("get R, 30,000 properties", "10 properties", 1.6, "get_r/ours/30000", "get_r/ours/10"),
+    goal("first value in a fresh process, from main to the value", "bare map and read", 1.3,
+         "first_value/ours", "first_value/bare"),
+    goal("get R", "LMDB get without sync", 0.3, "get_r/ours", "get_r/lmdb", LARGE),
+    goal("set R", "LMDB put without sync", 0.15, "set_r/ours", "set_r/lmdb", LARGE),
+    Goal(["tracing compiled in and switched off, worst of get and set R"], "compiled out", 1.03,
+         [(f"trace_off_{verb}_r/compiled_in/{n}", f"trace_off_{verb}_r/compiled_out/{n}")
+          for verb in ("get", "set") for n in (10, 1000)]),
+    Goal(["list creation with 32,768 properties, worst of kinds and layouts"], "with 2,048", 20,
+         [(f"create_list/{kind}/32768", f"create_list/{kind}/2048") for kind in KINDS]),
+]

@@ -1,0 +1,154 @@
+// What is done to a list or a node as a whole: laying a list out with its first properties, copying its keys out, and
+// making a node and giving it back.
+#include "support/other_stores.h"
+
+namespace bench {
+
+namespace {
+
+constexpr std::uint32_t kValueSize = 64;
+
+// The arrays that the creators take, for n properties. Tags from 1, for all kinds.
+struct Initial {
+  explicit Initial(std::uint32_t n)
+      : tags(n), registers(n), idLengths(n, kIDSize), ids(n), sizes(n, kValueSize), values(n, bytes) {
+    for (std::uint32_t i = 0; i < n; ++i) {
+      const Key key = keyOf(i, Tags::Dense);
+      tags[i] = key.tag;
+      ids[i] = IDs::of(key);
+    }
+  }
+  unsigned char bytes[kValueSize] = {};
+  std::vector<std::uint64_t> tags;
+  std::vector<std::int32_t> registers;
+  std::vector<std::uint64_t> idLengths;
+  std::vector<const void *> ids;
+  std::vector<std::uint64_t> sizes;
+  std::vector<const void *> values;
+};
+
+// A node with one list, which can be laid out again and again. `kind` is a SNTR_KIND_*.
+class List {
+ public:
+  List(std::uint32_t n, std::uint32_t kind, std::uint32_t layout) : n_(n), kind_(kind), layout_(layout), initial_(n) {
+    // The largest of all kinds and layouts: an IV table.
+    const std::uint64_t size = 0x100 + bucketsFor(n) * (0x18 + sizeOfSlot());
+    node_ = makeNode(segment_, {{kind, size}}, SNTR_MODEL_LATCHED);
+    requireOk(static_cast<std::uint32_t>(create()), "creating a list");
+  }
+
+  std::uint64_t create() {
+    const Initial &in = initial_;
+    switch (kind_) {
+      case SNTR_KIND_R:
+        return sntrCreateRPropertyList(node_, in.tags.data(), in.registers.data(), n_, n_, layout_, 0);
+      case SNTR_KIND_V:
+        return sntrCreateVPropertyList(node_, in.tags.data(), in.sizes.data(), in.values.data(), n_, n_, kValueSize,
+                                       layout_, 0);
+      case SNTR_KIND_IR:
+        return sntrCreateIRPropertyList(node_, in.tags.data(), in.idLengths.data(), in.ids.data(), in.registers.data(),
+                                        n_, n_, kIDSize, layout_, 0);
+      default:
+        return sntrCreateIVPropertyList(node_, in.tags.data(), in.idLengths.data(), in.ids.data(), in.sizes.data(),
+                                        in.values.data(), n_, n_, kIDSize, kValueSize, layout_, 0);
+    }
+  }
+
+  // Copies all keys out and looks at the last place, which is filled only when all are.
+  std::uint64_t keys() {
+    outTags_.resize(n_);
+    outLengths_.resize(n_);
+    outSizes_.resize(n_);
+    outIDs_.resize(std::size_t{n_} * kIDSize);
+    outTags_.back() = 0;
+    const std::uint64_t rc = copyKeys();
+    return rc | (outTags_.back() == 0 ? 1 : 0);
+  }
+
+ private:
+  std::uint64_t copyKeys() {
+    switch (kind_) {
+      case SNTR_KIND_R:
+        return sntrReturnRProperties(node_, outTags_.data(), 0, n_, 0);
+      case SNTR_KIND_V:
+        return sntrReturnVProperties(node_, outTags_.data(), outSizes_.data(), 0, n_, 0);
+      case SNTR_KIND_IR:
+        return sntrReturnIRProperties(node_, outTags_.data(), outLengths_.data(), outIDs_.data(), 0, n_, kIDSize, 0);
+      default:
+        return sntrReturnIVProperties(node_, outTags_.data(), outLengths_.data(), outIDs_.data(), outSizes_.data(), 0,
+                                      n_, kIDSize, 0);
+    }
+  }
+
+  std::uint64_t sizeOfSlot() const {
+    switch (kind_) {
+      case SNTR_KIND_R:
+        return 0x98;
+      case SNTR_KIND_V:
+        return 0x1b0 + kValueSize;
+      case SNTR_KIND_IR:
+        return 0x250 + kIDSize;
+      default:
+        return 0x1e0 + kIDSize + kValueSize;
+    }
+  }
+
+  std::uint32_t n_;
+  std::uint32_t kind_;
+  std::uint32_t layout_;
+  Initial initial_;
+  std::unique_ptr<Segment> segment_;
+  SNodeCB_t *node_ = nullptr;
+  std::vector<std::uint64_t> outTags_, outLengths_, outSizes_;
+  std::vector<char> outIDs_;
+};
+
+void addLists() {
+  struct Kind {
+    const char *name;
+    std::uint32_t kind;
+  };
+  for (const Kind &kind :
+       {Kind{"r", SNTR_KIND_R}, {"v64", SNTR_KIND_V}, {"ir", SNTR_KIND_IR}, {"iv64", SNTR_KIND_IV}}) {
+    for (const std::uint32_t layout : {SNTR_LAYOUT_ARRAY, SNTR_LAYOUT_HASH}) {
+      const std::string name = std::string(kind.name) + (layout == SNTR_LAYOUT_HASH ? "_hash" : "_array");
+      add("create_list/" + name,
+          [=](benchmark::State &state) {
+            auto &list = cached<List>(number(state), kind.kind, layout);
+            timeEach(state, Order::below(1), [&](Key) { return list.create(); });
+          })
+          ->Arg(0x800)
+          ->Arg(0x8000);
+      add("keys_out/" + name, [=](benchmark::State &state) {
+        auto &list = cached<List>(number(state), kind.kind, layout);
+        timeEach(state, Order::below(1), [&](Key) { return list.keys(); });
+      })->Arg(0x800);
+    }
+  }
+}
+
+// A node with a list for R, made and given back.
+void addNodeLife() {
+  add("node_create_disclaim/ours", [](benchmark::State &state) {
+    auto &segment = cached<Segment>(std::uint64_t{1} << 18);
+    std::uint64_t sizes[SNTR_AREA_COUNT] = {};
+    sizes[SNTR_AREA_R] = 1024;
+    timeEach(state, Order::below(1), [&](Key) -> std::uint64_t {
+      SNodeCB_t *node = nullptr;
+      std::uint64_t size = 0;
+      std::uint64_t offset = 0;
+      const std::uint32_t rc = sntrCreateNode(&segment.where(), &node, SNTR_KIND_R, sizes, &size, &offset);
+      return rc | sntrDisclaimNode(&node, segment.pool(), SNTR_VERSION);
+    });
+  });
+}
+
+const bool registered = [] {
+  addLists();
+  addNodeLife();
+  return true;
+}();
+
+}  // namespace
+
+}  // namespace bench

@@ -1,0 +1,71 @@
+// Registers by tag: get and set, add and delete, under model 1 and without a latch.
+#include "peers/lmdb_store.h"
+#include "support/r_stores.h"
+
+namespace bench {
+
+namespace {
+
+constexpr std::uint32_t kNumbers[] = {10, 100, 1000, 10000, 30000};
+
+template <class Store>
+void addGetSet(const std::string &subject, const std::string &suffix = "", Tags tags = Tags::Dense) {
+  for (const std::uint32_t n : kNumbers) {
+    add("get_r" + suffix + "/" + subject, [tags](benchmark::State &state) {
+      auto &store = cached<Store>(number(state), tags);
+      timeEach(state, Order::below(number(state), tags), [&](Key key) { return store.get(key); });
+    })->Arg(n);
+    add("set_r" + suffix + "/" + subject, [tags](benchmark::State &state) {
+      auto &store = cached<Store>(number(state), tags);
+      timeEach(state, Order::below(number(state), tags), [&](Key key) { return store.set(key); });
+    })->Arg(n);
+  }
+}
+
+// Batches of the properties that the store was made with, or of others behind them.
+template <class Store>
+void addChanges(const std::string &subject) {
+  constexpr std::uint32_t kBatch = 500;
+  for (const std::uint32_t n : {1000U, 30000U}) {
+    add("add_r/" + subject,
+        [](benchmark::State &state) {
+          auto &store = cached<Store>(number(state), Tags::Dense);
+          timeUndone(
+              state, number(state), kBatch, [&](Key key) { return store.add(key); },
+              [&](Key key) { return store.remove(key); });
+        })
+        ->Arg(n)
+        ->UseManualTime();
+    add("delete_r/" + subject,
+        [](benchmark::State &state) {
+          auto &store = cached<Store>(number(state), Tags::Dense);
+          timeUndone(
+              state, number(state) / 4, kBatch, [&](Key key) { return store.remove(key); },
+              [&](Key key) { return store.add(key); });
+        })
+        ->Arg(n)
+        ->UseManualTime();
+  }
+}
+
+template <class Store>
+void addAll(const std::string &subject) {
+  addGetSet<Store>(subject);
+  addGetSet<Store>(subject, "_sparse", Tags::Sparse);
+  addChanges<Store>(subject);
+}
+
+const bool registered = [] {
+  addAll<RNode>("ours");
+  addAll<RFloor>("floor");
+  addAll<RBoost<boostmap::PlainMutex>>("boost_plain");
+  addAll<RBoost<boostmap::RobustMutex>>("boost_robust");
+  addGetSet<UnprotectedRNode>("ours_unprotected");
+  addGetSet<UnprotectedRFloor>("floor_unprotected");
+  addGetSet<RLmdb>("lmdb");
+  return true;
+}();
+
+}  // namespace
+
+}  // namespace bench

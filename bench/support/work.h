@@ -1,0 +1,134 @@
+// What the benchmarks have in common: how one is registered, in which order keys are visited, and the loop that times
+// one call a round.
+//
+// A name is work/subject/number, for example "get_r/ours/1000": the report compares subjects of one work and number.
+// Stores outlive a benchmark, because with interleaved repetitions each is run many times. Nothing here is called from
+// two threads.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace bench {
+
+// A failure while something is set up; the benchmark that needed it reports it as its error.
+struct Failure : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+inline void require(bool fine, const std::string &what) {
+  if (!fine) throw Failure(what);
+}
+
+// Which tags name the properties: 1 to n, or such as are spread over all that there may be. The first are the best case
+// of a map whose hash is the number itself.
+enum class Tags : std::uint32_t { Dense = 1, Sparse = 629437 };
+
+// What a call is made with, ready beforehand: nobody is timed while he makes it.
+struct Key {
+  std::uint32_t index;  // below n
+  std::uint32_t tag;
+};
+
+inline Key keyOf(std::uint32_t index, Tags tags) {
+  constexpr std::uint32_t kAllTags = 0x100000;
+  return {index, index * static_cast<std::uint32_t>(tags) % kAllTags + 1};
+}
+
+// Keys with indices below n in an order that no hardware guesses. The same for every subject, because the seed is.
+class Order {
+ public:
+  static constexpr std::size_t kLength = std::size_t{1} << 15;  // 256 KiB, read in sequence
+
+  Order(std::uint32_t n, Tags tags) : keys_(kLength) {
+    std::mt19937 random(20240229);
+    for (Key &key : keys_) key = keyOf(static_cast<std::uint32_t>(random() % n), tags);
+  }
+
+  const Key &operator[](std::size_t i) const { return keys_[i % kLength]; }
+
+  static const Order &below(std::uint32_t n, Tags tags = Tags::Dense) {
+    static std::map<std::pair<std::uint32_t, Tags>, Order> orders;
+    return orders.try_emplace({n, tags}, n, tags).first->second;
+  }
+
+ private:
+  std::vector<Key> keys_;
+};
+
+// The store that was made with these arguments, made at the first call.
+template <class Store, class... Arguments>
+Store &cached(Arguments... arguments) {
+  static std::map<std::tuple<Arguments...>, std::unique_ptr<Store>> stores;
+  std::unique_ptr<Store> &store = stores[std::make_tuple(arguments...)];
+  if (store == nullptr) store = std::make_unique<Store>(arguments...);
+  return *store;
+}
+
+// Times `op(key)`, which answers 0 when the call succeeded and gave what was to be expected.
+template <class Op>
+void timeEach(benchmark::State &state, const Order &order, Op &&op) {
+  std::uint64_t wrong = 0;
+  std::size_t at = 0;
+  for (auto _ : state) wrong |= op(order[at++]);
+  if (wrong != 0) state.SkipWithError("a call failed or gave a wrong value");
+}
+
+// Times work that is done `batch` operations at a time. `round(order, at)` does so many, from that place of the order
+// on; it answers 0 when all is well.
+template <class Round>
+void timeBatches(benchmark::State &state, const Order &order, benchmark::IterationCount batch, Round &&round) {
+  std::uint64_t wrong = 0;
+  std::size_t at = 0;
+  while (state.KeepRunningBatch(batch)) {
+    wrong |= round(order, at);
+    at += static_cast<std::size_t>(batch);
+  }
+  if (wrong != 0) state.SkipWithError("a call failed or gave a wrong value");
+}
+
+// Times what changes a store, a batch at a time, and undoes it untimed. `doIt` and `undo` are given dense keys, all
+// different, from the first index on. For a benchmark with manual time.
+template <class Do, class Undo>
+void timeUndone(benchmark::State &state, std::uint32_t first, std::uint32_t batch, Do &&doIt, Undo &&undo) {
+  using Clock = std::chrono::steady_clock;
+  std::vector<Key> keys;
+  for (std::uint32_t i = 0; i < batch; ++i) keys.push_back(keyOf(first + i, Tags::Dense));
+  std::shuffle(keys.begin(), keys.end(), std::mt19937(7));
+  std::uint64_t wrong = 0;
+  while (state.KeepRunningBatch(batch)) {
+    const Clock::time_point start = Clock::now();
+    for (const Key &key : keys) wrong |= doIt(key);
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    for (const Key &key : keys) wrong |= undo(key);
+  }
+  if (wrong != 0) state.SkipWithError("a call failed");
+}
+
+// Registers a benchmark whose setup may throw.
+template <class Work>
+benchmark::internal::Benchmark *add(const std::string &name, Work work) {
+  return benchmark::RegisterBenchmark(name.c_str(), [work = std::move(work)](benchmark::State &state) {
+    try {
+      work(state);
+    } catch (const std::exception &failure) {
+      state.SkipWithError(failure.what());
+    }
+  });
+}
+
+// The number that the benchmark was registered with.
+inline std::uint32_t number(const benchmark::State &state) { return static_cast<std::uint32_t>(state.range(0)); }
+
+}  // namespace bench
