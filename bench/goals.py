@@ -50,8 +50,8 @@ KINDS = [f"{kind}_{layout}" for kind in ("r", "v64", "ir", "iv64") for layout in
 
 
 def tag_goals(verb, floor, robust, plain):
-    """get or set of R by tag, on tags from 1 to n and on such as are spread over all that there may be."""
-    for suffix, which in (("", ""), ("_sparse", ", sparse tags")):
+    """get or set of R by tag: tags from 1 to n at random and in turn, and such as are spread over all there may be."""
+    for suffix, which in (("", ", at random"), ("_in_turn", ", in turn"), ("_sparse", ", at random, sparse tags")):
         work, name = f"{verb} R by tag, model 1{which}", f"{verb}_r{suffix}"
         yield goal(work, "floor", floor, f"{name}/ours", f"{name}/floor", LARGE)
         yield goal(work, "Boost map, robust mutex", robust, f"{name}/ours", f"{name}/boost_robust", LARGE)
@@ -73,8 +73,10 @@ GOALS = [
     goal("delete R", "Boost erase", 0.85, "delete_r/ours", "delete_r/boost_plain", LARGE),
     goal("set by record address, section held", "memory-mapped values by handle", 4,
          "set_record_held/ours/1000", "set_record_held/mmv_handle/1000"),
-    goal("get by tag, unprotected model", "floor without a latch", 1.6,
+    goal("get by tag, unprotected model, at random", "floor without a latch", 1.6,
          "get_r/ours_unprotected", "get_r/floor_unprotected", LARGE),
+    goal("get by tag, unprotected model, in turn", "floor without a latch", 1.6,
+         "get_r_in_turn/ours_unprotected", "get_r_in_turn/floor_unprotected", LARGE),
     goal("2 processes, own nodes, as many gets", "one process", 0.55,
          "get_own_nodes_2_processes/ours/0", "get_own_nodes_1_process/ours/0"),
     goal("2 processes, own nodes, as many sets", "one process", 0.55,
@@ -91,7 +93,8 @@ GOALS = [
          "allocate_free_mixed_15_levels/ours", "allocate_free_mixed_15_levels/boost", (10000,), "{} live"),
     goal("allocate + free, one size", "Boost best fit", 2.0,
          "allocate_free_fixed/ours", "allocate_free_fixed/boost", (1000,), "{} live"),
-    goal("get R, 30,000 properties", "10 properties", 1.6, "get_r/ours/30000", "get_r/ours/10"),
+    goal("get R, 30,000 properties, at random", "10 properties", 1.6, "get_r/ours/30000", "get_r/ours/10"),
+    goal("get R, 30,000 properties, in turn", "10 properties", 1.6, "get_r_in_turn/ours/30000", "get_r_in_turn/ours/10"),
     goal("first value in a fresh process, from main to the value", "bare map and read", 1.3,
          "first_value/ours", "first_value/bare"),
     goal("get R", "LMDB get without sync", 0.3, "get_r/ours", "get_r/lmdb", LARGE),

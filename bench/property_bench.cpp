@@ -9,15 +9,16 @@ namespace {
 constexpr std::uint32_t kNumbers[] = {10, 100, 1000, 10000, 30000};
 
 template <class Store>
-void addGetSet(const std::string &subject, const std::string &suffix = "", Tags tags = Tags::Dense) {
+void addGetSet(const std::string &subject, const std::string &suffix = "", Tags tags = Tags::Dense,
+               Visit visit = Visit::AtRandom) {
   for (const std::uint32_t n : kNumbers) {
-    add("get_r" + suffix + "/" + subject, [tags](benchmark::State &state) {
+    add("get_r" + suffix + "/" + subject, [=](benchmark::State &state) {
       auto &store = cached<Store>(number(state), tags);
-      timeEach(state, Order::below(number(state), tags), [&](Key key) { return store.get(key); });
+      timeEach(state, Order::below(number(state), tags, visit), [&](Key key) { return store.get(key); });
     })->Arg(n);
-    add("set_r" + suffix + "/" + subject, [tags](benchmark::State &state) {
+    add("set_r" + suffix + "/" + subject, [=](benchmark::State &state) {
       auto &store = cached<Store>(number(state), tags);
-      timeEach(state, Order::below(number(state), tags), [&](Key key) { return store.set(key); });
+      timeEach(state, Order::below(number(state), tags, visit), [&](Key key) { return store.set(key); });
     })->Arg(n);
   }
 }
@@ -52,6 +53,7 @@ template <class Store>
 void addAll(const std::string &subject) {
   addGetSet<Store>(subject);
   addGetSet<Store>(subject, "_sparse", Tags::Sparse);
+  addGetSet<Store>(subject, "_in_turn", Tags::Dense, Visit::InTurn);
   addChanges<Store>(subject);
 }
 
@@ -60,8 +62,11 @@ const bool registered = [] {
   addAll<RFloor>("floor");
   addAll<RBoost<boostmap::PlainMutex>>("boost_plain");
   addAll<RBoost<boostmap::RobustMutex>>("boost_robust");
-  addGetSet<UnprotectedRNode>("ours_unprotected");
-  addGetSet<UnprotectedRFloor>("floor_unprotected");
+  for (const Visit visit : {Visit::AtRandom, Visit::InTurn}) {
+    const std::string suffix = visit == Visit::InTurn ? "_in_turn" : "";
+    addGetSet<UnprotectedRNode>("ours_unprotected", suffix, Tags::Dense, visit);
+    addGetSet<UnprotectedRFloor>("floor_unprotected", suffix, Tags::Dense, visit);
+  }
   addGetSet<RLmdb>("lmdb");
   return true;
 }();

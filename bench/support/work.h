@@ -46,21 +46,28 @@ inline Key keyOf(std::uint32_t index, Tags tags) {
   return {index, index * static_cast<std::uint32_t>(tags) % kAllTags + 1};
 }
 
-// Keys with indices below n in an order that no hardware guesses. The same for every subject, because the seed is.
+// In which order keys are visited: in one that no hardware guesses, or one after another and again, as a monitor does
+// that shows all it finds.
+enum class Visit { AtRandom, InTurn };
+
+// Keys with indices below n. The same for every subject, because the seed is.
 class Order {
  public:
   static constexpr std::size_t kLength = std::size_t{1} << 15;  // 256 KiB, read in sequence
 
-  Order(std::uint32_t n, Tags tags) : keys_(kLength) {
+  Order(std::uint32_t n, Tags tags, Visit visit) : keys_(kLength) {
     std::mt19937 random(20240229);
-    for (Key &key : keys_) key = keyOf(static_cast<std::uint32_t>(random() % n), tags);
+    std::uint32_t turn = 0;
+    for (Key &key : keys_) {
+      key = keyOf((visit == Visit::InTurn ? turn++ : static_cast<std::uint32_t>(random())) % n, tags);
+    }
   }
 
   const Key &operator[](std::size_t i) const { return keys_[i % kLength]; }
 
-  static const Order &below(std::uint32_t n, Tags tags = Tags::Dense) {
-    static std::map<std::pair<std::uint32_t, Tags>, Order> orders;
-    return orders.try_emplace({n, tags}, n, tags).first->second;
+  static const Order &below(std::uint32_t n, Tags tags = Tags::Dense, Visit visit = Visit::AtRandom) {
+    static std::map<std::tuple<std::uint32_t, Tags, Visit>, Order> orders;
+    return orders.try_emplace({n, tags, visit}, n, tags, visit).first->second;
   }
 
  private:

@@ -145,8 +145,10 @@ void fetchAhead(SNodeCB_t *node, const PropertyList &list, const typename K::Key
     fetch(sideBucket(list, kTagChain, key.tagHash));
     fetch(sideBucket(list, kIDChain, key.idHash));
   }
+  // Of a slot with a register alone only the beginning is written.
   const std::uint64_t slotSize = slotSizeOf<K>(list);
-  fetchToWrite(base, slotsEnd(list) + kLookAhead * slotSize, slotSize);
+  const std::uint64_t written = kFixedSize<K> ? K::data.chainSize + offsetof(RRecord, value) : slotSize;
+  fetchToWrite(base, slotsEnd(list) + kLookAhead * slotSize, written);
 }
 
 // Adds in the order of the arrays and stops at the first failure; what was added before it stays. Large tables lie in no
