@@ -40,17 +40,20 @@ class Published {
     std::snprintf(low, sizeof low, "%x", segment_.key().low);
     return {"first_value_ours", high, low, std::to_string(kTag)};
   }
-  std::vector<std::string> argumentsForBare() const {
+  std::vector<std::string> argumentsForBare() const { return argumentsFor("first_value_bare"); }
+  std::vector<std::string> argumentsForFloor() const { return argumentsFor("first_value_floor"); }
+
+ private:
+  std::vector<std::string> argumentsFor(const char *reader) const {
     std::int32_t *value = nullptr;
     requireOk(sntrGetAddressForRPropertyValue(node_, kTag, &value), "looking a value up");
     const auto base = static_cast<const char *>(segment_.domain()->baseAddress);
     char name[64];
     std::snprintf(name, sizeof name, "/qx7osse.%016llx%08x", static_cast<unsigned long long>(segment_.key().high),
                   segment_.key().low);
-    return {"first_value_bare", name, std::to_string(reinterpret_cast<const char *>(value) - base)};
+    return {reader, name, std::to_string(reinterpret_cast<const char *>(value) - base)};
   }
 
- private:
   Segment segment_;
   SNodeCB_t *node_;
 };
@@ -103,6 +106,7 @@ void addReader(const std::string &subject, std::vector<std::string> (Published::
 const bool registered = [] {
   addReader("ours", &Published::argumentsForOurs);
   addReader("bare", &Published::argumentsForBare);
+  addReader("floor", &Published::argumentsForFloor);
   return true;
 }();
 
