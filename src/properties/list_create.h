@@ -127,7 +127,7 @@ struct Pending {
 
   Pending(SNodeCB_t *node, const Initial &initial, std::uint64_t i)
       : key(initial.key(i)), prepared(prepare<K>(node, key)) {
-    key.takeChainHashes();
+    if (!failed(prepared)) key.takeChainHashes();
   }
 };
 
