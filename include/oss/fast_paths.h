@@ -73,9 +73,9 @@ static inline bool ossVLatchTryRelease(ossVLatch *latch, uint64_t self) {
 typedef int32_t __attribute__((may_alias)) OSSOpenCell;
 
 static inline OSSOpenCell *ossOpen(OSSVAtomicSigned32 *cell) {
+  if (ossCellsAreOpen == 0) return nullptr;
   unsigned char *bytes = cell->storage;
-  const bool aligned = reinterpret_cast<uintptr_t>(bytes) % sizeof(int32_t) == 0;
-  return ossCellsAreOpen != 0 && aligned ? reinterpret_cast<OSSOpenCell *>(bytes) : nullptr;
+  return reinterpret_cast<uintptr_t>(bytes) % sizeof(int32_t) == 0 ? reinterpret_cast<OSSOpenCell *>(bytes) : nullptr;
 }
 
 /* As add() of 0, which reads. Acquire: who reads a number sees what was written before it was stored. Answers true, or

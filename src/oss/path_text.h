@@ -24,8 +24,13 @@ class PathText {
  private:
   template <unsigned base>
   PathText &digits(std::uint64_t number, int width) noexcept {
-    if (number >= base || width > 1) digits<base>(number / base, width - 1);
-    put("0123456789abcdef"[number % base]);
+    char reversed[20];  // the longest number has twenty decimal digits
+    int count = 0;
+    do {
+      reversed[count++] = "0123456789abcdef"[number % base];
+      number /= base;
+    } while (number != 0 || count < width);
+    while (count > 0) put(reversed[--count]);
     return *this;
   }
   void put(char character) noexcept {

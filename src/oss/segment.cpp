@@ -151,7 +151,7 @@ uint32_t OSSHIPCMemory::create(const OSSIPCMemoryCreateParam *parameters) noexce
   if (mapping == nullptr) return code(Rc::OssNoMemory);
   OpenedSegment made{};
   const Rc rc = createFile(mapping->path, *parameters, made);
-  return Mapping::settle(*this, mapping, made, rc);
+  return Mapping::settle(*this, mapping, made, rc);  // NOLINT(clang-analyzer-unix.Malloc): it is kept there, or deleted
 }
 
 uint32_t OSSHIPCMemory::attach(const OSSIPCResID *key, void *requestedAddress) noexcept {
@@ -162,7 +162,7 @@ uint32_t OSSHIPCMemory::attach(const OSSIPCResID *key, void *requestedAddress) n
   if (mapping == nullptr) return code(Rc::OssNoMemory);
   OpenedSegment found{};
   const Rc rc = openFile(mapping->path, requestedAddress, found);
-  return Mapping::settle(*this, mapping, found, rc);
+  return Mapping::settle(*this, mapping, found, rc);  // NOLINT(clang-analyzer-unix.Malloc): as in create()
 }
 
 bool OSSHIPCMemory::isAttached() const noexcept { return address_ != nullptr; }

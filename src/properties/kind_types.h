@@ -196,6 +196,8 @@ constexpr bool kIsBase = std::is_same_v<decltype(K::data), const BaseData &>;
 // the key is not to be used. The codes of the kind's argument check.
 template <class K>
 Rc prepare(SNodeCB_t *node, typename K::Key &key, std::uint64_t valueSize = 1) {
+  // The first two of the kind's own checks, here where whoever reads on can see them.
+  if (Rc rc = checkNodeAndTag(node, key.tag); failed(rc)) return rc;
   if (Rc rc = K::checkInput(node, key, valueSize); failed(rc)) return rc;
   if constexpr (!kIsBase<K>) key.takeHash();
   return Rc::Ok;

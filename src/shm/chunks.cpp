@@ -74,6 +74,21 @@ Rc nodeForReturn(const HeapView &view, const Record &record, NodeAfter after, No
   return Rc::Ok;
 }
 
+// That node, brought to life with what it is to carry. The plan is for nodes up to the record's level; where another
+// level was ready it is made anew. The type's noBlock, ChunkOutsideHeap; then no node is taken.
+Rc readyNode(const HeapView &view, const Record &record, NodeAfter after, Return &plan, NodeRef &node) {
+  if (Rc rc = nodeForReturn(view, record, after, node); failed(rc)) return rc;
+  if (!node.exists()) return view.traits().noBlock;
+  if (node.level > record.node.level) {
+    if (Rc rc = planInsertion(view, plan.offset, plan.size, node.level, plan.inserted); failed(rc)) {
+      giveBack(view, node);
+      return Rc::ChunkOutsideHeap;
+    }
+  }
+  if (node != record.node) bringToLife(view, node, plan.offset, plan.size, false);
+  return Rc::Ok;
+}
+
 }  // namespace
 
 Rc takeChunk(const HeapView &view, std::uint64_t n, std::uint64_t userSize, const ChunkPads &pads,
@@ -117,16 +132,7 @@ Rc returnChunk(const HeapView &view, const Record &record, NodeAfter after) {
   if (Rc rc = planReturn(view, offset, record.node.blockSize(), level, plan); failed(rc)) return Rc::ChunkOutsideHeap;
   NodeRef node = NodeRef{};
   if (plan.needsNode()) {
-    if (Rc rc = nodeForReturn(view, record, after, node); failed(rc)) return rc;
-    if (!node.exists()) return view.traits().noBlock;
-    if (node.level > level) {
-      // Another level than the record's was ready.
-      if (Rc rc = planInsertion(view, offset, plan.size, node.level, plan.inserted); failed(rc)) {
-        giveBack(view, node);
-        return Rc::ChunkOutsideHeap;
-      }
-    }
-    if (node != record.node) bringToLife(view, node, offset, plan.size, false);
+    if (Rc rc = readyNode(view, record, after, plan, node); failed(rc)) return rc;
   }
   removeRecord(view, record);
   NodeRef freed;

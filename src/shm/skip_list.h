@@ -71,29 +71,13 @@ class SkipList {
     }
     NodeRef here = space_.head();
     NodeRef ahead = space_.end();  // the node known not to be lower, from the level above at first
-    const std::uint64_t end = ahead.offset;
     std::uint64_t steps = space_.maxSteps();
     for (std::uint32_t i = top;;) {
-      const std::uint64_t next = here.readLink(Order::kForward, i);
-      if (next != ahead.offset) {
-        if (next == end) {
-          ahead = space_.end();
-        } else {
-          NodeRef node;
-          // What the walk will need next: the far links of a long node, and the next node of the level below should
-          // this one not be lower. Only fetched here: the link is read anew, and checked, when its turn comes.
-          if constexpr (requires { space_.expect(next); }) {
-            if constexpr (Order::kForward == Links::SizeForward) space_.expect(next + skipNodeSize(0) - 2 * kWordSize);
-            if (i > 0) space_.expect(here.readLink(Order::kForward, i - 1));
-          }
-          if (Rc rc = visit(next, i, node); failed(rc)) return rc;
-          if (Order::key(node) < key) {
-            if (steps-- == 0) return space_.damage();
-            here = node;
-            continue;
-          }
-          ahead = node;
-        }
+      bool goesOn = false;
+      if (Rc rc = look(key, i, here, ahead, goesOn); failed(rc)) return rc;
+      if (goesOn) {
+        if (steps-- == 0) return space_.damage();
+        continue;
       }
       if (i <= upTo) {
         place.before[i] = here;
@@ -184,6 +168,32 @@ class SkipList {
   }
 
  private:
+  // Looks at the next node of a level: goes on to it where its key is lower, else it is the one ahead.
+  [[gnu::always_inline]] Rc look(std::uint64_t key, std::uint32_t i, NodeRef &here, NodeRef &ahead,
+                                 bool &goesOn) const {
+    const std::uint64_t next = here.readLink(Order::kForward, i);
+    if (next == ahead.offset) return Rc::Ok;
+    if (next == space_.end().offset) {
+      ahead = space_.end();
+      return Rc::Ok;
+    }
+    expect(here, next, i);
+    NodeRef node;
+    if (Rc rc = visit(next, i, node); failed(rc)) return rc;
+    goesOn = Order::key(node) < key;
+    (goesOn ? here : ahead) = node;
+    return Rc::Ok;
+  }
+
+  // Fetches what a walk will need next: the far links of a long node, and the next node of the level below should this
+  // one not be lower. Only fetched here: the link is read anew, and checked, when its turn comes.
+  [[gnu::always_inline]] void expect(const NodeRef &here, std::uint64_t next, std::uint32_t i) const {
+    if constexpr (requires { space_.expect(next); }) {
+      if constexpr (Order::kForward == Links::SizeForward) space_.expect(next + skipNodeSize(0) - 2 * kWordSize);
+      if (i > 0) space_.expect(here.readLink(Order::kForward, i - 1));
+    }
+  }
+
   Rc reach(const NodeRef &from, Links array, std::uint32_t i, NodeRef &to) const {
     return visit(from.readLink(array, i), i, to);
   }
