@@ -117,7 +117,39 @@ class Lists {
   std::size_t turn_ = 0;
 };
 
+// The stores of a table of R alone: bucket, link, tag, result code, register. No check, no latch, no count.
+class TableStores {
+ public:
+  explicit TableStores(std::uint32_t n) : n_(n), buckets_(bucketsFor(n)), memory_(buckets_ + n * kSlotWords) {}
+
+  std::uint64_t create() {
+    std::fill_n(memory_.begin(), buckets_, 0);
+    std::uint64_t slot = buckets_;
+    for (std::uint64_t tag = 1; tag <= n_; ++tag, slot += kSlotWords) {
+      std::uint64_t *link = &memory_[floor::hashTag(tag) % buckets_];
+      while (*link != 0 && memory_[*link + 1] < tag) link = &memory_[*link];
+      const std::uint64_t words[] = {*link, tag, 0, tag};
+      std::copy(std::begin(words), std::end(words), &memory_[slot]);
+      *link = slot;
+    }
+    return memory_[slot - kSlotWords + 1] == n_ ? 0 : 1;
+  }
+
+ private:
+  static constexpr std::uint64_t kSlotWords = 0x98 / 8;
+  std::uint64_t n_;
+  std::uint64_t buckets_;
+  std::vector<std::uint64_t> memory_;
+};
+
 void addLists() {
+  add("create_list/r_hash_floor",
+      [](benchmark::State &state) {
+        auto &table = cached<TableStores>(number(state));
+        timeEach(state, Order::below(1), [&](Key) { return table.create(); });
+      })
+      ->Arg(0x800)
+      ->Arg(0x8000);
   struct Kind {
     const char *name;
     std::uint32_t kind;
