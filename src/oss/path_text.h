@@ -11,6 +11,8 @@ namespace oss {
 
 class PathText {
  public:
+  static constexpr std::size_t kSize = 64;  // with the NUL behind
+
   PathText &text(const char *part) noexcept {
     while (*part != '\0') put(*part++);
     return *this;
@@ -37,7 +39,7 @@ class PathText {
     if (length_ < sizeof text_ - 1) text_[length_++] = character;
   }
 
-  char text_[64] = {};
+  char text_[kSize] = {};
   std::size_t length_ = 0;
 };
 

@@ -47,6 +47,7 @@ Rc reservePiece(int file, std::uint64_t from, std::uint64_t length, int &interru
 
 SegmentPath segmentPath(const OSSIPCResID &key) noexcept {
   SegmentPath path;
+  static_assert(sizeof kDirectory + sizeof "/qx7osse." + 24 <= SegmentPath::kSize);
   path.text(kDirectory).text("/qx7osse.").hexadecimal(key.high, 16).hexadecimal(key.low, 8);
   return path;
 }

@@ -1,5 +1,6 @@
-// Reads /proc/.../stat: one line, whose fields are counted from 1. Field 1 is the thread's number. Field 2 is the program's name in brackets and may
-// hold anything, brackets and blanks included, so the fields after it are found from the last closing bracket.
+// Reads /proc/.../stat: one line, whose fields are counted from 1. Field 1 is the thread's number. Field 2 is the
+// program's name in brackets and may hold anything, brackets and blanks included, so the fields after it are found from
+// the last closing bracket.
 #include "thread_stat.h"
 
 #include <fcntl.h>
