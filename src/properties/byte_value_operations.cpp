@@ -14,7 +14,9 @@ uint32_t sntrGetAddressForVPropertyValue(SNodeCB_t *node, uint64_t tag, void **v
 
 [[gnu::flatten]] uint32_t sntrGetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *size, void **address,
                                                    void *buffer, uint64_t latchHeld) {
-  if (quick::getBytes<VKind>(node, TagKey{tag}, {size, address, buffer}, latchHeld)) return code(Rc::Ok);
+  if (const uint32_t rc = quick::getBytes<VKind>(node, TagKey{tag}, {size, address, buffer}, latchHeld);
+      rc != quick::kNothingDone)
+    return rc;
   return tracedApart(Fn::sntrGetValueForVProperty, [=](Trace &t) {
     return getBytes<VKind>(t, node, TagKey{tag}, {size, address, buffer}, latchHeld);
   });
@@ -22,7 +24,9 @@ uint32_t sntrGetAddressForVPropertyValue(SNodeCB_t *node, uint64_t tag, void **v
 
 [[gnu::flatten]] uint32_t sntrSetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
                                                    uint64_t latchHeld) {
-  if (quick::setBytes<VKind>(node, TagKey{tag}, Bytes{value, valueSize}, latchHeld)) return code(Rc::Ok);
+  if (const uint32_t rc = quick::setBytes<VKind>(node, TagKey{tag}, Bytes{value, valueSize}, latchHeld);
+      rc != quick::kNothingDone)
+    return rc;
   return tracedApart(Fn::sntrSetValueForVProperty, [=](Trace &t) {
     return setBytes<VKind>(t, node, TagKey{tag}, Bytes{value, valueSize}, latchHeld);
   });
@@ -51,8 +55,10 @@ uint32_t sntrGetAddressForIVPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrGetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     uint64_t *size, void **address, void *buffer, uint64_t latchHeld) {
-  if (quick::getBytes<IVKind>(node, TagIDKey(tag, idLength, id), {size, address, buffer}, latchHeld))
-    return code(Rc::Ok);
+  if (const uint32_t rc =
+          quick::getBytes<IVKind>(node, TagIDKey(tag, idLength, id), {size, address, buffer}, latchHeld);
+      rc != quick::kNothingDone)
+    return rc;
   return tracedApart(Fn::sntrGetValueForIVProperty, [=](Trace &t) {
     return getBytes<IVKind>(t, node, TagIDKey(tag, idLength, id), {size, address, buffer}, latchHeld);
   });
@@ -60,8 +66,10 @@ uint32_t sntrGetAddressForIVPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrSetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     uint64_t valueSize, const void *value, uint64_t latchHeld) {
-  if (quick::setBytes<IVKind>(node, TagIDKey(tag, idLength, id), Bytes{value, valueSize}, latchHeld))
-    return code(Rc::Ok);
+  if (const uint32_t rc =
+          quick::setBytes<IVKind>(node, TagIDKey(tag, idLength, id), Bytes{value, valueSize}, latchHeld);
+      rc != quick::kNothingDone)
+    return rc;
   return tracedApart(Fn::sntrSetValueForIVProperty, [=](Trace &t) {
     return setBytes<IVKind>(t, node, TagIDKey(tag, idLength, id), Bytes{value, valueSize}, latchHeld);
   });

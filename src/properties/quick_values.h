@@ -2,10 +2,10 @@
 //
 // Most calls find everything as it should be: tracing off, the latch free, the node active, the record in its place. For
 // those the operations of values.h and byte_values.h stand here a second time, without a word of what can be wrong. A
-// function answers true when it has done everything that its operation does, and false when it has done nothing that
-// anybody could see, for whatever reason. Then the caller runs the operation itself, from its beginning; it is what finds
-// out the result code, traces, waits for the latch, and reaches the services layer by calls. So no line here decides on a
-// code, and every check is the one that the operation makes too.
+// function does everything that its operation does and answers with its code, or it does nothing that anybody could see,
+// for whatever reason, and answers kNothingDone. Then the caller runs the operation itself, from its beginning; it is what
+// finds out the result code, traces, waits for the latch, and reaches the services layer by calls. So the one failure
+// that is told here is a latch that could not be given back, and every check is the one that the operation makes too.
 //
 // It is short because nothing is carried along for a failure, and because hardly anything is called: a compiler that
 // sees a call keeps registers free for it on every way through.
@@ -23,6 +23,9 @@
 
 namespace sntr::quick {
 
+// No result code.
+constexpr std::uint32_t kNothingDone = 0xffffffff;
+
 // Gives back a latch that others wait for, or that was damaged. Out of line: see above.
 [[gnu::noinline]] inline bool releaseByCall(SNodeLatchBlock_t *block) { return ossVLatchRelease(&block->latch) == 0; }
 
@@ -34,17 +37,18 @@ inline bool canMark(SNodeLatchBlock_t *block) {
 // Runs `bool find()` and then `void use()` in a section of the node, for reading or writing, unless the caller holds
 // one. A write is marked and counted only once find() has found everything, so that whoever gives up has left no trace.
 template <bool write, class Find, class Use>
-[[gnu::always_inline]] inline bool inSection(SNodeCB_t *node, std::uint64_t latchHeld, Find &&find, Use &&use) {
+[[gnu::always_inline]] inline std::uint32_t inSection(SNodeCB_t *node, std::uint64_t latchHeld, Find &&find,
+                                                      Use &&use) {
   SNodeLatchBlock_t *block = &node->primaryLatch;
   std::uint64_t latchWord = 0;
   if (latchHeld == 0) {
     const std::uint32_t model = loadField(node->concurrencyModel);
     if (model == SNTR_MODEL_LATCHED) [[likely]] {
-      if (readWord<std::uint32_t>(&block->latchVersion) != kVersionWord) return false;
+      if (readWord<std::uint32_t>(&block->latchVersion) != kVersionWord) return kNothingDone;
       latchWord = ossVLatchTryGet(&block->latch);
-      if (latchWord == 0) return false;
+      if (latchWord == 0) return kNothingDone;
     } else if (failed(checkModel(model))) {
-      return false;
+      return kNothingDone;
     }
   }
   // A mark that stands is a dead writer's, whose node is repaired on the long way.
@@ -57,8 +61,9 @@ template <bool write, class Find, class Use>
     if (write && latched) static_cast<void>(writeCell(&block->writeInProgress, 0));
   }
   if (!latched || ossVLatchTryRelease(&block->latch, latchWord)) [[likely]]
-    return found;
-  return releaseByCall(block) && found;
+    return found ? code(Rc::Ok) : kNothingDone;
+  const Rc released = releaseByCall(block) ? Rc::Ok : Rc::LatchFailed;
+  return found ? code(released) : kNothingDone;
 }
 
 // What an operation asks of its arguments and of the area before the section. An identifier is read only within the
@@ -94,10 +99,10 @@ template <class K>
 }
 
 template <class K>
-[[gnu::always_inline]] inline bool getRegister(SNodeCB_t *node, typename K::Key key, std::int32_t *out,
-                                               std::uint64_t latchHeld) {
+[[gnu::always_inline]] inline std::uint32_t getRegister(SNodeCB_t *node, typename K::Key key, std::int32_t *out,
+                                                        std::uint64_t latchHeld) {
   PropertyList list;
-  if (!prepareKey<K>(node, key, list) || out == nullptr) return false;
+  if (!prepareKey<K>(node, key, list) || out == nullptr) return kNothingDone;
   std::byte *record = nullptr;
   return inSection<false>(
       node, latchHeld, [&] { return findRegister<K>(node, key, list, record); },
@@ -105,10 +110,10 @@ template <class K>
 }
 
 template <class K>
-[[gnu::always_inline]] inline bool setRegister(SNodeCB_t *node, typename K::Key key, std::int32_t value,
-                                               std::uint64_t latchHeld) {
+[[gnu::always_inline]] inline std::uint32_t setRegister(SNodeCB_t *node, typename K::Key key, std::int32_t value,
+                                                        std::uint64_t latchHeld) {
   PropertyList list;
-  if (!prepareKey<K>(node, key, list)) return false;
+  if (!prepareKey<K>(node, key, list)) return kNothingDone;
   std::byte *record = nullptr;
   return inSection<true>(
       node, latchHeld, [&] { return findRegister<K>(node, key, list, record); },
@@ -118,10 +123,10 @@ template <class K>
 // Finds a record and the room of its value. Like the operation it reads the size, which may be damaged, before it
 // believes it.
 template <class K>
-[[gnu::always_inline]] inline bool getBytes(SNodeCB_t *node, typename K::Key key, const BytesOutput &out,
-                                            std::uint64_t latchHeld) {
+[[gnu::always_inline]] inline std::uint32_t getBytes(SNodeCB_t *node, typename K::Key key, const BytesOutput &out,
+                                                     std::uint64_t latchHeld) {
   PropertyList list;
-  if (!prepareKey<K>(node, key, list)) return false;
+  if (!prepareKey<K>(node, key, list)) return kNothingDone;
   const auto findAndRead = [&] {
     std::byte *record = nullptr;
     return find<K>(node, key, list, record) && !failed(readBytes<K>(list, record, out));
@@ -131,11 +136,11 @@ template <class K>
 
 // The size is tested against the room that the list has now, and before anything is stored.
 template <class K>
-[[gnu::always_inline]] inline bool setBytes(SNodeCB_t *node, typename K::Key key, const Bytes &value,
-                                            std::uint64_t latchHeld) {
+[[gnu::always_inline]] inline std::uint32_t setBytes(SNodeCB_t *node, typename K::Key key, const Bytes &value,
+                                                     std::uint64_t latchHeld) {
   PropertyList list;
-  if (!prepareKey<K>(node, key, list) || value.data == nullptr) return false;
-  if ((loadField(node->nodeOptions) & K::data.selector) == 0) return false;
+  if (!prepareKey<K>(node, key, list) || value.data == nullptr) return kNothingDone;
+  if ((loadField(node->nodeOptions) & K::data.selector) == 0) return kNothingDone;
   std::byte *record = nullptr;
   const auto findRoom = [&] {
     std::byte *room = nullptr;

@@ -13,13 +13,15 @@ uint32_t sntrGetAddressForRPropertyValue(SNodeCB_t *node, uint64_t tag, int32_t 
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
-  if (quick::getRegister<RKind>(node, TagKey{tag}, value, latchHeld)) return code(Rc::Ok);
+  if (const uint32_t rc = quick::getRegister<RKind>(node, TagKey{tag}, value, latchHeld); rc != quick::kNothingDone)
+    return rc;
   return tracedApart(Fn::sntrGetValueForRProperty,
                      [=](Trace &t) { return getRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
-  if (quick::setRegister<RKind>(node, TagKey{tag}, value, latchHeld)) return code(Rc::Ok);
+  if (const uint32_t rc = quick::setRegister<RKind>(node, TagKey{tag}, value, latchHeld); rc != quick::kNothingDone)
+    return rc;
   return tracedApart(Fn::sntrSetValueForRProperty,
                      [=](Trace &t) { return setRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
 }
@@ -44,7 +46,9 @@ uint32_t sntrGetAddressForIRPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrGetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     int32_t *value, uint64_t latchHeld) {
-  if (quick::getRegister<IRKind>(node, TagIDKey(tag, idLength, id), value, latchHeld)) return code(Rc::Ok);
+  if (const uint32_t rc = quick::getRegister<IRKind>(node, TagIDKey(tag, idLength, id), value, latchHeld);
+      rc != quick::kNothingDone)
+    return rc;
   return tracedApart(Fn::sntrGetValueForIRProperty, [=](Trace &t) {
     return getRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
   });
@@ -52,7 +56,9 @@ uint32_t sntrGetAddressForIRPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrSetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     int32_t value, uint64_t latchHeld) {
-  if (quick::setRegister<IRKind>(node, TagIDKey(tag, idLength, id), value, latchHeld)) return code(Rc::Ok);
+  if (const uint32_t rc = quick::setRegister<IRKind>(node, TagIDKey(tag, idLength, id), value, latchHeld);
+      rc != quick::kNothingDone)
+    return rc;
   return tracedApart(Fn::sntrSetValueForIRProperty, [=](Trace &t) {
     return setRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
   });
