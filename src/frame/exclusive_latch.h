@@ -2,12 +2,15 @@
 // heap has two, taken one after the other and never nested.
 #pragma once
 
+#include <oss/fast_paths.h>
 #include <oss/latch.h>
 
 #include <cstdint>
 
 #include "layout/field_table.h"
 #include "layout/rc.h"
+#include "layout/version.h"
+#include "layout/words.h"
 
 namespace sntr {
 
@@ -30,5 +33,17 @@ static_assert(tiles(kExclusiveLatchFields, 0x88) && sizeof(ExclusiveLatch) == 0x
 Rc initializeExclusiveLatch(ExclusiveLatch *latch, std::uint64_t selector);
 Rc enterExclusive(ExclusiveLatch *latch);
 Rc exitExclusive(ExclusiveLatch *latch);
+
+// The same on the short way, for who gives the latch back where it was taken: `owner` is what the latch was taken with,
+// or 0 after the long way. Codes and order are those of the long way, which is gone where the short one does nothing.
+inline Rc enterExclusive(ExclusiveLatch *latch, std::uint64_t &owner) {
+  owner = 0;
+  if (readWord<std::uint32_t>(&latch->latchSelector) == kVersionWord) owner = ossVLatchTryGet(&latch->latch);
+  return owner != 0 ? Rc::Ok : enterExclusive(latch);
+}
+inline Rc exitExclusive(ExclusiveLatch *latch, std::uint64_t owner) {
+  const bool known = readWord<std::uint32_t>(&latch->latchSelector) == kVersionWord;
+  return known && ossVLatchTryRelease(&latch->latch, owner) ? Rc::Ok : exitExclusive(latch);
+}
 
 }  // namespace sntr

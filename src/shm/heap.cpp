@@ -14,13 +14,14 @@ namespace {
 // is taken.
 Rc readPadSettings(const HeapView &view, ChunkPads &pads) {
   DebugSettings &settings = view.tail->debug;
-  if (Rc rc = enterExclusive(&view.tail->skipListLatch); failed(rc)) return rc;
+  std::uint64_t owner = 0;
+  if (Rc rc = enterExclusive(&view.tail->skipListLatch, owner); failed(rc)) return rc;
   const std::uint32_t type = readWord<std::uint32_t>(&settings.padType);
   const std::uint32_t front = readWord<std::uint32_t>(&settings.frontPadWords);
   const std::uint32_t back = readWord<std::uint32_t>(&settings.backPadWords);
   writeWord<std::uint32_t>(&settings.debugUsed, 1);
   const Rc read = padsFor(type, front, back, pads);
-  return firstFailure(read, exitExclusive(&view.tail->skipListLatch));
+  return firstFailure(read, exitExclusive(&view.tail->skipListLatch, owner));
 }
 
 Rc allocateLatched(const HeapView &view, std::uint64_t size, const ChunkPads &pads, Chunk &chunk) {
@@ -71,17 +72,21 @@ Rc enterHeap(const HeapRef &heap) {
 Rc enterHeap(const HeapRef &heap, HeapView &view) {
   if (Rc rc = checkHeap(heap); failed(rc)) return rc;
   ExclusiveLatch *const latch = &headerOf(heap)->heapLatch;
-  if (Rc rc = enterExclusive(latch); failed(rc)) return rc;
+  if (Rc rc = enterExclusive(latch, view.latchOwner); failed(rc)) return rc;
   // Opening tests the offset and the size again.
   const HeapTraits &traits = traitsOf(heap.type);
   Rc rc = readWord<std::uint64_t>(&headerOf(heap)->eyecatcher) == traits.eyecatcher ? Rc::Ok : traits.notThis;
   if (!failed(rc)) rc = openHeap(heap, view);
-  if (failed(rc)) return firstFailure(rc, exitExclusive(latch));
+  if (failed(rc)) return firstFailure(rc, exitExclusive(latch, view.latchOwner));
   if (readWord<std::uint64_t>(&view.area->intent) != 0) repairHeap(view);
   return Rc::Ok;
 }
 
 Rc leaveHeap(const HeapRef &heap) { return exitExclusive(&headerOf(heap)->heapLatch); }
+
+Rc leaveHeap(const HeapRef &heap, const HeapView &view) {
+  return exitExclusive(&headerOf(heap)->heapLatch, view.latchOwner);
+}
 
 Rc connectHeap(const HeapRef &heap) { return changeConnections(heap, Move::Up); }
 
@@ -98,7 +103,7 @@ Rc allocateChunk(const HeapRef &heap, std::uint64_t size, Chunk &chunk) {
   // Opened anew inside the section: what was read before the latch was obtained may have changed.
   if (Rc rc = enterHeap(heap, view); failed(rc)) return rc;
   const Rc taken = allocateLatched(view, size, pads, chunk);
-  const Rc rc = firstFailure(taken, leaveHeap(heap));
+  const Rc rc = firstFailure(taken, leaveHeap(heap, view));
   // Only leaving failed: nobody hears of the chunk, so it must not stay.
   return failed(rc) && !failed(taken) ? firstFailure(rc, releaseChunk(heap, chunk.offset)) : rc;
 }
@@ -113,7 +118,7 @@ Rc releaseChunk(const HeapRef &heap, std::uint64_t chunkOffset, bool &released) 
   if (Rc rc = enterHeap(heap, view); failed(rc)) return rc;
   const Rc done = returnChunkAt(view, chunkOffset);
   released = !failed(done);
-  return firstFailure(done, leaveHeap(heap));
+  return firstFailure(done, leaveHeap(heap, view));
 }
 
 Rc releaseChunkLatched(const HeapRef &heap, std::uint64_t chunkOffset) {

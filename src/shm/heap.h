@@ -91,9 +91,10 @@ Rc heapInfo(const HeapRef &heap, ShmHeapInfo &info);
 Rc enterHeap(const HeapRef &heap);
 Rc leaveHeap(const HeapRef &heap);
 
-// The same, and gives the view that was made inside.
+// The same, and gives the view that was made inside, which is of use until the section is left.
 struct HeapView;
 Rc enterHeap(const HeapRef &heap, HeapView &view);
+Rc leaveHeap(const HeapRef &heap, const HeapView &view);
 
 // Runs `Rc work()` inside the heap's section and leaves it on every path; the first failure is the answer.
 template <class Work>

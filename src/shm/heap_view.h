@@ -21,14 +21,15 @@ struct HeapView {
   std::byte *base;
   HeapType type;
   std::uint64_t headerOffset;
-  std::uint64_t total;      // of the heap, in bytes
-  std::uint64_t areaStart;  // offset of the skip-list area
-  std::uint64_t nodesLow;   // first offset at which a node may stand
-  std::uint64_t blocksLow;  // first offset of managed space
-  std::uint64_t end;        // behind the last managed byte
-  std::uint64_t places;     // multiples of 8 from nodesLow on at which a node may stand whatever its level
-  std::uint64_t steps;      // more hops than any list of the heap can need
-  std::uint32_t levels;     // L
+  std::uint64_t total;       // of the heap, in bytes
+  std::uint64_t areaStart;   // offset of the skip-list area
+  std::uint64_t nodesLow;    // first offset at which a node may stand
+  std::uint64_t blocksLow;   // first offset of managed space
+  std::uint64_t end;         // behind the last managed byte
+  std::uint64_t places;      // multiples of 8 from nodesLow on at which a node may stand whatever its level
+  std::uint64_t steps;       // more hops than any list of the heap can need
+  std::uint32_t levels;      // L
+  std::uint64_t latchOwner;  // with what the heap's latch was taken, see exitExclusive(); 0 where it is not known
   HeapHeader *header;
   HeapTail *tail;
   SkipArea *area;
