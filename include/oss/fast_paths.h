@@ -46,27 +46,35 @@ static inline OSSLatchWords *ossLatchWordsOf(ossVLatch *latch) {
   return reinterpret_cast<OSSLatchWords *>((reinterpret_cast<uintptr_t>(latch->storage) + 7) & ~uintptr_t{7});
 }
 
-/* Gets a latch that is shared and free. Answers the owner word with which it is held now, or 0: nothing was changed. */
-static inline uint64_t ossVLatchTryGet(ossVLatch *latch) {
-  OSSLatchWords *words = ossLatchWordsOf(latch);
+/* Gets a latch that is shared and free. Answers true, and in `self` the owner word with which it is held now; or false:
+ * nothing was changed. Whoever gets one has met a layer whose cells are open, too. */
+static inline bool ossLatchTryTake(OSSLatchWords *words, uint64_t *self) {
   /* Acquire: pairs with the release in ossVLatchInit(). */
   const uint64_t validity = __atomic_load_n(&words->validity, __ATOMIC_ACQUIRE);
-  const uint64_t self = ossIdentity.word;
   uint64_t free = 0;
-  if (validity != OSS_LATCH_VALID_SHARED) return 0;
+  if (validity != OSS_LATCH_VALID_SHARED) return false;
+  *self = ossIdentity.word;
   /* Relaxed: this thread, or the one that forked, has itself met the epoch that it kept. */
-  if (__atomic_load_n(ossIdentity.epochOfProcess, __ATOMIC_RELAXED) != ossIdentity.epoch) return 0;
+  if (__atomic_load_n(ossIdentity.epochOfProcess, __ATOMIC_RELAXED) != ossIdentity.epoch) return false;
   /* Acquire: pairs with the release by which the last holder gave the latch back. */
-  if (!__atomic_compare_exchange_n(&words->owner, &free, self, 0, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED)) return 0;
-  return self;
+  return __atomic_compare_exchange_n(&words->owner, &free, *self, 0, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED);
 }
 
 /* Gives back a latch that is held with this owner word and that nobody waits for. Answers true, or false: nothing was
- * changed. `self` may be 0, which never does anything. */
-static inline bool ossVLatchTryRelease(ossVLatch *latch, uint64_t self) {
+ * changed. */
+static inline bool ossLatchTryLeave(OSSLatchWords *words, uint64_t self) {
   /* Release: pairs with the acquire by which the next holder gets it. */
-  return self != 0 && __atomic_compare_exchange_n(&ossLatchWordsOf(latch)->owner, &self, UINT64_C(0), 0,
-                                                  __ATOMIC_RELEASE, __ATOMIC_RELAXED);
+  return __atomic_compare_exchange_n(&words->owner, &self, UINT64_C(0), 0, __ATOMIC_RELEASE, __ATOMIC_RELAXED);
+}
+
+/* The same two on the latch itself. The first answers the owner word, or 0, with which the second does nothing. */
+static inline uint64_t ossVLatchTryGet(ossVLatch *latch) {
+  uint64_t self = 0;
+  return ossLatchTryTake(ossLatchWordsOf(latch), &self) ? self : 0;
+}
+
+static inline bool ossVLatchTryRelease(ossVLatch *latch, uint64_t self) {
+  return self != 0 && ossLatchTryLeave(ossLatchWordsOf(latch), self);
 }
 
 /* The number of a cell as an aligned word, or null. */
@@ -76,6 +84,11 @@ static inline OSSOpenCell *ossOpen(OSSVAtomicSigned32 *cell) {
   if (ossCellsAreOpen == 0) return nullptr;
   unsigned char *bytes = cell->storage;
   return reinterpret_cast<uintptr_t>(bytes) % sizeof(int32_t) == 0 ? reinterpret_cast<OSSOpenCell *>(bytes) : nullptr;
+}
+
+/* The same where both are known: that cells are open, and that this one is aligned. */
+static inline OSSOpenCell *ossOpenAligned(OSSVAtomicSigned32 *cell) {
+  return reinterpret_cast<OSSOpenCell *>(cell->storage);
 }
 
 /* As add() of 0, which reads. Acquire: who reads a number sees what was written before it was stored. Answers true, or

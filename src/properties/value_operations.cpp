@@ -1,5 +1,6 @@
 // The exported operations on values that are registers, and on result codes of all kinds.
 #include "frame/trace.h"
+#include "properties/direct_values.h"
 #include "properties/kind_types.h"
 #include "properties/quick_values.h"
 #include "properties/values.h"
@@ -7,23 +8,62 @@
 
 using namespace sntr;
 
+namespace {
+
+// What the direct way of direct_values.h goes over to, the next longer way first.
+[[gnu::noinline]] uint32_t getRTraced(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
+  return traced(Fn::sntrGetValueForRProperty,
+                [&](Trace &t) { return getRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
+}
+
+[[gnu::noinline, gnu::flatten]] uint32_t getR(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
+  const uint32_t rc = quick::getRegister<RKind>(node, TagKey{tag}, value, latchHeld);
+  return rc != quick::kNothingDone ? rc : getRTraced(node, tag, value, latchHeld);
+}
+
+[[gnu::noinline, gnu::flatten]] uint32_t getRUnlocked(SNodeCB_t *node, uint64_t tag, int32_t *value,
+                                                      uint64_t latchHeld) {
+  return direct::getRegisterUnlocked<RKind, getR>(node, tag, value, latchHeld);
+}
+
+[[gnu::noinline]] uint32_t getRAfterwards(SNodeCB_t *node, uint64_t tag, int32_t *value) {
+  direct::giveUp(node);
+  return getRTraced(node, tag, value, 0);
+}
+
+[[gnu::noinline]] uint32_t setRTraced(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
+  return traced(Fn::sntrSetValueForRProperty,
+                [&](Trace &t) { return setRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
+}
+
+[[gnu::noinline, gnu::flatten]] uint32_t setR(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
+  const uint32_t rc = quick::setRegister<RKind>(node, TagKey{tag}, value, latchHeld);
+  return rc != quick::kNothingDone ? rc : setRTraced(node, tag, value, latchHeld);
+}
+
+[[gnu::noinline, gnu::flatten]] uint32_t setRUnlocked(SNodeCB_t *node, uint64_t tag, int32_t value,
+                                                      uint64_t latchHeld) {
+  return direct::setRegisterUnlocked<RKind, setR>(node, tag, value, latchHeld);
+}
+
+[[gnu::noinline]] uint32_t setRAfterwards(SNodeCB_t *node, uint64_t tag, int32_t value) {
+  direct::giveUp(node);
+  return setRTraced(node, tag, value, 0);
+}
+
+}  // namespace
+
 uint32_t sntrGetAddressForRPropertyValue(SNodeCB_t *node, uint64_t tag, int32_t **value) {
   return traced(Fn::sntrGetAddressForRPropertyValue,
                 [&](Trace &t) { return addressOfRegister<RKind>(t, node, TagKey{tag}, value); });
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
-  if (const uint32_t rc = quick::getRegister<RKind>(node, TagKey{tag}, value, latchHeld); rc != quick::kNothingDone)
-    return rc;
-  return tracedApart(Fn::sntrGetValueForRProperty,
-                     [=](Trace &t) { return getRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
+  return direct::getRegister<RKind, getRUnlocked, getRAfterwards>(node, tag, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
-  if (const uint32_t rc = quick::setRegister<RKind>(node, TagKey{tag}, value, latchHeld); rc != quick::kNothingDone)
-    return rc;
-  return tracedApart(Fn::sntrSetValueForRProperty,
-                     [=](Trace &t) { return setRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
+  return direct::setRegister<RKind, setRUnlocked, setRAfterwards>(node, tag, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
