@@ -70,9 +70,11 @@ const bool registered = [] {
   addIRChanges<IRBoost<PlainMutex>>("boost_plain");
 
   addGetSet<VNode<64>>("v64", "ours", {10, 1000, 30000});
+  addGetSet<VFloor<64>>("v64", "floor", {10, 1000, 30000});
   addGetSet<VBoost<64, PlainMutex>>("v64", "boost_plain", {10, 1000, 30000});
   addGetSet<VBoost<64, RobustMutex>>("v64", "boost_robust", {10, 1000, 30000});
   addGetSet<VNode<4096>>("v4096", "ours", {10, 1000});
+  addGetSet<VFloor<4096>>("v4096", "floor", {10, 1000});
   addGetSet<VBoost<4096, PlainMutex>>("v4096", "boost_plain", {10, 1000});
   addGetSet<VBoost<4096, RobustMutex>>("v4096", "boost_robust", {10, 1000});
   addGetSet<IVNode<64>>("iv64", "ours", {10, 1000, 30000});

@@ -60,7 +60,7 @@ def allowed(room):
     if top == "src" and name in ROOMS:
         return public | {f"src/{lower}" for lower in ROOMS[: ROOMS.index(name)]}
     if top == "bench":  # the floor works on the published formats
-        return public | {"src/layout", "src/properties"}
+        return public | {"src/layout", "src/shm", "src/properties"}
     if top == "tests" and name == "oss":
         return {"include/oss", "src/oss", "src/layout", "tests/support"}
     if top == "tests" and name in ROOMS:

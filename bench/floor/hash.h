@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "properties/tag_hash.h"
+
 namespace bench::floor {
 
 struct Sums {
@@ -31,20 +33,9 @@ struct Sums {
   std::uint64_t value() const { return exclusive ^ sum ^ product; }
 };
 
-// The decimal digits as characters, the least significant first.
-inline std::uint64_t hashTag(std::uint64_t tag) {
-  Sums sums(0);
-  auto rest = static_cast<std::uint32_t>(tag);
-  while (rest >= 10) {
-    const std::uint32_t tens = rest / 10;
-    const std::uint32_t hundreds = rest / 100;
-    sums.two('0' + rest - tens * 10, '0' + tens - hundreds * 10);
-    rest = hundreds;
-    if (rest == 0) return sums.value();
-  }
-  sums.one('0' + rest);
-  return sums.value();
-}
+// The decimal digits as characters, the least significant first. There is no faster way known than the library's own, by
+// tables of pairs of digits.
+inline std::uint64_t hashTag(std::uint64_t tag) { return sntr::hashPropertyTag(tag); }
 
 inline std::uint64_t hashBytes(std::uint64_t seed, const unsigned char *bytes, std::size_t count) {
   Sums sums(seed);

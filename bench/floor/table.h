@@ -87,6 +87,10 @@ struct TagTable {
 };
 inline constexpr TagTable kRTable = {SNTR_AREA_R, sizeof(sntr::RAreaHeader), offsetof(sntr::RAreaHeader, bucketCount)};
 
+inline constexpr TagTable kVTable = {SNTR_AREA_V, sizeof(sntr::VAreaHeader), offsetof(sntr::VAreaHeader, bucketCount)};
+
+// A slot of both begins with its link and the record, and the record with the tag.
+static_assert(offsetof(sntr::VRecord, tag) == offsetof(sntr::RRecord, tag));
 inline constexpr std::uint64_t kTagAt = offsetof(sntr::RSlot, record) + offsetof(sntr::RRecord, tag);
 inline constexpr std::uint64_t kRecordAt = offsetof(sntr::RSlot, record);
 inline constexpr std::uint64_t kRCellAt = kRecordAt + offsetof(sntr::RRecord, value);
@@ -149,6 +153,31 @@ inline bool matches(const Place &place, std::uint64_t tag) { return place.slot !
   char *slot = findPresent<kRTable>(node, tag, hash);
   if (slot == nullptr) return node.exitWrite() | kMissing;
   writeCell(slot + kRCellAt, value);
+  return node.exitWrite();
+}
+
+// A value of bytes: where it is and how long stands in the record.
+inline char *valueOf(Node &node, const char *slot) {
+  return node.at(load<std::uint64_t>(slot + kRecordAt + offsetof(sntr::VRecord, valueOffset)));
+}
+
+[[gnu::noinline]] inline std::uint32_t getV(Node &node, std::uint64_t tag, std::uint64_t *size, void *bytes) {
+  const std::uint64_t hash = hashTag(tag);
+  node.enterRead();
+  const char *slot = findPresent<kVTable>(node, tag, hash);
+  if (slot == nullptr) return node.exitRead() | kMissing;
+  *size = load<std::uint64_t>(slot + kRecordAt + offsetof(sntr::VRecord, valueSize));
+  std::memcpy(bytes, valueOf(node, slot), *size);
+  return node.exitRead();
+}
+
+[[gnu::noinline]] inline std::uint32_t setV(Node &node, std::uint64_t tag, std::uint64_t size, const void *bytes) {
+  const std::uint64_t hash = hashTag(tag);
+  node.enterWrite();
+  char *slot = findPresent<kVTable>(node, tag, hash);
+  if (slot == nullptr) return node.exitWrite() | kMissing;
+  std::memcpy(valueOf(node, slot), bytes, size);
+  store(slot + kRecordAt + offsetof(sntr::VRecord, valueSize), size);
   return node.exitWrite();
 }
 

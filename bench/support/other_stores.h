@@ -177,6 +177,29 @@ class VNode {
   Bytes<size> buffer_;
 };
 
+template <std::uint32_t size>
+class VFloor {
+ public:
+  explicit VFloor(std::uint32_t n)
+      : original_(n), copy_(original_.node->nodeSize + 0x1000), node_(copy_.copyOf(original_.node)) {}
+
+  std::uint64_t get(Key key) {
+    std::uint64_t length = 0;
+    const std::uint32_t rc = floor::getV(node_, key.tag, &length, buffer_.bytes);
+    return answerBytes(rc, buffer_.bytes, length, size, key);
+  }
+  std::uint64_t set(Key key) {
+    std::memcpy(buffer_.bytes, &key.index, sizeof key.index);
+    return floor::setV(node_, key.tag, size, buffer_.bytes);
+  }
+
+ private:
+  VNode<size> original_;
+  Segment copy_;
+  floor::Node node_;
+  Bytes<size> buffer_;
+};
+
 template <std::uint32_t size, class Mutex>
 class VBoost {
  public:
