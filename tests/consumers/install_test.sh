@@ -31,13 +31,13 @@ libdir=$(pkg-config --variable=libdir sntr)
 
 # Word splitting is how pkg-config and compiler flags are passed on.
 # shellcheck disable=SC2046,SC2086
-"$CC" -std=c11 -Wall -Wextra -Wpedantic -Werror $CFLAGS "$here/publish_read_c.c" $(pkg-config --cflags --libs sntr) \
+"$CC" -std=c11 -Wall -Wextra -Wpedantic -Werror $CFLAGS "$here/publish_read.c" $(pkg-config --cflags --libs sntr) \
   -o "$work/by_pkg_config"
 LD_LIBRARY_PATH=$libdir "$work/by_pkg_config"
 echo "built by pkg-config: runs"
 
 "$SNTR_CMAKE" -G "$SNTR_GENERATOR" -S "$here/find_package" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
-  -DCONSUMER_SOURCE="$here/publish_read_c.c" >/dev/null
+  -DCONSUMER_SOURCE="$here/publish_read.c" >/dev/null
 "$SNTR_CMAKE" --build "$work/build" >/dev/null
 "$work/build/consumer"
 echo "built by find_package: runs"

@@ -11,26 +11,16 @@
 #include <utility>
 
 #include "support/codes.h"
+#include "support/words.h"
 
 namespace {
 
 using sntr::Rc;
+using support::setWordAt, support::wordAt;
 
 // Copied before main() runs: what the globals hold once the library is loaded.
 const SegmentInfoGlobal kSegmentInfoAtLoad = sntrGASegInfo;
 const SegmentListHead kSegmentListAtLoad = sntrSegLLHeader;
-
-template <class T>
-T at(const void *record, std::size_t offset) {
-  T value;
-  std::memcpy(&value, static_cast<const char *>(record) + offset, sizeof(value));
-  return value;
-}
-
-template <class T>
-void put(void *record, std::size_t offset, T value) {
-  std::memcpy(static_cast<char *>(record) + offset, &value, sizeof(value));
-}
 
 std::uint32_t initialize() { return SNTROneTimeOnlyInitialization(SNTR_VERSION, SNTR_VERSION); }
 
@@ -39,21 +29,21 @@ void *allocate(std::uint64_t size) { return std::memset(_ossMemAlloc(size, "test
 // A record with two buffers, in front of the attach list; what belongs to it, in the order of its freeing.
 std::array<void *, 4> attach(std::uint32_t version) {
   std::array<void *, 4> parts = {allocate(8), allocate(8), allocate(72), allocate(16)};
-  put(parts[2], 0, version);
-  put(parts[2], 48, parts[0]);
-  put(parts[2], 40, parts[1]);
-  put(parts[3], 0, at<void *>(pSegAttachList, 0));
-  put(parts[3], 8, parts[2]);
-  put(pSegAttachList, 0, parts[3]);
+  setWordAt(parts[2], 0, version);
+  setWordAt(parts[2], 48, parts[0]);
+  setWordAt(parts[2], 40, parts[1]);
+  setWordAt(parts[3], 0, wordAt<void *>(pSegAttachList, 0));
+  setWordAt(parts[3], 8, parts[2]);
+  setWordAt(pSegAttachList, 0, parts[3]);
   return parts;
 }
 
 void fillSegmentInfo(std::uint32_t state, std::uint32_t version) {
-  put(&sntrGASegInfo, 0, state);
-  put(&sntrGASegInfo, 8, version);
+  setWordAt(&sntrGASegInfo, 0, state);
+  setWordAt(&sntrGASegInfo, 8, version);
   for (std::size_t buffer : {48u, 56u}) {
-    _ossMemFree(at<void *>(&sntrGASegInfo, buffer), "test", 2);
-    put(&sntrGASegInfo, buffer, allocate(8));
+    _ossMemFree(wordAt<void *>(&sntrGASegInfo, buffer), "test", 2);
+    setWordAt(&sntrGASegInfo, buffer, allocate(8));
   }
 }
 
@@ -71,22 +61,22 @@ class ProcessState : public ::testing::Test {
 TEST_F(ProcessState, LoadingSetsTheTwoLatches) {
   for (const void *record :
        {static_cast<const void *>(&kSegmentInfoAtLoad), static_cast<const void *>(&kSegmentListAtLoad)}) {
-    EXPECT_EQ(at<std::uint64_t>(record, 24), 0xa050004u);
-    EXPECT_EQ(at<std::uint32_t>(record, 32), 0u);
+    EXPECT_EQ(wordAt<std::uint64_t>(record, 24), 0xa050004u);
+    EXPECT_EQ(wordAt<std::uint32_t>(record, 32), 0u);
   }
 }
 
 TEST_F(ProcessState, CountsUsesAndTearsDownWithTheLast) {
   sntrSegAttachLatch = 1;  // as a fork may have left it
-  put(&sntrSegLLHeader, 0, std::uint64_t{1});
-  put(&sntrGCFLLHeader, 0, std::uint64_t{1});
+  setWordAt(&sntrSegLLHeader, 0, std::uint64_t{1});
+  setWordAt(&sntrGCFLLHeader, 0, std::uint64_t{1});
   ASSERT_RC(initialize(), Rc::Ok);
   EXPECT_EQ(sntrAPIIsInitialized, 0xf4eebee4u);
-  EXPECT_EQ(at<std::uint32_t>(&sntrGASegInfo, 0), 0xbeeff4eeu);
-  EXPECT_EQ(at<std::uint64_t>(&sntrSegLLHeader, 0), 0u);
-  EXPECT_EQ(at<std::uint32_t>(&sntrSegLLHeader, 8), 0x1317d17u);
-  EXPECT_EQ(at<std::uint32_t>(&sntrSegLLHeader, 16), 0x1317d17u);
-  EXPECT_EQ(at<std::uint64_t>(&sntrGCFLLHeader, 0), 0u);
+  EXPECT_EQ(wordAt<std::uint32_t>(&sntrGASegInfo, 0), 0xbeeff4eeu);
+  EXPECT_EQ(wordAt<std::uint64_t>(&sntrSegLLHeader, 0), 0u);
+  EXPECT_EQ(wordAt<std::uint32_t>(&sntrSegLLHeader, 8), 0x1317d17u);
+  EXPECT_EQ(wordAt<std::uint32_t>(&sntrSegLLHeader, 16), 0x1317d17u);
+  EXPECT_EQ(wordAt<std::uint64_t>(&sntrGCFLLHeader, 0), 0u);
   ASSERT_RC(SNTROneTimeOnlyInitialization(1, 2), Rc::Ok) << "a later one does not look at its arguments";
   EXPECT_RC(SNTRCleanup(1), Rc::Ok);
   EXPECT_EQ(sntrAPIInitRefCount, 1u);
@@ -119,7 +109,7 @@ TEST_F(ProcessState, FreesWhatIsStampedWhateverTheStateSays) {
     fillSegmentInfo(state, version);
     const auto foreign = attach(version);
     EXPECT_RC(SNTRCleanup(1), Rc::Ok);
-    EXPECT_EQ(at<std::uint32_t>(&sntrGASegInfo, 0), version == 0 ? 0xbeeff4eeu : state);
+    EXPECT_EQ(wordAt<std::uint32_t>(&sntrGASegInfo, 0), version == 0 ? 0xbeeff4eeu : state);
     EXPECT_EQ(ossFaultHeld(OSSFaultHeldBlocks), version == 0 ? 6 : 0) << version;
     for (void *part : foreign) {
       if (version == 0) _ossMemFree(part, "test", 3);

@@ -14,6 +14,7 @@
 #include "frame/section.h"
 #include "layout/words.h"
 #include "support/codes.h"
+#include "support/words.h"
 
 namespace {
 
@@ -51,11 +52,7 @@ class Sections : public ::testing::Test {
     munmap(node, sizeof(SNodeCB_t));
   }
   // The value of an atomic is its first four bytes.
-  static int valueOf(const OSSVAtomicSigned32 &atomic) {
-    int value = 0;
-    std::memcpy(&value, &atomic, sizeof(value));
-    return value;
-  }
+  static int valueOf(const OSSVAtomicSigned32 &atomic) { return support::wordAt<int>(&atomic, 0); }
   std::string bytes() const { return {reinterpret_cast<const char *>(node), sizeof(SNodeCB_t)}; }
 
   SNodeCB_t *node = nullptr;

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <vector>
 
+#include "support/words.h"
+
 namespace {
 
 constexpr std::uint64_t kSize = 0x40000;
@@ -124,10 +126,8 @@ TEST_F(HeaderBytes, TheInformationRecordIsTheHeadersWordsInOrder) {
                                   0x58,         0xf0,         lists,        lists + 8,    lists + 0x10,
                                   lists + 0x20, lists + 0x28, lists + 0x30, lists + 0x38, lists + 0x70 + 8 * 5,
                                   0x100,        0x110};
-  for (int i = 0; i < 22; ++i) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, reinterpret_cast<const char *>(&info) + 8 * i, 8);
-    EXPECT_EQ(word, read(kStart + from[i], 8)) << "word " << i;
+  for (std::size_t i = 0; i < 22; ++i) {
+    EXPECT_EQ(support::wordAt(&info, 8 * i), read(kStart + from[i], 8)) << "word " << i;
   }
 }
 

@@ -1,13 +1,12 @@
 // The node control block as other processes read it: literal bytes at literal offsets, through the public calls alone.
-#include <gtest/gtest.h>
 #include <oss/memory.h>
 #include <sntr/latches.h>
-#include <sntr/nodes.h>
 
-#include <cstring>
 #include <string>
+#include <vector>
 
-#include "support/codes.h"
+#include "support/nodes.h"
+#include "support/words.h"
 
 namespace {
 
@@ -16,22 +15,14 @@ using sntr::Rc;
 class NodeBlock : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::uint64_t sizes[64] = {0x31, 24};
+    support::Sizes sizes{0x31, 24};
     sizes[63] = 1;
-    std::uint64_t size = 0;
-    SNodeCB_t *address = nullptr;
-    ASSERT_RC(sntrCreateNodeInPM(&node, 0x100000006, sizes, &size, &address, 0x1317d17, 0x1317d17), Rc::Ok);
+    node = support::newPrivateNode(0x100000006, sizes);
   }
   void TearDown() override { EXPECT_EQ(_ossMemFree(node, "test", 1), 0u); }
 
-  template <class T>
-  T at(std::size_t offset) const {
-    T value;
-    std::memcpy(&value, reinterpret_cast<const char *>(node) + offset, sizeof(value));
-    return value;
-  }
-  std::uint32_t u32(std::size_t offset) const { return at<std::uint32_t>(offset); }
-  std::uint64_t u64(std::size_t offset) const { return at<std::uint64_t>(offset); }
+  std::uint32_t u32(std::size_t offset) const { return support::wordAt<std::uint32_t>(node, offset); }
+  std::uint64_t u64(std::size_t offset) const { return support::wordAt(node, offset); }
   std::string bytes(std::size_t offset, std::size_t size) const {
     return {reinterpret_cast<const char *>(node) + offset, size};
   }
@@ -57,21 +48,18 @@ TEST_F(NodeBlock, AfterInitialization) {
   const std::string record(24, 'r');
   ASSERT_RC(sntrInitNode(&node, 0x123456789abc, 5, "ident", nullptr, nullptr, 6, record.data(), nullptr, &params),
             Rc::Ok);
-  EXPECT_EQ(u32(0x000), 0x11111111u);
-  EXPECT_EQ(u32(0x004), 0x22222222u);
-  EXPECT_EQ(u64(0x008), 0xf3333333u);
-  EXPECT_EQ(u64(0x010), 0u);
-  EXPECT_EQ(u64(0x018), 0x123456789abcu);
-  EXPECT_EQ(bytes(0x030, 8), "\xd8\xba\x15\xee\xff\xc0\xfe\xca");
-  EXPECT_EQ(u32(0x038), 2u);
-  EXPECT_EQ(u32(0x03c), 16u);
-  EXPECT_EQ(u32(0x040), 0x55555555u);
-  EXPECT_EQ(u32(0x044), 0x66666666u);
-  EXPECT_EQ(u64(0x048), 0x7777777788888888u);
+  const struct {
+    std::size_t offset;
+    std::vector<std::uint64_t> words;
+  } rows[] = {{0x000, {0x2222222211111111, 0xf3333333, 0, 0x123456789abc}},        // parameters, tag, base
+              {0x030, {0xcafec0ffee15bad8}},                                       // eyecatcher
+              {0x038, {16ull << 32 | 2, 0x6666666655555555, 0x7777777788888888}},  // mode, condition, intervals, time
+              {0x560 + 8, {16 + 5}},
+              {0xb60, {8, 5}}};  // capacity, rounded up; length
+  for (const auto &[offset, words] : rows) {
+    for (std::size_t i = 0; i < words.size(); ++i) EXPECT_EQ(u64(offset + 8 * i), words[i]) << offset << " " << i;
+  }
   EXPECT_EQ(u32(0x558), 4u);
-  EXPECT_EQ(u64(0x560 + 8), 16u + 5);
-  EXPECT_EQ(u64(0xb60), 8u) << "capacity, rounded up";
-  EXPECT_EQ(u64(0xb68), 5u) << "length";
   EXPECT_EQ(bytes(0xb70, 5), "ident");
   EXPECT_EQ(bytes(0xb91, 24), record) << "an area at an odd offset";
 }

@@ -5,19 +5,15 @@
 // whole; but who works on in that heap may be given memory twice, and may damage the record in turn. So the record is
 // looked at before anybody else has changed the heap, in a new segment each time.
 #include <chrono>
-#include <cstring>
 #include <random>
 
 #include "multiprocess/worker.h"
+#include "support/words.h"
 
 namespace multiprocess_test {
 namespace {
 
-std::uint64_t wordAt(const char *base, std::uint64_t offset) {
-  std::uint64_t value = 0;
-  std::memcpy(&value, base + offset, 8);
-  return value;
-}
+using support::wordAt;
 
 // The record of allocated chunks by its level-0 chain: ascending, without overlap, inside the heap, and with the chunk
 // of the pool or node that never goes. Empty when sound.

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "multiprocess/shared_segment.h"
+#include "support/words.h"
 
 namespace multiprocess_test {
 namespace {
@@ -46,13 +47,12 @@ const PartName kDying("list worker", workThenDie);
 
 // The number of entries that ascend by the bytes compared; the walk is by literal offsets.
 std::uint64_t entriesOf(const char *base, std::uint64_t head, bool (*ascend)(const char *, const char *)) {
-  std::uint64_t link = 0, count = 0;
-  std::memcpy(&link, base + head, 8);
+  std::uint64_t link = support::wordAt(base, head), count = 0;
   for (const char *before = nullptr; link != 0 && count < 100; ++count) {
     const char *const record = base + link + 8;
     EXPECT_TRUE(before == nullptr || ascend(before, record)) << "entry " << count;
     before = record;
-    std::memcpy(&link, record - 8, 8);
+    link = support::wordAt(base, link);
   }
   return count;
 }

@@ -1,11 +1,8 @@
 // What is refused because of another process, or because of what stands under the segment's name: the code, nothing
 // changed, and all goes on when the reason has gone.
-#include <unistd.h>
-
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <iterator>
 
 #include "multiprocess/shared_segment.h"
 
@@ -15,7 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kSize = 0x80000;
-constexpr uid_t kNobody = 65534;
 
 // Connected from the first word to the second, and able to work all the time.
 void stayConnected(const Task &task) {
@@ -171,9 +167,7 @@ const struct {
     {"zeroes", [](auto &path, auto &) { write(path, std::string(kSize, '\0')); }, Rc::NotADomain},
     {"too small", [](auto &path, auto &) { write(path, std::string(100, '\xa7')); }, Rc::NotADomain},
     {"empty", [](auto &path, auto &) { write(path, ""); }, Rc::AttachFailed},
-    {"directory", [](auto &path, auto &) { fs::create_directory(path); }, Rc::AttachFailed},
     {"link to a domain", [](auto &path, auto &good) { fs::create_symlink(good, path); }, Rc::AttachFailed},
-    {"link to nothing", [](auto &path, auto &) { fs::create_symlink("/dev/shm/none", path); }, Rc::AttachFailed},
     {"domain cut short",
      [](auto &path, auto &good) {
        fs::copy_file(good, path);
@@ -196,28 +190,6 @@ TEST_F(SharedSegment, AForeignFileUnderTheNameIsRefusedAndLeftAlone) {
     support::removeSegment(foreign);
   }
   EXPECT_EQ(infoOf(domain).connectCount, 1u) << "a domain was reached through a link";
-}
-
-// Permissions are asked of an ordinary user; one who is none becomes nobody first. The amount is the code to expect.
-void connectAsAnyone(const Task &task) {
-  if (geteuid() == 0) ASSERT_EQ(setuid(kNobody), 0);
-  EXPECT_EQ(support::named(Connection(task).connected), support::named(static_cast<std::uint32_t>(task.amount)));
-}
-const PartName kAnyone("anyone", connectAsAnyone);
-
-TEST_F(SharedSegment, PermissionsAreAsked) {
-  const struct {
-    const char *name;
-    std::uint64_t accessMode;
-    Rc expected;
-  } rows[] = {{"no access", 0100, Rc::AttachFailed}, {"reading only", 0444, Rc::AttachFailed}, {"all", 0666, Rc::Ok}};
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.name);
-    createDomain(kSize, row.accessMode);
-    EXPECT_EQ(Actor("anyone", task(0, code(row.expected))).result(), 0);
-    EXPECT_EQ(infoOf(domain).connectCount, 1u);
-    EXPECT_RC(sntrFreeShmDomain(&domain, SNTR_FREE_DOMAIN_IF_UNUSED), Rc::Ok);
-  }
 }
 
 }  // namespace

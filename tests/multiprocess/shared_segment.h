@@ -7,11 +7,11 @@
 #include <sntr/sntr.h>
 #include <sys/mman.h>
 
-#include <array>
 #include <vector>
 
 #include "support/actor.h"
 #include "support/heap_walk.h"
+#include "support/nodes.h"
 #include "support/storage.h"
 
 namespace multiprocess_test {
@@ -73,10 +73,9 @@ class SharedSegment : public testing::Test {
     support::removeSegment(key);
   }
 
-  void createDomain(std::uint64_t size, std::uint64_t accessMode = 0) {
+  void createDomain(std::uint64_t size) {
     ShmDomainParams params{};
     params.userAppAreaSize = sizeof(Places);
-    params.accessMode = accessMode;
     ASSERT_RC(sntrCreateShmDomain(&key, nullptr, size, &params, &domain), Rc::Ok);
     ASSERT_NE(domain, nullptr);
   }
@@ -84,22 +83,18 @@ class SharedSegment : public testing::Test {
     ASSERT_RC(support::createPool(&pool, domain, size), Rc::Ok);
     publish(0);
   }
-  // An active node with an R list for `capacity` properties, and as many deletions.
-  void createNode(std::uint32_t layout, std::uint64_t capacity) {
-    std::array<std::uint64_t, SNTR_AREA_COUNT> sizes{};
-    sizes[SNTR_AREA_R] = 0x1000 + 0x140 * capacity;
-    ShmSegInfo_t info{};
-    info.version = info.latchVersion = SNTR_VERSION;
-    info.domain = domain;
-    info.pool = pool;
-    std::uint64_t size = 0;
+  void createActiveNode(std::uint64_t options, const support::Sizes &sizes) {
     std::uint64_t offset = 0;
-    ASSERT_RC(sntrCreateNode(&info, &node, SNTR_KIND_R, sizes.data(), &size, &offset), Rc::Ok);
-    const auto start = reinterpret_cast<std::uint64_t>(base());
-    ASSERT_RC(sntrInitNode(&node, start, 0, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr), Rc::Ok);
-    ASSERT_RC(sntrActivateNode(&node), Rc::Ok);
-    ASSERT_RC(sntrCreateRPropertyList(node, nullptr, nullptr, 0, capacity, layout, 0), Rc::Ok);
+    ASSERT_RC(support::createNode(pool, options, sizes, node, offset), Rc::Ok);
+    support::activate(node, reinterpret_cast<std::uint64_t>(base()));
     publish(offset);
+  }
+  // A node with an R list for `capacity` properties, and as many deletions.
+  void createNode(std::uint32_t layout, std::uint64_t capacity) {
+    support::Sizes sizes{};
+    sizes[SNTR_AREA_R] = 0x1000 + 0x140 * capacity;
+    createActiveNode(SNTR_KIND_R, sizes);
+    ASSERT_RC(sntrCreateRPropertyList(node, nullptr, nullptr, 0, capacity, layout, 0), Rc::Ok);
   }
 
   char *base() const { return static_cast<char *>(domain->baseAddress); }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "process.h"
+#include "support/words.h"
 
 namespace oss_test {
 namespace {
@@ -20,11 +21,7 @@ OSSVAtomicSigned32 *cellAt(Bytes &bytes, size_t at) {
   return reinterpret_cast<OSSVAtomicSigned32 *>(bytes.memory + at);
 }
 
-int valueAt(const Bytes &bytes, size_t at) {
-  int value;
-  std::memcpy(&value, bytes.memory + at, sizeof value);
-  return value;
-}
+int valueAt(const Bytes &bytes, size_t at) { return support::wordAt<int>(bytes.memory, at); }
 
 TEST(Atomic, GivesThePreviousValueAtAnyAddress) {
   const struct {
@@ -44,12 +41,12 @@ TEST(Atomic, GivesThePreviousValueAtAnyAddress) {
       SCOPED_TRACE(std::string(row.name) + " at " + std::to_string(at));
       Bytes bytes;
       std::memset(&bytes, 0xee, sizeof bytes);
-      EXPECT_TRUE(is(cellAt(bytes, at)->init(row.before, 1), Rc::Ok));
+      EXPECT_RC(cellAt(bytes, at)->init(row.before, 1), Rc::Ok);
       int previous = 0;
-      EXPECT_TRUE(is(row.run(*cellAt(bytes, at), &previous), Rc::Ok));
+      EXPECT_RC(row.run(*cellAt(bytes, at), &previous), Rc::Ok);
       EXPECT_EQ(previous, row.before);
       EXPECT_EQ(valueAt(bytes, at), row.after);
-      EXPECT_TRUE(is(row.run(*cellAt(bytes, at), nullptr), Rc::Ok));
+      EXPECT_RC(row.run(*cellAt(bytes, at), nullptr), Rc::Ok);
       for (size_t i = 0; i < sizeof bytes.memory; ++i) {
         if (i >= at && i < at + 4) continue;
         EXPECT_EQ(bytes.memory[i], 0xee) << "byte " << i;
@@ -63,10 +60,10 @@ TEST(Atomic, WorksAcrossACacheLine) {
   Bytes bytes{};
   OSSVAtomicSigned32 &cell = *cellAt(bytes, 62);
   int previous = 0;
-  EXPECT_TRUE(is(cell.init(0x01020304, 1), Rc::Ok));
-  EXPECT_TRUE(is(cell.increment(&previous), Rc::Ok));
+  EXPECT_RC(cell.init(0x01020304, 1), Rc::Ok);
+  EXPECT_RC(cell.increment(&previous), Rc::Ok);
   EXPECT_EQ(previous, 0x01020304);
-  EXPECT_TRUE(is(cell.swap(-1, &previous), Rc::Ok));
+  EXPECT_RC(cell.swap(-1, &previous), Rc::Ok);
   EXPECT_EQ(previous, 0x01020305);
   EXPECT_EQ(valueAt(bytes, 62), -1);
 }

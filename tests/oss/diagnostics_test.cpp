@@ -13,6 +13,7 @@
 
 #include "layout/functions.h"
 #include "process.h"
+#include "support/words.h"
 
 namespace oss_test {
 namespace {
@@ -52,14 +53,14 @@ TEST_F(Diagnostics, TraceIsReadable) {
   const uint32_t fn = sntr::number(Fn::sntrCreateNode);
   const uint32_t result = sntr::code(Rc::NullNode);
   _gtraceEntry(77, fn, 0, 1000000);
-  ASSERT_TRUE(is(ossTraceOn(path("trace").c_str()), Rc::Ok));
+  ASSERT_RC(ossTraceOn(path("trace").c_str()), Rc::Ok);
   _gtraceEntry(77, fn, 0, 1000000);
   _gtraceErrorVar(77, fn, 20, sntr::code(Rc::NullAreaSizes));
   _gtraceErrorVar(77, kNoFunction, 21, 5);
   _gtraceExit(77, fn, &result, 0);
   _gtraceExit(77, fn, nullptr, 9);
   EXPECT_EQ(_ossMemAlloc(~uint64_t{0}, "sntrshm", 12), nullptr);
-  ASSERT_TRUE(is(ossTraceOff(), Rc::Ok));
+  ASSERT_RC(ossTraceOff(), Rc::Ok);
   _gtraceExit(77, fn, &result, 0);
 
   const std::string start = "2031-07-04T16:20:11.042Z " + std::to_string(getpid());
@@ -76,11 +77,7 @@ TEST_F(Diagnostics, TraceIsReadable) {
 }
 
 TEST_F(Diagnostics, ControlBlockHasItsWordAtByte12) {
-  const auto enabled = [] {
-    uint32_t word;
-    std::memcpy(&word, reinterpret_cast<const char *>(g_pGTCB) + 12, sizeof word);
-    return word;
-  };
+  const auto enabled = [] { return support::wordAt<uint32_t>(g_pGTCB, 12); };
   ASSERT_NE(g_pGTCB, nullptr);
   EXPECT_EQ(enabled(), 0U);
   ossTraceOn("/dev/null");
@@ -102,12 +99,12 @@ TEST_F(Diagnostics, TraceRefusesWhatIsNoFile) {
               {directory_.c_str(), Rc::OssBadArgument},
               {pipe.c_str(), Rc::OssBadArgument},
               {nowhere.c_str(), Rc::OssSystem}};
-  ASSERT_TRUE(is(ossTraceOn(path("trace").c_str()), Rc::Ok));
+  ASSERT_RC(ossTraceOn(path("trace").c_str()), Rc::Ok);
   for (const auto &row : rows) {
-    EXPECT_TRUE(is(ossTraceOn(row.path), row.want)) << (row.path != nullptr ? row.path : "null");
+    EXPECT_RC(ossTraceOn(row.path), row.want) << (row.path != nullptr ? row.path : "null");
   }
   close(reader);
-  EXPECT_TRUE(is(ossTraceOn(pipe.c_str()), Rc::OssBadArgument)) << "without a reader";
+  EXPECT_RC(ossTraceOn(pipe.c_str()), Rc::OssBadArgument) << "without a reader";
   _gtraceExit(1, kNoFunction, nullptr, 0);
   EXPECT_EQ(lines("trace").size(), 1U) << "it goes on as before";
 }
@@ -122,7 +119,7 @@ TEST_F(Diagnostics, TraceIsSwitchedUnderOtherThreads) {
     });
   }
   for (int i = 0; i < 150; ++i) {
-    EXPECT_TRUE(is(ossTraceOn(path(i % 2 == 0 ? "even" : "odd").c_str()), Rc::Ok));
+    EXPECT_RC(ossTraceOn(path(i % 2 == 0 ? "even" : "odd").c_str()), Rc::Ok);
     usleep(100);
     if (i % 3 == 0) ossTraceOff();
     const int other = open(path("other").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
@@ -165,7 +162,7 @@ TEST_F(Diagnostics, LogReachesTheSink) {
   const uint32_t fn = sntr::number(Fn::sntrCreateShmDomain);
   ossLog(fn, sntr::code(Rc::NullKey), 30, 3);
   EXPECT_EQ(heard.function, fn);
-  EXPECT_TRUE(is(heard.code, Rc::NullKey));
+  EXPECT_RC(heard.code, Rc::NullKey);
   EXPECT_EQ(heard.probe, 30U);
   EXPECT_EQ(heard.severity, 3U);
   EXPECT_EQ(heard.line.find("sntrCreateShmDomain: NullKey 0x900000a5 at probe 30: "), 0U) << heard.line;
@@ -251,13 +248,13 @@ TEST(Describe, WritesNameAndTextAsFarAsTheyFit) {
   for (const auto &row : rows) {
     char buffer[101];
     std::memset(buffer, '#', sizeof buffer);
-    EXPECT_TRUE(is(ecfErrorGetDescription(row.code, buffer, row.size), row.want)) << row.text;
+    EXPECT_RC(ecfErrorGetDescription(row.code, buffer, row.size), row.want) << row.text;
     EXPECT_EQ(std::string(buffer, strnlen(buffer, sizeof buffer)), row.text);
     EXPECT_EQ(buffer[row.size], '#') << row.text;
   }
   char byte = '#';
-  EXPECT_TRUE(is(ecfErrorGetDescription(0, nullptr, 10), Rc::OssBadArgument));
-  EXPECT_TRUE(is(ecfErrorGetDescription(0, &byte, 0), Rc::OssBadArgument));
+  EXPECT_RC(ecfErrorGetDescription(0, nullptr, 10), Rc::OssBadArgument);
+  EXPECT_RC(ecfErrorGetDescription(0, &byte, 0), Rc::OssBadArgument);
   EXPECT_EQ(byte, '#');
 }
 

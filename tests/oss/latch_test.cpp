@@ -11,18 +11,14 @@
 #include <vector>
 
 #include "process.h"
+#include "support/words.h"
 
 namespace oss_test {
 namespace {
 
 // The owner word of a latch at an 8-aligned address stands in its bytes 8 to 15.
-uint64_t ownerWord(const ossVLatch &latch) {
-  uint64_t word;
-  std::memcpy(&word, latch.storage + 8, sizeof word);
-  return word;
-}
-
-void setOwnerWord(ossVLatch &latch, uint64_t word) { std::memcpy(latch.storage + 8, &word, sizeof word); }
+uint64_t ownerWord(const ossVLatch &latch) { return support::wordAt(latch.storage, 8); }
+void setOwnerWord(ossVLatch &latch, uint64_t word) { support::setWordAt(latch.storage, 8, word); }
 
 struct alignas(64) Scene {
   ossVLatch latch;
@@ -63,9 +59,9 @@ class Latch : public testing::Test {
   // Gets and releases the latch; the time it took is far below the wait limit.
   void expectPassesSoon() {
     const auto start = Clock::now();
-    EXPECT_TRUE(is(ossVLatchGet(latch()), Rc::Ok));
+    EXPECT_RC(ossVLatchGet(latch()), Rc::Ok);
     EXPECT_LT(Clock::now() - start, 5s);
-    EXPECT_TRUE(is(ossVLatchRelease(latch()), Rc::Ok));
+    EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok);
   }
 
   Shared<Scene> scene_;
@@ -76,11 +72,11 @@ TEST_F(Latch, StandsAtAnyByteAndKeepsToItsOwn) {
     alignas(64) unsigned char memory[80];
     std::memset(memory, 0xee, sizeof memory);
     auto *odd = reinterpret_cast<ossVLatch *>(memory + at);
-    EXPECT_TRUE(is(ossVLatchInit(odd, 1), Rc::Ok)) << "at " << at;
-    EXPECT_TRUE(is(ossVLatchGet(odd), Rc::Ok)) << "at " << at;
-    EXPECT_TRUE(is(ossVLatchGet(odd), Rc::OssLatchHeld)) << "at " << at;
-    EXPECT_TRUE(is(ossVLatchRelease(odd), Rc::Ok)) << "at " << at;
-    EXPECT_TRUE(is(ossVLatchRelease(odd), Rc::OssLatchNotHeld)) << "at " << at;
+    EXPECT_RC(ossVLatchInit(odd, 1), Rc::Ok) << "at " << at;
+    EXPECT_RC(ossVLatchGet(odd), Rc::Ok) << "at " << at;
+    EXPECT_RC(ossVLatchGet(odd), Rc::OssLatchHeld) << "at " << at;
+    EXPECT_RC(ossVLatchRelease(odd), Rc::Ok) << "at " << at;
+    EXPECT_RC(ossVLatchRelease(odd), Rc::OssLatchNotHeld) << "at " << at;
     for (size_t i = 0; i < sizeof memory; ++i) {
       if (i >= at && i < at + 64) continue;
       EXPECT_EQ(memory[i], 0xee) << "byte " << i << " of a latch at " << at;
@@ -89,11 +85,11 @@ TEST_F(Latch, StandsAtAnyByteAndKeepsToItsOwn) {
 }
 
 TEST_F(Latch, RefusesBadArguments) {
-  EXPECT_TRUE(is(ossVLatchInit(nullptr, 1), Rc::OssBadArgument));
-  EXPECT_TRUE(is(ossVLatchGet(nullptr), Rc::OssBadArgument));
-  EXPECT_TRUE(is(ossVLatchRelease(nullptr), Rc::OssBadArgument));
-  EXPECT_TRUE(is(ossVLatchSetWaitLimit(0), Rc::OssBadArgument));
-  EXPECT_TRUE(is(ossLockGetConflict(nullptr), Rc::OssBadArgument));
+  EXPECT_RC(ossVLatchInit(nullptr, 1), Rc::OssBadArgument);
+  EXPECT_RC(ossVLatchGet(nullptr), Rc::OssBadArgument);
+  EXPECT_RC(ossVLatchRelease(nullptr), Rc::OssBadArgument);
+  EXPECT_RC(ossVLatchSetWaitLimit(0), Rc::OssBadArgument);
+  EXPECT_RC(ossLockGetConflict(nullptr), Rc::OssBadArgument);
 }
 
 TEST_F(Latch, ReportsDamageAndLeavesItAlone) {
@@ -107,15 +103,15 @@ TEST_F(Latch, ReportsDamageAndLeavesItAlone) {
   };
   for (const auto &row : rows) {
     setOwnerWord(*latch(), row.owner);
-    EXPECT_TRUE(is(ossVLatchGet(latch()), Rc::OssLatchDamaged)) << row.name;
-    EXPECT_TRUE(is(ossVLatchRelease(latch()), Rc::OssLatchDamaged)) << row.name;
+    EXPECT_RC(ossVLatchGet(latch()), Rc::OssLatchDamaged) << row.name;
+    EXPECT_RC(ossVLatchRelease(latch()), Rc::OssLatchDamaged) << row.name;
     EXPECT_EQ(ownerWord(*latch()), row.owner) << row.name;
   }
   for (int byte = 0; byte < 8; ++byte) {
     ossVLatchInit(latch(), 1);
     latch()->storage[byte] ^= 0x40;
-    EXPECT_TRUE(is(ossVLatchGet(latch()), Rc::OssLatchDamaged)) << "validity byte " << byte;
-    EXPECT_TRUE(is(ossVLatchRelease(latch()), Rc::OssLatchDamaged)) << "validity byte " << byte;
+    EXPECT_RC(ossVLatchGet(latch()), Rc::OssLatchDamaged) << "validity byte " << byte;
+    EXPECT_RC(ossVLatchRelease(latch()), Rc::OssLatchDamaged) << "validity byte " << byte;
   }
 }
 
@@ -135,21 +131,21 @@ TEST_F(Latch, NeverHangsOnRandomBytes) {
     // Mostly with the validity word left whole, as the rest would not be looked at otherwise.
     if (random() % 8 != 0) std::memcpy(latch()->storage, good.storage, 8);
     if (ossVLatchGet(latch()) != 0) continue;
-    EXPECT_TRUE(is(ossVLatchRelease(latch()), Rc::Ok)) << "round " << i;
+    EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok) << "round " << i;
   }
 }
 
 TEST_F(Latch, BelongsToTheThreadThatGotIt) {
-  ASSERT_TRUE(is(ossVLatchGet(latch()), Rc::Ok));
+  ASSERT_RC(ossVLatchGet(latch()), Rc::Ok);
   std::thread([&] {
-    EXPECT_TRUE(is(ossVLatchRelease(latch()), Rc::OssLatchNotHeld));
+    EXPECT_RC(ossVLatchRelease(latch()), Rc::OssLatchNotHeld);
     ossVLatchSetWaitLimit(60);
     const auto start = Clock::now();
-    EXPECT_TRUE(is(ossVLatchGet(latch()), Rc::OssLatchTimeout));
+    EXPECT_RC(ossVLatchGet(latch()), Rc::OssLatchTimeout);
     EXPECT_GE(Clock::now() - start, 60ms);
     EXPECT_LT(Clock::now() - start, 10s);
   }).join();
-  EXPECT_TRUE(is(ossVLatchRelease(latch()), Rc::Ok));
+  EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok);
   expectPassesSoon();
 }
 
@@ -159,7 +155,7 @@ TEST_F(Latch, ChildOfForkIsNotItsParent) {
     pid_t (*make)();
   } rows[] = {{"fork() of the C library", Child::viaLibrary}, {"fork of the kernel", Child::viaKernel}};
   for (const auto &row : rows) {
-    ASSERT_TRUE(is(ossVLatchGet(latch()), Rc::Ok)) << row.name;
+    ASSERT_RC(ossVLatchGet(latch()), Rc::Ok) << row.name;
     const auto work = [&] {
       std::thread([] { ossThreadID(); }).join();  // a new thread asks before the one that was forked
       if (ossThreadID() != static_cast<uint32_t>(gettid())) return 1;
@@ -169,47 +165,45 @@ TEST_F(Latch, ChildOfForkIsNotItsParent) {
       return Child([&] { return ossThreadID() == static_cast<uint32_t>(gettid()) ? 0 : 4; }).result();
     };
     EXPECT_EQ(Child(work, row.make).result(), 0) << row.name;
-    EXPECT_TRUE(is(ossVLatchRelease(latch()), Rc::Ok)) << row.name;
+    EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok) << row.name;
   }
 }
 
-TEST_F(Latch, PassesOnFromADeadProcess) {
-  for (const bool reaped : {true, false}) {
+TEST_F(Latch, PassesOnFromADeadOwner) {
+  const auto hold = [&] { scene_->step = ossVLatchGet(latch()) == 0 ? 1 : 0; };
+  const struct {
+    const char *name;
+    Child::Work work;
+    void (*end)(Child &);  // null: the owner ends by itself
+  } rows[] = {
+      {"reaped process", [&] { return holdForEver(); }, [](Child &owner) { owner.kill(); }},
+      {"zombie", [&] { return holdForEver(); }, [](Child &owner) { owner.killOnly(); }},
+      {"thread of a living process",
+       [&] {
+         std::thread(hold).join();
+         return static_cast<int>(sleep(60));
+       },
+       nullptr},
+      {"first thread of a living process",
+       [&] {
+         std::thread other([] { sleep(60); });
+         hold();
+         return static_cast<int>(syscall(SYS_exit, 0));  // this thread alone, without a word to the C++ library
+       },
+       nullptr},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.name);
     scene_->step = 0;
-    Child owner([&] { return holdForEver(); });
+    Child owner(row.work);
     ASSERT_TRUE(waitForStep(1));
-    if (reaped) {
-      owner.kill();
-    } else {
-      owner.killOnly();
-    }
-    SCOPED_TRACE(reaped ? "reaped" : "zombie");
-    expectPassesSoon();
-  }
-}
-
-TEST_F(Latch, PassesOnFromADeadThreadOfALivingProcess) {
-  for (const bool leader : {false, true}) {
-    scene_->step = 0;
-    Child owner([&] {
-      const auto hold = [&] { scene_->step = ossVLatchGet(latch()) == 0 ? 1 : 0; };
-      std::thread other([&] {
-        if (!leader) hold();
-        if (leader) sleep(60);
-      });
-      if (!leader) other.join();
-      if (leader) hold();
-      if (leader) syscall(SYS_exit, 0);  // this thread alone, without a word to the C++ library
-      return static_cast<int>(sleep(60));
-    });
-    ASSERT_TRUE(waitForStep(1));
-    SCOPED_TRACE(leader ? "the process's first thread" : "another thread");
+    if (row.end != nullptr) row.end(owner);
     expectPassesSoon();
   }
 }
 
 TEST_F(Latch, PassesOnWhenTheOwnersNumberBelongsToAnother) {
-  ASSERT_TRUE(is(ossVLatchGet(latch()), Rc::Ok));
+  ASSERT_RC(ossVLatchGet(latch()), Rc::Ok);
   const uint64_t mine = ownerWord(*latch());
   ASSERT_EQ(static_cast<uint32_t>(mine), static_cast<uint32_t>(gettid()));
   setOwnerWord(*latch(), mine ^ (1ULL << 40));  // my number, but started at another time
@@ -228,7 +222,7 @@ TEST_F(Latch, StaysWithALivingOwner) {
     ASSERT_TRUE(waitForStep(1)) << kind;
     if (kind == std::string("stopped")) owner.signal(SIGSTOP);
     ossVLatchSetWaitLimit(80);
-    EXPECT_TRUE(is(ossVLatchGet(latch()), Rc::OssLatchTimeout)) << kind;
+    EXPECT_RC(ossVLatchGet(latch()), Rc::OssLatchTimeout) << kind;
   }
 }
 
@@ -241,18 +235,18 @@ TEST_F(Latch, ReleaseWakesTheSleeper) {
   };
   Clock::duration fastest = 1h;
   for (int round = 0; round < 20; ++round) {
-    ASSERT_TRUE(is(ossVLatchGet(latch()), Rc::Ok));
+    ASSERT_RC(ossVLatchGet(latch()), Rc::Ok);
     std::atomic<Clock::rep> woken{0};
     uint64_t held = 0;
     std::thread waiter([&] {
-      EXPECT_TRUE(is(ossVLatchGet(latch()), Rc::Ok));
+      EXPECT_RC(ossVLatchGet(latch()), Rc::Ok);
       woken = Clock::now().time_since_epoch().count();
       held = word();
-      EXPECT_TRUE(is(ossVLatchRelease(latch()), Rc::Ok));
+      EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok);
     });
     ASSERT_TRUE(becomes([&] { return (word() & kWaiters) != 0; }));
     const auto start = Clock::now();
-    ASSERT_TRUE(is(ossVLatchRelease(latch()), Rc::Ok));
+    ASSERT_RC(ossVLatchRelease(latch()), Rc::Ok);
     waiter.join();
     EXPECT_NE(held & kWaiters, 0U) << "round " << round;
     fastest = std::min(fastest, Clock::duration(woken) - start.time_since_epoch());
@@ -293,7 +287,7 @@ TEST_F(Latch, PassesFromTheDeadToOneWaiterOnly) {
 }
 
 TEST_F(Latch, KilledWaiterStrandsNobody) {
-  ASSERT_TRUE(is(ossVLatchGet(latch()), Rc::Ok));
+  ASSERT_RC(ossVLatchGet(latch()), Rc::Ok);
   const auto wait = [&] {
     ++scene_->step;
     const bool got = ossVLatchGet(latch()) == 0;
@@ -304,7 +298,7 @@ TEST_F(Latch, KilledWaiterStrandsNobody) {
   ASSERT_TRUE(waitForStep(2));
   usleep(30000);
   first.kill();
-  ASSERT_TRUE(is(ossVLatchRelease(latch()), Rc::Ok));
+  ASSERT_RC(ossVLatchRelease(latch()), Rc::Ok);
   EXPECT_EQ(second.result(), 0);
 }
 
@@ -369,7 +363,7 @@ TEST(ByteLatch, LetsOneThreadInAtATime) {
     threads.emplace_back([&] {
       for (int round = 0; round < kEach; ++round) {
         const bool free = __atomic_exchange_n(&latch, 1, __ATOMIC_ACQUIRE) == 0;
-        EXPECT_TRUE(free || is(ossLockGetConflict(&latch), Rc::Ok));
+        if (!free) EXPECT_RC(ossLockGetConflict(&latch), Rc::Ok);
         const int before = counter;
         sched_yield();  // the others meet a latch that is held
         counter = before + 1;

@@ -15,22 +15,13 @@
 #include <new>
 #include <string>
 
-#include "layout/rc.h"
+#include "support/codes.h"
 
 namespace oss_test {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using sntr::Rc;
-
-// Passes when the call answered what was wanted; otherwise shows both by name.
-inline testing::AssertionResult is(uint32_t got, Rc want) {
-  if (got == sntr::code(want)) return testing::AssertionSuccess();
-  char texts[2][200];
-  ecfErrorGetDescription(got, texts[0], sizeof texts[0]);
-  ecfErrorGetDescription(sntr::code(want), texts[1], sizeof texts[1]);
-  return testing::AssertionFailure() << "got \"" << texts[0] << "\", wanted \"" << texts[1] << "\"";
-}
 
 // Waits until something becomes true, for a time that only a hang exceeds.
 inline bool becomes(const std::function<bool()> &condition) {

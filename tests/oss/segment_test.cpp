@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "process.h"
+#include "support/segments.h"
 
 namespace oss_test {
 namespace {
@@ -23,10 +24,8 @@ long openFiles() { return std::distance(fs::directory_iterator("/proc/self/fd"),
 class Segment : public testing::Test {
  protected:
   Segment() {
-    parameters_ = {OSS_IPC_VERSION, {0x0123456789abcdef, static_cast<uint32_t>(getpid())}, 0, 5000, nullptr, 0640, 0};
-    char name[64];
-    std::snprintf(name, sizeof name, "/dev/shm/qx7osse.0123456789abcdef%08x", parameters_.key.low);
-    path_ = name;
+    parameters_ = {OSS_IPC_VERSION, support::newKey(), 0, 5000, nullptr, 0640, 0};
+    path_ = support::fileOf(parameters_.key);
   }
   ~Segment() override { fs::remove_all(path_); }
 
@@ -35,13 +34,13 @@ class Segment : public testing::Test {
 
   static char *addressOf(OSSHIPCMemory &object) {
     void *address = nullptr;
-    EXPECT_TRUE(is(object.getAddress(&address), Rc::Ok));
+    EXPECT_RC(object.getAddress(&address), Rc::Ok);
     return static_cast<char *>(address);
   }
 
   OSSIPCMemoryInfo info() {
     OSSIPCMemoryInfo info{};
-    EXPECT_TRUE(is(segment_.getInfo(&info), Rc::Ok));
+    EXPECT_RC(segment_.getInfo(&info), Rc::Ok);
     return info;
   }
 
@@ -52,10 +51,10 @@ class Segment : public testing::Test {
 
 TEST_F(Segment, IsSharedAtDifferentAddresses) {
   const long before = openFiles();
-  ASSERT_TRUE(is(create(), Rc::Ok));
+  ASSERT_RC(create(), Rc::Ok);
   OSSHIPCMemory second;
   EXPECT_FALSE(second.isAttached());
-  ASSERT_TRUE(is(attach(second), Rc::Ok));
+  ASSERT_RC(attach(second), Rc::Ok);
   EXPECT_TRUE(second.isAttached());
   EXPECT_EQ(openFiles(), before);
 
@@ -65,12 +64,12 @@ TEST_F(Segment, IsSharedAtDifferentAddresses) {
   for (size_t i = 0; i < 5000; ++i) ASSERT_EQ(one[i], 0) << i;
   std::strcpy(one + 4990, "written");
   EXPECT_STREQ(two + 4990, "written");
-  EXPECT_TRUE(is(second.detach(), Rc::Ok));
+  EXPECT_RC(second.detach(), Rc::Ok);
   EXPECT_EQ(Child([&] {
               return attach(second) == 0 && std::strcmp(addressOf(second) + 4990, "written") == 0 ? 0 : 1;
             }).result(),
             0);
-  EXPECT_TRUE(is(segment_.destroy(), Rc::Ok));
+  EXPECT_RC(segment_.destroy(), Rc::Ok);
   EXPECT_FALSE(fs::exists(path_));
 }
 
@@ -78,7 +77,7 @@ TEST_F(Segment, ReservesItsMemoryAtOnce) {
   parameters_.size = 40 << 20;
   struct statvfs before, after;
   ASSERT_EQ(statvfs("/dev/shm", &before), 0);
-  ASSERT_TRUE(is(create(), Rc::Ok));
+  ASSERT_RC(create(), Rc::Ok);
   ASSERT_EQ(statvfs("/dev/shm", &after), 0);
   struct stat status;
   ASSERT_EQ(stat(path_.c_str(), &status), 0);
@@ -103,13 +102,13 @@ TEST_F(Segment, RefusesParameters) {
   for (const auto &row : rows) {
     P parameters = parameters_;
     row.spoil(parameters);
-    EXPECT_TRUE(is(segment_.create(&parameters), row.want)) << row.name;
+    EXPECT_RC(segment_.create(&parameters), row.want) << row.name;
     EXPECT_FALSE(segment_.isAttached()) << row.name;
     EXPECT_FALSE(fs::exists(path_)) << row.name;
   }
-  EXPECT_TRUE(is(segment_.create(nullptr), Rc::OssBadArgument));
-  EXPECT_TRUE(is(segment_.attach(nullptr, nullptr), Rc::OssBadArgument));
-  EXPECT_TRUE(is(create(), Rc::Ok)) << "after all the failures";
+  EXPECT_RC(segment_.create(nullptr), Rc::OssBadArgument);
+  EXPECT_RC(segment_.attach(nullptr, nullptr), Rc::OssBadArgument);
+  EXPECT_RC(create(), Rc::Ok) << "after all the failures";
 }
 
 TEST_F(Segment, FileSizeLimitIsAFailureAndNoSignal) {
@@ -126,12 +125,12 @@ TEST_F(Segment, ModeIsTheOneAskedForWhateverTheUmask) {
     for (const uint64_t mode : {0600U, 0660U, 0666U, 0444U}) {
       parameters_.accessMode = mode;
       const mode_t former = umask(mask);
-      EXPECT_TRUE(is(create(), Rc::Ok)) << mask;
+      EXPECT_RC(create(), Rc::Ok) << mask;
       umask(former);
       EXPECT_EQ(info().mode, mode) << "umask " << mask;
       EXPECT_EQ(info().owner, geteuid());
       EXPECT_EQ(info().size, 5000U);
-      EXPECT_TRUE(is(segment_.destroy(), Rc::Ok));
+      EXPECT_RC(segment_.destroy(), Rc::Ok);
     }
   }
 }
@@ -139,20 +138,20 @@ TEST_F(Segment, ModeIsTheOneAskedForWhateverTheUmask) {
 TEST_F(Segment, NeedsToBeAttachedOnceAndOnlyOnce) {
   void *address = nullptr;
   OSSIPCMemoryInfo info;
-  EXPECT_TRUE(is(segment_.getAddress(&address), Rc::OssNotAttached));
-  EXPECT_TRUE(is(segment_.getInfo(&info), Rc::OssNotAttached));
-  EXPECT_TRUE(is(segment_.authorize(0, 0, 0600), Rc::OssNotAttached));
-  EXPECT_TRUE(is(segment_.detach(), Rc::OssNotAttached));
-  EXPECT_TRUE(is(segment_.destroy(), Rc::OssNotAttached));
-  EXPECT_TRUE(is(attach(segment_), Rc::OssNotFound));
-  ASSERT_TRUE(is(create(), Rc::Ok));
-  EXPECT_TRUE(is(create(), Rc::OssAlreadyAttached));
-  EXPECT_TRUE(is(attach(segment_), Rc::OssAlreadyAttached));
-  EXPECT_TRUE(is(segment_.getAddress(nullptr), Rc::OssBadArgument));
-  EXPECT_TRUE(is(segment_.getInfo(nullptr), Rc::OssBadArgument));
-  EXPECT_TRUE(is(segment_.authorize(0, 0, 010000), Rc::OssBadArgument));
+  EXPECT_RC(segment_.getAddress(&address), Rc::OssNotAttached);
+  EXPECT_RC(segment_.getInfo(&info), Rc::OssNotAttached);
+  EXPECT_RC(segment_.authorize(0, 0, 0600), Rc::OssNotAttached);
+  EXPECT_RC(segment_.detach(), Rc::OssNotAttached);
+  EXPECT_RC(segment_.destroy(), Rc::OssNotAttached);
+  EXPECT_RC(attach(segment_), Rc::OssNotFound);
+  ASSERT_RC(create(), Rc::Ok);
+  EXPECT_RC(create(), Rc::OssAlreadyAttached);
+  EXPECT_RC(attach(segment_), Rc::OssAlreadyAttached);
+  EXPECT_RC(segment_.getAddress(nullptr), Rc::OssBadArgument);
+  EXPECT_RC(segment_.getInfo(nullptr), Rc::OssBadArgument);
+  EXPECT_RC(segment_.authorize(0, 0, 010000), Rc::OssBadArgument);
   OSSHIPCMemory second;
-  EXPECT_TRUE(is(second.create(&parameters_), Rc::OssExists));
+  EXPECT_RC(second.create(&parameters_), Rc::OssExists);
 }
 
 TEST_F(Segment, RefusesWhatIsNoSegment) {
@@ -172,73 +171,73 @@ TEST_F(Segment, RefusesWhatIsNoSegment) {
   };
   for (const auto &row : rows) {
     row.make(path_.c_str());
-    EXPECT_TRUE(is(attach(segment_), Rc::OssNotASegment)) << row.name;
-    EXPECT_TRUE(is(create(), Rc::OssExists)) << row.name;
+    EXPECT_RC(attach(segment_), Rc::OssNotASegment) << row.name;
+    EXPECT_RC(create(), Rc::OssExists) << row.name;
     EXPECT_FALSE(segment_.isAttached()) << row.name;
     EXPECT_TRUE(fs::remove(path_)) << row.name;
   }
 }
 
 TEST_F(Segment, TakesTheAddressAsAHint) {
-  ASSERT_TRUE(is(create(), Rc::Ok));
+  ASSERT_RC(create(), Rc::Ok);
   char *taken = addressOf(segment_);
   OSSHIPCMemory second;
-  ASSERT_TRUE(is(second.attach(&parameters_.key, taken), Rc::Ok));
+  ASSERT_RC(second.attach(&parameters_.key, taken), Rc::Ok);
   char *free = addressOf(second);
   EXPECT_NE(free, taken);
-  ASSERT_TRUE(is(second.detach(), Rc::Ok));
-  ASSERT_TRUE(is(second.attach(&parameters_.key, free), Rc::Ok));
+  ASSERT_RC(second.detach(), Rc::Ok);
+  ASSERT_RC(second.attach(&parameters_.key, free), Rc::Ok);
   EXPECT_EQ(addressOf(second), free);
-  EXPECT_TRUE(is(second.detach(), Rc::Ok));
+  EXPECT_RC(second.detach(), Rc::Ok);
 }
 
 TEST_F(Segment, DeletedObjectLeavesTheMemory) {
   auto object = std::make_unique<OSSHIPCMemory>();
-  ASSERT_TRUE(is(object->create(&parameters_), Rc::Ok));
+  ASSERT_RC(object->create(&parameters_), Rc::Ok);
   char *address = addressOf(*object);
   object.reset();
   std::strcpy(address, "still here");
-  ASSERT_TRUE(is(attach(segment_), Rc::Ok));
+  ASSERT_RC(attach(segment_), Rc::Ok);
   EXPECT_STREQ(addressOf(segment_), "still here");
 }
 
 TEST_F(Segment, LeavesAnotherSegmentOfTheSameNameAlone) {
-  ASSERT_TRUE(is(create(), Rc::Ok));
+  ASSERT_RC(create(), Rc::Ok);
   fs::remove(path_);
-  EXPECT_TRUE(is(segment_.authorize(OSS_IPC_KEEP_ID, OSS_IPC_KEEP_ID, 0600), Rc::OssNotFound));
+  EXPECT_RC(segment_.authorize(OSS_IPC_KEEP_ID, OSS_IPC_KEEP_ID, 0600), Rc::OssNotFound);
   EXPECT_EQ(info().size, 5000U);
   OSSHIPCMemory newer;
   parameters_.size = 9000;
-  ASSERT_TRUE(is(newer.create(&parameters_), Rc::Ok));
+  ASSERT_RC(newer.create(&parameters_), Rc::Ok);
   EXPECT_EQ(info().size, 5000U);
-  EXPECT_TRUE(is(segment_.authorize(OSS_IPC_KEEP_ID, OSS_IPC_KEEP_ID, 0666), Rc::OssReplaced));
-  EXPECT_TRUE(is(segment_.destroy(), Rc::OssReplaced));
+  EXPECT_RC(segment_.authorize(OSS_IPC_KEEP_ID, OSS_IPC_KEEP_ID, 0666), Rc::OssReplaced);
+  EXPECT_RC(segment_.destroy(), Rc::OssReplaced);
   EXPECT_FALSE(segment_.isAttached());
   ASSERT_TRUE(fs::exists(path_));
-  ASSERT_TRUE(is(attach(segment_), Rc::Ok));
+  ASSERT_RC(attach(segment_), Rc::Ok);
   EXPECT_EQ(info().size, 9000U);
   EXPECT_EQ(info().mode, 0640U);
-  EXPECT_TRUE(is(newer.destroy(), Rc::Ok));
-  EXPECT_TRUE(is(segment_.destroy(), Rc::Ok)) << "the name is gone, which is what was wanted";
+  EXPECT_RC(newer.destroy(), Rc::Ok);
+  EXPECT_RC(segment_.destroy(), Rc::Ok) << "the name is gone, which is what was wanted";
 }
 
 TEST_F(Segment, TellsWhatItIsLikeNow) {
-  ASSERT_TRUE(is(create(), Rc::Ok));
+  ASSERT_RC(create(), Rc::Ok);
   OSSHIPCMemory second;
-  ASSERT_TRUE(is(attach(second), Rc::Ok));
-  ASSERT_TRUE(is(second.authorize(OSS_IPC_KEEP_ID, getegid(), 0604), Rc::Ok));
+  ASSERT_RC(attach(second), Rc::Ok);
+  ASSERT_RC(second.authorize(OSS_IPC_KEEP_ID, getegid(), 0604), Rc::Ok);
   EXPECT_EQ(info().mode, 0604U);
   EXPECT_EQ(info().group, getegid());
   ASSERT_EQ(truncate(path_.c_str(), 100), 0);
   EXPECT_EQ(info().size, 100U);
   ASSERT_EQ(truncate(path_.c_str(), 70000), 0);
   EXPECT_EQ(info().size, 5000U) << "no more than what is mapped";
-  EXPECT_TRUE(is(second.detach(), Rc::Ok));
+  EXPECT_RC(second.detach(), Rc::Ok);
 }
 
 TEST_F(Segment, PermissionIsAsked) {
   parameters_.accessMode = 0400;
-  ASSERT_TRUE(is(create(), Rc::Ok));
+  ASSERT_RC(create(), Rc::Ok);
   Child stranger([&] {
     if (geteuid() == 0 && setuid(kNobody) != 0) return 1;
     OSSHIPCMemory second;

@@ -21,8 +21,8 @@ TEST(Memory, GivesAlignedBlocksOfTheirOwn) {
     for (void *other : blocks) EXPECT_NE(block, other) << size;
     blocks.push_back(block);
   }
-  for (void *block : blocks) EXPECT_TRUE(is(_ossMemFree(block, "test", 2), Rc::Ok));
-  EXPECT_TRUE(is(_ossMemFree(nullptr, nullptr, 0), Rc::Ok));
+  for (void *block : blocks) EXPECT_RC(_ossMemFree(block, "test", 2), Rc::Ok);
+  EXPECT_RC(_ossMemFree(nullptr, nullptr, 0), Rc::Ok);
 }
 
 TEST(Memory, RefusesWhatThereIsNot) {

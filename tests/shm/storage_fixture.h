@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/storage.h"
+#include "support/words.h"
 
 namespace shm_test {
 
@@ -17,23 +18,13 @@ using support::freePool;
 using support::infoOf;
 using support::Rc;
 using support::release;
+using support::setWordAt;
+using support::wordAt;
 
 constexpr std::uint64_t kHuge = ~std::uint64_t{0};
 constexpr std::uint64_t kSize = 0x40000;  // of every domain here, in bytes
 constexpr std::uint64_t kDomainHeader = 0x48;
 constexpr std::uint64_t kPoolSize = 0x4000;
-
-// The word at an offset, as bytes.
-template <class T>
-T wordAt(const void *base, std::uint64_t offset) {
-  T value{};
-  std::memcpy(&value, static_cast<const char *>(base) + offset, sizeof(T));
-  return value;
-}
-template <class T>
-void setWordAt(void *base, std::uint64_t offset, T value) {
-  std::memcpy(static_cast<char *>(base) + offset, &value, sizeof(T));
-}
 
 // Puts another value into a word for as long as it lives.
 template <class T>

@@ -5,10 +5,10 @@
 #include <sntr/heap.h>
 
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include "support/heap_walk.h"
+#include "support/words.h"
 
 namespace sntr::test {
 
@@ -48,13 +48,11 @@ class TestHeap {
   std::size_t bytes() const { return memory_.size() * 8; }
   template <class T>
   T read(std::uint64_t offset) {
-    T value{};
-    std::memcpy(&value, base() + offset, sizeof(T));
-    return value;
+    return support::wordAt<T>(base(), offset);
   }
   template <class T>
   void write(std::uint64_t offset, T value) {
-    std::memcpy(base() + offset, &value, sizeof(T));
+    support::setWordAt(base(), offset, value);
   }
 
   std::uint32_t created = 0;

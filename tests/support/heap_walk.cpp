@@ -1,23 +1,15 @@
 #include "support/heap_walk.h"
 
-#include <cstring>
 #include <set>
+
+#include "support/words.h"
 
 namespace sntr::test {
 
 namespace {
 
-std::uint64_t word(const void *base, std::uint64_t offset) {
-  std::uint64_t value = 0;
-  std::memcpy(&value, static_cast<const char *>(base) + offset, 8);
-  return value;
-}
-
-std::uint32_t half(const void *base, std::uint64_t offset) {
-  std::uint32_t value = 0;
-  std::memcpy(&value, static_cast<const char *>(base) + offset, 4);
-  return value;
-}
+constexpr auto word = support::wordAt<std::uint64_t>;
+constexpr auto half = support::wordAt<std::uint32_t>;
 
 class Walker {
  public:

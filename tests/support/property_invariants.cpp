@@ -1,8 +1,9 @@
 // See property_invariants.h.
 #include "support/property_invariants.h"
 
-#include <cstring>
 #include <set>
+
+#include "support/words.h"
 
 namespace support {
 
@@ -26,7 +27,7 @@ std::uint64_t hashOfDigits(std::uint64_t tag) {
 
 class Walker {
  public:
-  explicit Walker(const void *node) : node_(static_cast<const char *>(node)) {
+  explicit Walker(const void *node) : node_(node) {
     size_ = word(kREntry);
     used_ = word(kREntry + 8);
     area_ = word(kREntry + 16);
@@ -39,19 +40,14 @@ class Walker {
   }
 
  private:
-  std::uint64_t word(std::uint64_t offset) const {
-    std::uint64_t value = 0;
-    std::memcpy(&value, node_ + offset, 8);
-    return value;
-  }
+  std::uint64_t word(std::uint64_t offset) const { return wordAt(node_, offset); }
 
   void expect(bool holds, const std::string &what, std::uint64_t seen) {
     if (!holds) state_.faults += what + " (" + std::to_string(seen) + ")\n";
   }
 
   void take(std::uint64_t record) {
-    std::int32_t value = 0;
-    std::memcpy(&value, node_ + record + 16, 4);
+    const auto value = wordAt<std::int32_t>(node_, record + 16);
     expect(state_.values.emplace(word(record), value).second, "tag twice", word(record));
   }
 
@@ -95,7 +91,7 @@ class Walker {
     expect(used_ == used, "used bytes of the table", used_);
   }
 
-  const char *node_;
+  const void *node_;
   std::uint64_t size_, used_, area_;
   std::uint64_t first_ = 0;
   std::uint64_t next_ = 0;

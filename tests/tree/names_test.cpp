@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "support/memory_pool.h"
+#include "support/words.h"
 
 namespace {
 
@@ -106,7 +107,7 @@ TEST_F(Names, TheIdentifierIsHeldAgainstItsArea) {
   EXPECT_EQ(reinterpret_cast<const char *>(node)[0xb60 + 49], '\0') << "the next area was written";
   EXPECT_RC(sntrGetNodeID(plain, &id, &length, 0), Rc::NoIDToGet);
   for (const std::uint64_t bad : {34ull, 0x1001ull, ~0ull}) {
-    std::memcpy(reinterpret_cast<char *>(node) + 0xb68, &bad, 8);
+    support::setWordAt<std::uint64_t>(node, 0xb68, bad);
     EXPECT_RC(sntrGetNodeID(node, &id, &length, 0), Rc::NodeIDTooLong) << bad;
   }
   EXPECT_EQ(length, 33u);
@@ -161,8 +162,7 @@ TEST_F(Names, TheInformationRecordRefersToEntriesThatItShares) {
   EXPECT_STREQ(base() + first.moduleEntry, "/lib/module");
   SNodeCB_t *node = newNode(SNTR_OPTION_NODE_INFO, {0, 0, 0, 8 + 56 + 4});
   EXPECT_RC(sntrInitNode(&node, first.base, 0, nullptr, &first, "data", 8, nullptr, nullptr, nullptr), Rc::Ok);
-  SNodeInfo stored;
-  std::memcpy(&stored, reinterpret_cast<char *>(node) + 0xb68, sizeof stored);
+  const auto stored = support::wordAt<SNodeInfo>(node, 0xb68);
   EXPECT_EQ(stored.moduleEntry, first.moduleEntry);
   EXPECT_EQ(stored.dataPosition, first.base + 0xb60 + 8);
 }

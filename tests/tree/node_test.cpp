@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/codes.h"
+#include "support/words.h"
 
 namespace {
 
@@ -46,11 +47,7 @@ class Node : public ::testing::Test {
   std::string bytes(std::size_t offset, std::size_t count) const {
     return {reinterpret_cast<const char *>(node) + offset, count};
   }
-  int counter(std::size_t offset) const {
-    int value = 0;
-    std::memcpy(&value, bytes(offset, sizeof(value)).data(), sizeof(value));
-    return value;
-  }
+  int counter(std::size_t offset) const { return support::wordAt<int>(node, offset); }
 
   SNodeCB_t *node = nullptr;
   SNodeCB_t *address = nullptr;
