@@ -15,24 +15,6 @@ void stepAside(Place &place, std::uint32_t top, const NodeRef &leaving, const Pl
   }
 }
 
-// True when a block of this size, entered anew, would come to stand between the same two: behind one that is smaller,
-// before one that is not.
-bool standsBySize(const HeapView &view, const Place &place, std::uint64_t size) {
-  const NodeRef before = place.before[0];
-  const NodeRef after = place.after[0];
-  return (before == view.head || before.blockSize() < size) && (after == view.last || after.blockSize() >= size);
-}
-
-// Where a block goes whose present place is planned.
-Rc planMove(const HeapView &view, Resize &plan) {
-  const FreeSpace space(view);
-  plan.stays = standsBySize(view, plan.now, plan.size);
-  if (plan.stays) return Rc::Ok;
-  if (Rc rc = FreeBySize(space).find(plan.size, plan.node.level, plan.then); failed(rc)) return rc;
-  stepAside(plan.then, plan.node.level, plan.node, plan.now);
-  return Rc::Ok;
-}
-
 std::uint64_t endOf(const HeapView &view, const NodeRef &node) {
   return node == view.head ? 0 : node.blockOffset() + node.blockSize();
 }
@@ -47,7 +29,6 @@ Rc planGrowth(const HeapView &view, const Place &around, Return &plan) {
   if (Rc rc = planResize(view, plan.mergesBefore ? before : after, low, high - low, plan.grown); failed(rc)) return rc;
   if (!plan.mergesBefore || !plan.mergesAfter) return Rc::Ok;
   if (Rc rc = planRemoval(view, after, plan.swallowed); failed(rc)) return rc;
-  if (plan.grown.stays) return Rc::Ok;
   stepAside(plan.grown.now, before.level, after, plan.swallowed.bySize);
   stepAside(plan.grown.then, before.level, after, plan.swallowed.bySize);
   stepAside(plan.grown.then, before.level, before, plan.grown.now);
@@ -83,7 +64,9 @@ Rc planResize(const HeapView &view, const NodeRef &node, std::uint64_t offset, s
   plan.offset = offset;
   plan.size = size;
   if (Rc rc = bySize.around(node, plan.now); failed(rc)) return rc;
-  return planMove(view, plan);
+  if (Rc rc = bySize.find(size, node.level, plan.then); failed(rc)) return rc;
+  stepAside(plan.then, node.level, node, plan.now);
+  return Rc::Ok;
 }
 
 Rc planShrink(const HeapView &view, const Fit &fit, std::uint64_t size, Resize &plan) {
@@ -94,16 +77,18 @@ Rc planShrink(const HeapView &view, const Fit &fit, std::uint64_t size, Resize &
   plan.offset = node.blockOffset();
   plan.size = size;
   if (Rc rc = bySize.behind(node, fit.bySize, fit.level, plan.now); failed(rc)) return rc;
-  return planMove(view, plan);
+  if (Rc rc = bySize.find(size, node.level, plan.then); failed(rc)) return rc;
+  stepAside(plan.then, node.level, node, plan.now);
+  return Rc::Ok;
 }
 
 void apply(const HeapView &view, const Resize &plan) {
   const FreeSpace space(view);
   const FreeBySize bySize(space);
-  if (!plan.stays) bySize.unlink(plan.node, plan.now);
+  bySize.unlink(plan.node, plan.now);
   writeWord<std::uint64_t>(&plan.node.fields()->blockOffset, plan.offset);
   writeWord<std::uint64_t>(&plan.node.fields()->blockSize, plan.size);
-  if (!plan.stays) bySize.link(plan.node, plan.then);
+  bySize.link(plan.node, plan.then);
 }
 
 Rc planRemoval(const HeapView &view, const NodeRef &node, Removal &plan) {

@@ -21,15 +21,13 @@ Rc findBestFit(const HeapView &view, std::uint64_t n, Fit &fit);
 // The first free block at or behind an offset; the tail sentinel where there is none.
 Rc findFreeFrom(const HeapView &view, std::uint64_t offset, NodeRef &node);
 
-// A block keeps its node and its place by offset, and moves in the size order to where a new block of its size goes,
-// unless that is where it stands.
+// A block keeps its node and its place by offset, and moves in the size order to where a new block of its size goes.
 struct Resize {
   NodeRef node;
   std::uint64_t offset;
   std::uint64_t size;
-  bool stays;
   Place now;
-  Place then;  // not known where the block stays
+  Place then;
 };
 Rc planResize(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size, Resize &plan);
 void apply(const HeapView &view, const Resize &plan);
