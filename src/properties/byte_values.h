@@ -42,7 +42,7 @@ Rc readBytes(const PropertyList &list, std::byte *record, const BytesOutput &out
   if (size == 0 || size > list.limits.maxValue) return Rc::BadValueSize;
   if (out.size != nullptr) *out.size = size;
   if (out.address != nullptr) *out.address = room;
-  if (out.buffer != nullptr) std::memcpy(out.buffer, room, size);
+  if (out.buffer != nullptr) std::memmove(out.buffer, room, size);
   return Rc::Ok;
 }
 
@@ -53,7 +53,7 @@ Rc writeBytes(const PropertyList &list, std::byte *record, const Bytes &value) {
   std::byte *room = nullptr;
   if (Rc rc = checkValuePlace<K>(list, record, room); failed(rc)) return rc;
   if (value.size > list.limits.maxValue) return K::beyondRoom;
-  std::memcpy(room, value.data, value.size);
+  std::memmove(room, value.data, value.size);
   writeWord<std::uint64_t>(record + K::valueOffsetAt + kWordSize, value.size);
   return Rc::Ok;
 }

@@ -5,7 +5,6 @@
 // bytes are to be copied, by a call.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -17,14 +16,15 @@ namespace sntr::direct {
 // Up to so many bytes are copied in line. A call for so few costs more than the copy.
 constexpr std::uint64_t kMostInLine = 128;
 
-// Copies the first `ends` of `count` bytes and the last, in pieces. The two may overlap, and together are all.
+// Copies the first `ends` of `count` bytes and the last. The two may overlap, and together are all. All are read before
+// any is written: a caller may pass a part of the value itself.
 template <std::size_t ends>
 [[gnu::always_inline]] inline void copyEnds(std::byte *to, const std::byte *from, std::uint64_t count) {
-  constexpr std::size_t piece = std::min<std::size_t>(ends, 16);
-  for (std::size_t at = 0; at < ends; at += piece) {
-    std::memcpy(to + at, from + at, piece);
-    std::memcpy(to + count - ends + at, from + count - ends + at, piece);
-  }
+  std::byte first[ends], last[ends];
+  std::memcpy(first, from, ends);
+  std::memcpy(last, from + count - ends, ends);
+  std::memcpy(to, first, ends);
+  std::memcpy(to + count - ends, last, ends);
 }
 
 // Copies 1 to kMostInLine bytes.
@@ -88,7 +88,7 @@ template <class K, auto otherwise, auto afterwards, auto finish>
 
 // Ends getBytes() of a longer value.
 inline std::uint32_t finishGet(SNodeCB_t *node, void *buffer, const std::byte *room, std::uint64_t size) {
-  std::memcpy(buffer, room, size);
+  std::memmove(buffer, room, size);
   return leave(node, ossIdentity.word);
 }
 
@@ -124,7 +124,7 @@ template <class K, auto otherwise, auto afterwards, auto finish>
 // Ends setBytes() of a longer value.
 template <class K>
 inline std::uint32_t finishSet(SNodeCB_t *node, std::byte *record, const void *value, std::uint64_t size) {
-  std::memcpy(record + K::data.recordSize, value, size);
+  std::memmove(record + K::data.recordSize, value, size);
   return finishStored<K>(node, record, size, ossIdentity.word);
 }
 

@@ -167,4 +167,33 @@ TEST_F(RValues, WalkersReachTheEndOfTheAreaAndNoFurther) {
   EXPECT_EQ(used + capacity, 0U);
 }
 
+// Bytes of each length that is copied in a way of its own, from outside and from within the value itself.
+TEST_F(RValues, BytesOfEachLengthArriveWhole) {
+  constexpr std::uint64_t kMost = 320, kShifts[] = {0, 1, 9, 20};
+  constexpr std::uint64_t kSizes[] = {1, 2, 3, 4, 7, 8, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 128, 129, 300};
+  support::Sizes sizes{};
+  sizes[SNTR_AREA_V] = 0x800;
+  for (const std::uint32_t layout : {SNTR_LAYOUT_ARRAY, SNTR_LAYOUT_HASH}) {
+    createNode(sizes, SNTR_KIND_V);
+    ASSERT_RC(sntrActivateNode(&node), Rc::Ok);
+    ASSERT_RC(sntrCreateVPropertyList(node, nullptr, nullptr, nullptr, 0, 1, kMost, layout, 0), Rc::Ok);
+    std::string text(kMost, 0);
+    for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 37 + 1);
+    ASSERT_RC(sntrAddVProperty(node, 5, kMost, text.data(), 0), Rc::Ok);
+    for (const std::uint64_t size : kSizes) {
+      for (const std::uint64_t shift : kShifts) {
+        std::string read(kMost, '-');
+        std::uint64_t length = 0;
+        void *address = nullptr;
+        ASSERT_RC(sntrSetValueForVProperty(node, 5, kMost, text.data(), 0), Rc::Ok);
+        ASSERT_RC(sntrGetValueForVProperty(node, 5, &length, &address, nullptr, 0), Rc::Ok);
+        ASSERT_RC(sntrSetValueForVProperty(node, 5, size, static_cast<char *>(address) + shift, 0), Rc::Ok);
+        ASSERT_RC(sntrGetValueForVProperty(node, 5, &length, nullptr, read.data(), 0), Rc::Ok);
+        EXPECT_EQ(read.substr(0, length), text.substr(shift, size)) << layout << ", " << size << ", " << shift;
+        EXPECT_EQ(read.substr(length), std::string(kMost - size, '-')) << layout << ", " << size << ", " << shift;
+      }
+    }
+  }
+}
+
 }  // namespace properties_test
