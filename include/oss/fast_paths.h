@@ -47,7 +47,7 @@ static inline OSSLatchWords *ossLatchWordsOf(ossVLatch *latch) {
 }
 
 /* Gets a latch that is shared and free. Answers true, and in `self` the owner word with which it is held now; or false:
- * nothing was changed. Whoever gets one has met a layer whose cells are open, too. */
+ * the latch was not changed. Whoever gets one has met a layer whose cells are open, too. */
 static inline bool ossLatchTryTake(OSSLatchWords *words, uint64_t *self) {
   /* Acquire: pairs with the release in ossVLatchInit(). */
   const uint64_t validity = __atomic_load_n(&words->validity, __ATOMIC_ACQUIRE);

@@ -8,8 +8,9 @@
 //   otherwise   nothing was done: begin again on the next longer way
 //   afterwards  the section was entered and nothing was found: leave it, and take the longest way, which can say why
 //
-// The next longer way is quick_values.h, which makes the same checks. Where nothing is to be entered, because the caller
-// holds the section or the model locks nothing, the operations with `Unlocked` in their names do the same.
+// The next longer way is quick_values.h, which makes the same checks, and serves arrays and what is not aligned too. Where
+// nothing is to be entered, because the caller holds the section or the model locks nothing, the operations with
+// `Unlocked` in their names do the same.
 //
 // Any thread. Each check is one that the operation itself makes, and nothing is stored before all of them are made.
 #pragma once
