@@ -52,10 +52,9 @@ struct UnprotectedIRNode : IRNode {
   explicit UnprotectedIRNode(std::uint32_t n) : IRNode(n, kUnprotected) {}
 };
 
-class IRFloor {
+class IRFloor : CopyOf<IRNode> {
  public:
-  explicit IRFloor(std::uint32_t n)
-      : original_(n), copy_(original_.node->nodeSize + 0x1000), node_(copy_.copyOf(original_.node)) {}
+  explicit IRFloor(std::uint32_t n) : CopyOf(n) {}
 
   std::uint64_t get(Key key) {
     std::int32_t value = 0;
@@ -63,11 +62,6 @@ class IRFloor {
     return answer(rc, value, key);
   }
   std::uint64_t set(Key key) { return floor::setIR(node_, kIRTag, kIDSize, IDs::of(key), valueOf(key)); }
-
- private:
-  IRNode original_;
-  Segment copy_;
-  floor::Node node_;
 };
 
 // Boost's map by string. A lookup is made with the characters themselves, not with a string made of them first.
@@ -178,25 +172,21 @@ class VNode {
 };
 
 template <std::uint32_t size>
-class VFloor {
+class VFloor : CopyOf<VNode<size>> {
  public:
-  explicit VFloor(std::uint32_t n)
-      : original_(n), copy_(original_.node->nodeSize + 0x1000), node_(copy_.copyOf(original_.node)) {}
+  explicit VFloor(std::uint32_t n) : CopyOf<VNode<size>>(n) {}
 
   std::uint64_t get(Key key) {
     std::uint64_t length = 0;
-    const std::uint32_t rc = floor::getV(node_, key.tag, &length, buffer_.bytes);
+    const std::uint32_t rc = floor::getV(this->node_, key.tag, &length, buffer_.bytes);
     return answerBytes(rc, buffer_.bytes, length, size, key);
   }
   std::uint64_t set(Key key) {
     std::memcpy(buffer_.bytes, &key.index, sizeof key.index);
-    return floor::setV(node_, key.tag, size, buffer_.bytes);
+    return floor::setV(this->node_, key.tag, size, buffer_.bytes);
   }
 
  private:
-  VNode<size> original_;
-  Segment copy_;
-  floor::Node node_;
   Bytes<size> buffer_;
 };
 

@@ -47,11 +47,26 @@ struct UnprotectedRNode : RNode {
   explicit UnprotectedRNode(std::uint32_t n, Tags plan = Tags::Dense) : RNode(n, plan, kUnprotected) {}
 };
 
-// The floor on a copy of such a node.
-class RFloor {
+// What the floor works on: a copy of a node that the library laid out.
+template <class Original>
+class CopyOf {
+ protected:
+  template <class... Arguments>
+  explicit CopyOf(Arguments... arguments)
+      : original_(arguments...), copy_(original_.node->nodeSize + 0x1000), node_(copy_.copyOf(original_.node)) {}
+
+ private:
+  Original original_;
+  Segment copy_;
+
+ protected:
+  floor::Node node_;
+};
+
+class RFloor : CopyOf<RNode> {
  public:
   explicit RFloor(std::uint32_t n, Tags tags = Tags::Dense, std::uint32_t model = SNTR_MODEL_LATCHED)
-      : original_(n, tags, model), copy_(original_.node->nodeSize + 0x1000), node_(copy_.copyOf(original_.node)) {}
+      : CopyOf(n, tags, model) {}
 
   std::uint64_t get(Key key) {
     std::int32_t value = 0;
@@ -61,11 +76,6 @@ class RFloor {
   std::uint64_t set(Key key) { return floor::setR(node_, key.tag, valueOf(key)); }
   std::uint64_t add(Key key) { return floor::addR(node_, key.tag, valueOf(key)); }
   std::uint64_t remove(Key key) { return floor::deleteR(node_, key.tag); }
-
- private:
-  RNode original_;
-  Segment copy_;
-  floor::Node node_;
 };
 
 struct UnprotectedRFloor : RFloor {
