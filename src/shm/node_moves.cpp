@@ -171,7 +171,7 @@ Rc obtainSlot(const HeapView &view, std::uint32_t level, NodeRef &slot) {
 void trimExtents(const HeapView &view) {
   for (int i = 0; i < kTrimsPerRelease; ++i) {
     ExtentRef extent;
-    if (!canDoWithout(view, extent) || failed(emptyNewest(view, extent))) return;
+    if (!findSpareExtent(view, extent) || failed(emptyNewest(view, extent))) return;
   }
 }
 

@@ -212,7 +212,7 @@ Rc reopenExtent(const HeapView &view, const ExtentRef &extent) {
   }
 }
 
-bool canDoWithout(const HeapView &view, ExtentRef &extent) {
+bool findSpareExtent(const HeapView &view, ExtentRef &extent) {
   const std::uint64_t ready = readWord<std::uint64_t>(&view.area->deadBytes) + unusedInArea(view);
   const std::uint64_t capacity = view.blocksLow - view.nodesLow;
   const std::uint64_t spare = capacity < kExtentSize / 4 ? 0 : std::min(kExtentSize / 2, capacity / 4);
