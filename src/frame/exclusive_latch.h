@@ -35,7 +35,8 @@ Rc enterExclusive(ExclusiveLatch *latch);
 Rc exitExclusive(ExclusiveLatch *latch);
 
 // The same on the short way, for who gives the latch back where it was taken: `owner` is what the latch was taken with,
-// or 0 after the long way. The latch is not null. Codes and order are those of the long way, which is gone where the short one does nothing.
+// or 0 after the long way. The latch is not null. Codes and order are those of the long way, which is taken where the
+// short one does nothing.
 inline Rc enterExclusive(ExclusiveLatch *latch, std::uint64_t &owner) {
   owner = 0;
   if (readWord<std::uint32_t>(&latch->latchSelector) == kVersionWord) owner = ossVLatchTryGet(&latch->latch);
