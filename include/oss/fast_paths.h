@@ -1,10 +1,8 @@
-/* The short halves of the calls that a library makes on its hottest paths, to be compiled into that library.
+/* The inlined halves of the calls that a library makes on its hottest paths.
  *
- * Each does the whole work of one call of the layer when nothing is in the way: the latch is free, the cell is aligned.
- * Otherwise it does nothing and says so, and the caller makes the call, which knows every case. A layer built to fail on
- * demand never lets them do anything, so that there each call is made and can be made to fail.
- *
- *   if (!ossAtomicTryRead(cell, &value)) rc = cell->add(0, &value);
+ * Each does the whole work of one call of the layer when nothing is in the way: the latch is free. Otherwise it does
+ * nothing and returns that, and the caller makes the call, which handles every case. A layer built to fail on demand
+ * never lets them change anything, so that there each call is made and can be made to fail.
  *
  * Any thread of any process. What a latch and a cell are is in oss/latch.h and oss/atomic.h. C++ only.
  */
@@ -22,6 +20,7 @@ extern "C" {
 /* Private. What a latch consists of: two words, at the first multiple of 8 in its bytes. */
 #define OSS_LATCH_VALID_SHARED UINT64_C(0x6c7a4e19d35b8f02)
 #define OSS_LATCH_VALID_PRIVATE UINT64_C(0x6c7a4e19d35b8f03)
+#define OSS_LATCH_WAITERS (UINT64_C(1) << 31)
 
 struct OSSLatchWords {
   uint64_t validity;
@@ -39,7 +38,7 @@ struct OSSThreadIdentity {
 /* Private. Initial-exec, so that reaching it takes no call. */
 OSS_API extern __thread OSSThreadIdentity ossIdentity __attribute__((tls_model("initial-exec")));
 
-/* Private. Whether the functions below may touch cells at all. Never changes. */
+/* Private. Whether a library may change cells in line; 0 in a layer built to fail on demand. Never changes. */
 OSS_API extern const uint32_t ossCellsAreOpen;
 
 static inline OSSLatchWords *ossLatchWordsOf(ossVLatch *latch) {
@@ -67,7 +66,7 @@ static inline bool ossLatchTryLeave(OSSLatchWords *words, uint64_t self) {
   return __atomic_compare_exchange_n(&words->owner, &self, UINT64_C(0), 0, __ATOMIC_RELEASE, __ATOMIC_RELAXED);
 }
 
-/* The same two on the latch itself. The first answers the owner word, or 0, with which the second does nothing. */
+/* The same two on the latch itself. The first returns the owner word, or 0, with which the second does nothing. */
 static inline uint64_t ossVLatchTryGet(ossVLatch *latch) {
   uint64_t self = 0;
   return ossLatchTryTake(ossLatchWordsOf(latch), &self) ? self : 0;
@@ -77,47 +76,17 @@ static inline bool ossVLatchTryRelease(ossVLatch *latch, uint64_t self) {
   return self != 0 && ossLatchTryLeave(ossLatchWordsOf(latch), self);
 }
 
-/* The number of a cell as an aligned word, or null. */
-typedef int32_t __attribute__((may_alias)) OSSOpenCell;
-
-static inline OSSOpenCell *ossOpen(OSSVAtomicSigned32 *cell) {
-  if (ossCellsAreOpen == 0) return nullptr;
-  unsigned char *bytes = cell->storage;
-  return reinterpret_cast<uintptr_t>(bytes) % sizeof(int32_t) == 0 ? reinterpret_cast<OSSOpenCell *>(bytes) : nullptr;
+/* Whether nobody holds a latch. Acquire: as who gets it next. */
+static inline bool ossLatchIsFree(const OSSLatchWords *words) {
+  return __atomic_load_n(&words->owner, __ATOMIC_ACQUIRE) == 0;
 }
 
-/* The same where both are known: that cells are open, and that this one is aligned. */
-static inline OSSOpenCell *ossOpenAligned(OSSVAtomicSigned32 *cell) {
-  return reinterpret_cast<OSSOpenCell *>(cell->storage);
-}
-
-/* As add() of 0, which reads. Acquire: who reads a number sees what was written before it was stored. Answers true, or
- * false: nothing was read. */
-static inline bool ossAtomicTryRead(OSSVAtomicSigned32 *cell, int32_t *value) {
-  const OSSOpenCell *word = ossOpen(cell);
-  if (word == nullptr) return false;
-  *value = __atomic_load_n(word, __ATOMIC_ACQUIRE);
-  return true;
-}
-
-/* As swap() where nobody wants the number before. Release: pairs with the acquire of whoever reads the number. Other
- * than swap() it does not keep what the caller reads next behind the store. Answers true, or false: nothing was stored. */
-static inline bool ossAtomicTryWrite(OSSVAtomicSigned32 *cell, int32_t value) {
-  OSSOpenCell *word = ossOpen(cell);
-  if (word == nullptr) return false;
-  __atomic_store_n(word, value, __ATOMIC_RELEASE);
-  return true;
-}
-
-/* As increment(), in a cell that only the holder of a latch changes, by the holder. Others may read it meanwhile; they
- * see the number before or after. Answers true, or false: nothing was counted. */
-static inline bool ossAtomicTryCount(OSSVAtomicSigned32 *cell) {
-  OSSOpenCell *word = ossOpen(cell);
-  if (word == nullptr) return false;
-  /* Relaxed: the last holder's store came before the latch. Unsigned, because the count wraps. */
-  const uint32_t count = static_cast<uint32_t>(__atomic_load_n(word, __ATOMIC_RELAXED));
-  __atomic_store_n(word, static_cast<int32_t>(count + 1), __ATOMIC_RELEASE);
-  return true;
+/* Returns false if the calling thread does not hold a latch; true if it does or may: ossVLatchTestHeld() tells. */
+static inline bool ossLatchMayBeOwn(const OSSLatchWords *words) {
+  /* Relaxed: what this thread stored itself it reads in order. */
+  const uint64_t owner = __atomic_load_n(&words->owner, __ATOMIC_RELAXED);
+  const uint64_t self = ossIdentity.word;
+  return owner != 0 && (self == 0 || (owner & ~OSS_LATCH_WAITERS) == self);
 }
 
 } /* extern "C" */

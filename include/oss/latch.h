@@ -62,6 +62,23 @@ OSS_API uint32_t ossVLatchGet(ossVLatch *latch);
  *   SNTR_RC_OSS_LATCH_NOT_HELD  the calling thread does not hold it */
 OSS_API uint32_t ossVLatchRelease(ossVLatch *latch);
 
+/** Waits, asleep, until a latch is free, without getting it: for a reader that needs no latch but has to wait until a
+ * writer is done. It stores into the latch that it waits, so that the release wakes it.
+ *   latch     the latch
+ *   deadline  in and out: 0 begins a wait with the process's limit; the value that it leaves continues that wait, so
+ *             that several calls share one limit
+ * Returns 0: the latch was free at some moment of the call. Otherwise:
+ *   SNTR_RC_OSS_BAD_ARGUMENT      `latch` or `deadline` is null
+ *   SNTR_RC_OSS_LATCH_DAMAGED     the bytes were never initialized, or hold what no latch can hold
+ *   SNTR_RC_OSS_LATCH_HELD        the calling thread holds it
+ *   SNTR_RC_OSS_LATCH_OWNER_DEAD  its owner has died; ossVLatchGet() takes it over
+ *   SNTR_RC_OSS_LATCH_TIMEOUT     living threads kept it for longer than the limit */
+OSS_API uint32_t ossVLatchAwait(ossVLatch *latch, uint64_t *deadline);
+
+/** Returns 0 if the calling thread holds a latch, and otherwise SNTR_RC_OSS_LATCH_NOT_HELD, or SNTR_RC_OSS_BAD_ARGUMENT:
+ * `latch` is null. Changes nothing. */
+OSS_API uint32_t ossVLatchTestHeld(ossVLatch *latch);
+
 /* Sets how long this process waits for a latch before it gives up. Waits that have begun keep their limit. A forked
  * child inherits the limit.
  *   milliseconds  1 and up; 30000 until the first call

@@ -10,9 +10,9 @@ namespace sntr {
 
 namespace {
 
-constexpr Rc latchResult(std::uint32_t answer) { return answer == 0 ? Rc::Ok : Rc::LatchFailed; }
+constexpr Rc latchResult(std::uint32_t result) { return result == 0 ? Rc::Ok : Rc::LatchFailed; }
 
-constexpr Rc atomicResult(std::uint32_t answer) { return answer == 0 ? Rc::Ok : Rc::AtomicFailed; }
+constexpr Rc atomicResult(std::uint32_t result) { return result == 0 ? Rc::Ok : Rc::AtomicFailed; }
 
 }  // namespace
 
@@ -38,6 +38,24 @@ Rc initializeLatches(const SNodeCB_t *node, SNodeLatchBlock_t *block, std::uint3
   if (Rc rc = atomicResult(block->writeCount.init(0, 1)); failed(rc)) return rc;
   publishWord<std::uint32_t>(&block->latchVersion, kVersionWord);
   return Rc::Ok;
+}
+
+NextTry admitReader(SNodeCB_t *node) {
+  SNodeLatchBlock_t *block = &node->primaryLatch;
+  if (!isStamped(*block)) return {.rc = Rc::BadLatchVersion};
+  if (ossVLatchTestHeld(&block->latch) == 0) return {.rc = Rc::LatchFailed};
+  return {.underLatch = !kReadsWithoutLatch || !isAlignedNode(node)};
+}
+
+NextTry awaitWriter(SNodeCB_t *node, std::uint64_t &deadline) {
+  SNodeLatchBlock_t *block = &node->primaryLatch;
+  const std::int32_t count = readCell(&block->writeCount);
+  const std::uint32_t waited = ossVLatchAwait(&block->latch, &deadline);
+  if (waited == code(Rc::OssLatchOwnerDead)) return {.underLatch = true};
+  if (waited != 0) return {.rc = Rc::LatchFailed};
+  // The latch was free. A writer that came since and is inside holds it; one that came and left has counted.
+  const bool marked = readCell(&block->writeInProgress) != 0;
+  return {.underLatch = marked && ossLatchIsFree(latchWordsOf(node)) && readCell(&block->writeCount) == count};
 }
 
 }  // namespace sntr

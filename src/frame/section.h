@@ -15,8 +15,10 @@
 
 #include "frame/cells.h"
 #include "frame/node_repair.h"
+#include "frame/sequence.h"
 #include "frame/trace.h"
 #include "layout/node_block.h"
+#include "layout/pause.h"
 #include "layout/version.h"
 #include "layout/words.h"
 
@@ -47,7 +49,7 @@ Rc setConcurrencyModel(SNodeCB_t *node, std::uint32_t model);
 // Gets the latch of a stamped block. This is the one way into a section, and so the one place that looks for a writer
 // who died inside: with the latch in hand nobody else can be writing, so a mark that still stands is a dead writer's.
 inline Rc obtainLatch(SNodeCB_t *node, SNodeLatchBlock_t *block, Entered &entered) {
-  if (readWord<std::uint32_t>(&block->latchVersion) != kVersionWord) [[unlikely]]
+  if (!isStamped(*block)) [[unlikely]]
     return Rc::BadLatchVersion;
   entered.latchWord = ossVLatchTryGet(&block->latch);
   if (entered.latchWord == 0 && ossVLatchGet(&block->latch) != 0) [[unlikely]]
@@ -66,8 +68,8 @@ inline Rc giveBackLatch(SNodeLatchBlock_t *block, const Entered &entered) {
   return ossVLatchRelease(&block->latch) == 0 ? Rc::Ok : Rc::LatchFailed;
 }
 
-// Marks and counts a writer. The mark comes before the count, and both before the work: whoever finds the mark knows
-// that work may have begun. AtomicFailed, and nothing is marked.
+// Marks and counts a writer. The mark comes before the count, and both before the work, as sequence.h says. AtomicFailed,
+// and nothing is marked.
 inline Rc markWriter(SNodeLatchBlock_t *block) {
   if (Rc rc = writeCell(&block->writeInProgress, 1); failed(rc)) return rc;
   if (Rc rc = countCellUnderLatch(&block->writeCount); failed(rc)) {
@@ -112,7 +114,7 @@ constexpr std::uint32_t kProbeEnter = 90;
 constexpr std::uint32_t kProbeExit = 91;
 
 // Runs `Rc work()` in a read section of the node, unless the caller holds one. The work traces its own failures; the
-// first failure is the answer, and the section is left on every path. The work stands here once, so that it is compiled
+// first failure is returned, and the section is left on every path. The work stands here once, so that it is compiled
 // into the operation.
 template <class Work>
 inline Rc readSection(const Trace &t, SNodeCB_t *node, Held held, Work &&work) {
@@ -133,6 +135,69 @@ inline Rc writeSection(const Trace &t, SNodeCB_t *node, Held held, Work &&work) 
   }
   const Rc done = std::forward<Work>(work)();
   return held == Held::Yes ? done : firstFailure(done, t.fail(kProbeExit, exitWrite(&node->primaryLatch, entered)));
+}
+
+// What a read without the latch found. Its failure is traced only once it is known that what was read was of one moment.
+struct Finding {
+  std::uint32_t probe = 0;
+  Rc rc = Rc::Ok;
+};
+
+// How a read goes on after a try that met a writer.
+struct NextTry {
+  bool underLatch = false;
+  Rc rc = Rc::Ok;
+};
+
+// Whether a node under model 1 can be read without its latch. Not if it begins at no multiple of 8, nor for the thread
+// sanitizer. BadLatchVersion; LatchFailed: this thread holds the section.
+NextTry admitReader(SNodeCB_t *node);
+
+// Waits, asleep, for the writer that a read has met. It never waits by looking again and again: a reader of a higher
+// priority would keep the writer from its processor. The latch is needed if its owner, or a writer whose mark stands
+// although nobody is inside, has died. LatchFailed: at `deadline`, which is 0 before the first wait of a read.
+NextTry awaitWriter(SNodeCB_t *node, std::uint64_t &deadline);
+
+// Tries before a reader sleeps. A section is as long as one or two of them.
+constexpr int kReadTries = 32;
+
+// The second half of readWithoutLatch(): the tries after the first one.
+template <class Work>
+[[gnu::noinline]] Rc readAgain(const Trace &t, SNodeCB_t *node, Work &work) {
+  NextTry next = admitReader(node);
+  for (std::uint64_t deadline = 0; !next.underLatch && !failed(next.rc); next = awaitWriter(node, deadline)) {
+    for (int i = 0; i < kReadTries; ++i, pauseBriefly()) {
+      std::int32_t count = 0;
+      if (!beginSequence(node->primaryLatch, count)) continue;
+      const Finding found = work();
+      if (endSequence(node->primaryLatch, count)) return t.fail(found.probe, found.rc);
+    }
+  }
+  if (failed(next.rc)) return t.fail(kProbeEnter, next.rc);
+  return readSection(t, node, Held::No, [&] {
+    const Finding found = work();
+    return t.fail(found.probe, found.rc);
+  });
+}
+
+// Runs `Finding work()` so that all it reads is of one moment, without the node's latch where that is possible, and
+// returns its code. The work may run several times and may meet anything; it stores nothing for the caller. Under other
+// models than 1, and where the caller holds the section, it runs once.
+template <class Work>
+inline Rc readWithoutLatch(const Trace &t, SNodeCB_t *node, Held held, Work &&work) {
+  const std::uint32_t model = loadField(node->concurrencyModel);
+  if (held == Held::No && model == SNTR_MODEL_LATCHED) [[likely]] {
+    std::int32_t count = 0;
+    if (!isAlignedNode(node) || !beginRead(node, count)) [[unlikely]]
+      return readAgain(t, node, work);
+    const Finding found = work();
+    if (!endSequence(node->primaryLatch, count)) [[unlikely]]
+      return readAgain(t, node, work);
+    return t.fail(found.probe, found.rc);
+  }
+  if (Rc rc = held == Held::No ? checkModel(model) : Rc::Ok; failed(rc)) return t.fail(kProbeEnter, rc);
+  const Finding found = work();
+  return t.fail(found.probe, found.rc);
 }
 
 }  // namespace sntr

@@ -72,11 +72,4 @@ inline std::uint32_t traced(Fn fn, Work &&work) noexcept {
   return t.result(std::forward<Work>(work)(t));
 }
 
-// The same, in a function of its own: for what a caller does only when a shorter way led nowhere. The work is given by
-// value, so that nothing of the caller's need stand in memory before.
-template <class Work>
-[[gnu::noinline]] std::uint32_t tracedApart(Fn fn, Work work) noexcept {
-  return traced(fn, work);
-}
-
 }  // namespace sntr

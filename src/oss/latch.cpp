@@ -18,6 +18,7 @@
 #include <cstring>
 
 #include "inject.h"
+#include "layout/pause.h"
 #include "latch_word.h"
 #include "thread_identity.h"
 #include "thread_stat.h"
@@ -89,40 +90,17 @@ std::uint64_t deadline() {
   return endless ? ~std::uint64_t{0} : now + limit * kNanosecondsPerMillisecond;
 }
 
-// One thread's try for a latch that was not free at once.
-class Contender {
+// What all who wait for a latch that was not free at once have in common.
+class Waiter {
  public:
-  Contender(LatchWords &words, std::uint64_t self) : words_(words), self_(self) {}
+  Waiter(LatchWords &words, std::uint64_t self) : words_(words), self_(self) {}
 
-  Rc run() {
-    for (int i = 0; i < kSpins; ++i) {
-      if (Rc rc = look(); failed(rc)) return rc;
-      if (seen_ == kFree && take(words_, seen_, self_)) return Rc::Ok;
-      __builtin_ia32_pause();
-    }
-    return sleepUntilTaken(deadline());
-  }
-
- private:
-  // Reads the latch once into seen_ and says whether there is any sense in waiting for it.
+ protected:
+  // Reads the latch once into seen_. OssLatchDamaged, OssLatchHeld: there is no sense in waiting for it.
   Rc look() {
     seen_ = owner(words_).load(std::memory_order_relaxed);  // take() orders what follows a success
     if (!isLatch(validity(words_)) || !isPlausible(seen_)) return Rc::OssLatchDamaged;
     return ownerOf(seen_) == self_ ? Rc::OssLatchHeld : Rc::Ok;
-  }
-
-  // The owner is examined after every slice, before time is looked at: with the shortest limit a dead one is found too.
-  Rc sleepUntilTaken(std::uint64_t end) {
-    for (std::uint64_t now = monotonicNow(); now < end; now = monotonicNow()) {
-      if (Rc rc = look(); failed(rc)) return rc;
-      if (seen_ == kFree) {
-        if (take(words_, seen_, self_ | waitersBit_)) return Rc::Ok;
-      } else if (announce()) {
-        sleep(end - now < kSlice ? end - now : kSlice);
-        if (ownerHasDied() && take(words_, seen_, self_ | kWaiters)) return Rc::Ok;
-      }
-    }
-    return Rc::OssLatchTimeout;
   }
 
   // Sets the waiters bit, so that the owner's release will wake. False when the word has changed meanwhile. Relaxed:
@@ -135,15 +113,17 @@ class Contender {
     return true;
   }
 
-  // Woken, out of time, interrupted, or the word has changed: whatever it was, the caller looks again.
-  void sleep(std::uint64_t nanoseconds) {
+  // Sleeps until `end`, but for a slice at most; true if a release has woken this thread. Otherwise it is out of time,
+  // interrupted, or the word has changed. Whatever it was, the caller looks again.
+  bool sleep(std::uint64_t now, std::uint64_t end) {
     constexpr std::uint64_t kSecond = 1000 * kNanosecondsPerMillisecond;
     static_assert(kSlice < kSecond, "a slice has no whole seconds");
-    const timespec slice = {0, static_cast<long>(nanoseconds)};
+    const timespec slice = {0, static_cast<long>(end - now < kSlice ? end - now : kSlice)};
     const auto low = static_cast<std::uint32_t>(seen_);
-    syscall(SYS_futex, &words_.owner, FUTEX_WAIT | sleepersOf(words_), low, &slice, nullptr, 0);
-    waitersBit_ = kWaiters;
+    return syscall(SYS_futex, &words_.owner, FUTEX_WAIT | sleepersOf(words_), low, &slice, nullptr, 0) == 0;
   }
+
+  void wakeOne() { syscall(SYS_futex, &words_.owner, FUTEX_WAKE | sleepersOf(words_), 1, nullptr, nullptr, 0); }
 
   // Only where the word is what it was before the sleep: a word that moves has a living owner.
   bool ownerHasDied() {
@@ -154,7 +134,56 @@ class Contender {
   LatchWords &words_;
   const std::uint64_t self_;
   std::uint64_t seen_ = kFree;
-  std::uint64_t waitersBit_ = 0;  // set once this thread has slept: others may have slept beside it
+};
+
+// One thread's try for the latch.
+class Contender : Waiter {
+ public:
+  using Waiter::Waiter;
+
+  Rc run() {
+    for (int i = 0; i < kSpins; ++i) {
+      if (Rc rc = look(); failed(rc)) return rc;
+      if (seen_ == kFree && take(words_, seen_, self_)) return Rc::Ok;
+      sntr::pauseBriefly();
+    }
+    return sleepUntilTaken(deadline());
+  }
+
+ private:
+  // The owner is examined after every slice, before time is looked at: with the shortest limit a dead one is found too.
+  Rc sleepUntilTaken(std::uint64_t end) {
+    std::uint64_t waitersBit = 0;  // set once this thread has slept: others may have slept beside it
+    for (std::uint64_t now = monotonicNow(); now < end; now = monotonicNow()) {
+      if (Rc rc = look(); failed(rc)) return rc;
+      if (seen_ == kFree) {
+        if (take(words_, seen_, self_ | waitersBit)) return Rc::Ok;
+      } else if (announce()) {
+        sleep(now, end);
+        waitersBit = kWaiters;
+        if (ownerHasDied() && take(words_, seen_, self_ | kWaiters)) return Rc::Ok;
+      }
+    }
+    return Rc::OssLatchTimeout;
+  }
+};
+
+// One thread's wait until the latch is free. A release wakes one sleeper, who may be one that wants the latch: so a
+// thread that only waits, and was woken, wakes the next one in its place.
+class Onlooker : Waiter {
+ public:
+  using Waiter::Waiter;
+
+  Rc run(std::uint64_t end) {
+    for (std::uint64_t now = monotonicNow(); now < end; now = monotonicNow()) {
+      if (Rc rc = look(); failed(rc)) return rc;
+      if (seen_ == kFree) return Rc::Ok;
+      if (!announce()) continue;
+      if (sleep(now, end)) wakeOne();
+      if (ownerHasDied()) return Rc::OssLatchOwnerDead;
+    }
+    return Rc::OssLatchTimeout;
+  }
 };
 
 // Out of line, so that the calls that meet no one stay short.
@@ -227,6 +256,22 @@ uint32_t ossVLatchRelease(ossVLatch *latch) {
   if (!oss::failed(rc)) [[likely]]
     countHeld(OSSFaultHeldLatches, -1);
   return code(oss::reported(rc, madeToFail));
+}
+
+uint32_t ossVLatchAwait(ossVLatch *latch, uint64_t *deadline) {
+  if (oss::injected(OSSFaultLatchGet)) [[unlikely]]
+    return code(Rc::OssInjected);
+  if (latch == nullptr || deadline == nullptr) return code(Rc::OssBadArgument);
+  if (*deadline == 0) *deadline = oss::deadline();
+  return code(oss::Onlooker(oss::wordsOf(*latch), oss::ownWord()).run(*deadline));
+}
+
+uint32_t ossVLatchTestHeld(ossVLatch *latch) {
+  if (latch == nullptr) return code(Rc::OssBadArgument);
+  oss::LatchWords &words = oss::wordsOf(*latch);
+  // Relaxed: whether this thread holds the latch is known to this thread from its own stores.
+  const std::uint64_t seen = oss::owner(words).load(std::memory_order_relaxed);
+  return code(oss::ownerOf(seen) == oss::ownWord() ? Rc::Ok : Rc::OssLatchNotHeld);
 }
 
 uint32_t ossVLatchSetWaitLimit(uint64_t milliseconds) {

@@ -9,13 +9,15 @@
 // the same word, so that taking a dead owner's latch is one exchange, which fails if anybody was faster.
 #pragma once
 
+#include <oss/fast_paths.h>
+
 #include <bit>
 #include <cstdint>
 
 namespace oss {
 
 inline constexpr std::uint64_t kFree = 0;
-inline constexpr std::uint64_t kWaiters = std::uint64_t{1} << 31;
+inline constexpr std::uint64_t kWaiters = OSS_LATCH_WAITERS;
 inline constexpr std::uint64_t kThreadMask = (std::uint64_t{1} << 23) - 1;
 inline constexpr std::uint64_t kReservedMask = kWaiters - 1 - kThreadMask;
 

@@ -64,18 +64,19 @@ void visitArray(const PropertyList &list, Visit &&visit) {
   }
 }
 
-// The record with a key, or null when there is none. The codes of comparing keys.
+// The record with a key. The kind's not-found code, those of comparing keys.
 template <class K>
 Rc findInArray(const PropertyList &list, const typename K::Key &key, std::byte *&found) {
-  found = nullptr;
-  Rc compared = Rc::Ok;
+  Rc rc = K::data.notFound;
   visitArray<K>(list, [&](std::byte *record) {
     auto order = std::strong_ordering::less;
-    compared = key.compareTo(list, record, order);
-    if (!failed(compared) && order == 0) found = record;
-    return !failed(compared) && found == nullptr;
+    const Rc compared = key.compareTo(list, record, order);
+    if (!failed(compared) && order != 0) return true;
+    found = record;
+    rc = compared;
+    return false;
   });
-  return compared;
+  return rc;
 }
 
 // The first empty record, or null.
@@ -104,8 +105,8 @@ Rc storeInArray(SNodeCB_t *node, PropertyList &list, std::byte *record, const ty
 template <class K>
 Rc addToArray(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, const typename K::Value &value) {
   std::byte *record = nullptr;
-  if (Rc rc = findInArray<K>(list, key, record); failed(rc)) return rc;
-  if (record != nullptr) return K::data.exists;
+  const Rc found = findInArray<K>(list, key, record);
+  if (found != K::data.notFound) return failed(found) ? found : K::data.exists;
   // A list that was never laid out does not count its header yet.
   const std::uint64_t used = std::max(list.area.used(), K::data.arrayHeader);
   record = findEmptyRecord<K>(list);
@@ -120,7 +121,6 @@ template <class K>
 Rc deleteFromArray(SNodeCB_t *node, PropertyList &list, const typename K::Key &key) {
   std::byte *record = nullptr;
   if (Rc rc = findInArray<K>(list, key, record); failed(rc)) return rc;
-  if (record == nullptr) return K::data.notFound;
   writeWord<std::uint64_t>(record, 0);
   list.area.setUsed(list.area.used() - strideOf<K>(list));
   return countChange(node);

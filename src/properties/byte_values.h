@@ -1,10 +1,11 @@
-// Reading and writing values that are bytes, over the kinds that have them.
+// Reading and writing values that are bytes, over the kinds that have them. This is the full way; fast_values.h is the
+// fast one.
 //
-// A value changes only inside a write section, so a reader inside a section sees it whole: the old one or the new one.
-// A writer that dies while it copies leaves a torn one; the size, which is stored last, is then still the old one.
+// A value changes only inside a write section, so a reader sees it whole: the old one or the new one. A writer that dies
+// while it copies leaves a torn one; the size, which is stored last, is then still the old one.
 //
 // The bytes stand in the room of their own record. Offset and size are read once from shared memory and held against
-// that room before a byte is touched. Arguments are checked, and the key is hashed, before the section is entered.
+// that room before a byte is touched. Arguments are checked, and the key is hashed, before anything of the list is read.
 #pragma once
 
 #include <cstddef>
@@ -13,6 +14,7 @@
 
 #include "frame/section.h"
 #include "properties/lookup.h"
+#include "properties/shared_bytes.h"
 #include "properties/values.h"
 
 namespace sntr {
@@ -33,17 +35,49 @@ Rc checkValuePlace(const PropertyList &list, std::byte *record, std::byte *&room
   return offset == list.area.offsetOf(room) ? Rc::Ok : K::valueOutside;
 }
 
-// The kind's outside code, BadValueSize; after a failure no output was stored.
-template <class K>
-Rc readBytes(const PropertyList &list, std::byte *record, const BytesOutput &out) {
+// A value on its way to the caller. Up to kMostStaged bytes wait here until it is known that they are of one moment, so
+// that a get that fails stores nothing. More go straight to the caller's buffer, which a failing get leaves undefined.
+struct ValueCopy {
+  static constexpr std::uint64_t kMostStaged = 4096;
+
   std::byte *room = nullptr;
-  if (Rc rc = checkValuePlace<K>(list, record, room); failed(rc)) return rc;
-  const auto size = readWord<std::uint64_t>(record + K::valueOffsetAt + kWordSize);
-  if (size == 0 || size > list.limits.maxValue) return Rc::BadValueSize;
-  if (out.size != nullptr) *out.size = size;
-  if (out.address != nullptr) *out.address = room;
-  if (out.buffer != nullptr) std::memmove(out.buffer, room, size);
-  return Rc::Ok;
+  std::uint64_t size = 0;
+  alignas(64) std::byte stage[kMostStaged];
+
+  // Takes the value of a record. The kind's outside code, BadValueSize.
+  template <class K>
+  Rc take(const PropertyList &list, std::byte *record, void *buffer) {
+    if (Rc rc = checkValuePlace<K>(list, record, room); failed(rc)) return rc;
+    size = readWord<std::uint64_t>(record + K::valueOffsetAt + kWordSize);
+    if (size == 0 || size > list.limits.maxValue) return Rc::BadValueSize;
+    if (buffer == nullptr) return Rc::Ok;
+    const std::uint64_t rounded = roundUp8(size);
+    if (size <= kMostInLine && rounded <= list.limits.maxValue && isWordPlace(room)) {
+      copyFewWords(stage, room, rounded);
+    } else {
+      copyShared(size <= kMostStaged ? stage : static_cast<std::byte *>(buffer), room, size);
+    }
+    return Rc::Ok;
+  }
+
+  void deliver(const BytesOutput &out) const {
+    if (out.size != nullptr) *out.size = size;
+    if (out.address != nullptr) *out.address = room;
+    if (out.buffer == nullptr || size > kMostStaged) return;
+    // Few bytes by words again: a wider load would wait until the stores of the words are done.
+    const std::uint64_t words = size <= kMostInLine ? size / kWordSize * kWordSize : 0;
+    copyFewWords(static_cast<std::byte *>(out.buffer), stage, words);
+    if (words != size) std::memcpy(static_cast<std::byte *>(out.buffer) + words, stage + words, size - words);
+  }
+};
+
+// Stores a value in its room: the bytes, then their number, for who finds the node when this thread has died in between.
+// The bytes may be a part of the value itself.
+template <class K>
+void storeBytes(std::byte *record, std::byte *room, const Bytes &value) {
+  std::memmove(room, value.data, value.size);
+  orderStores();
+  writeWord<std::uint64_t>(record + K::valueOffsetAt + kWordSize, value.size);
 }
 
 // The kind's outside code, and its code for a value that the room does not hold; after a failure the value is what it
@@ -53,21 +87,24 @@ Rc writeBytes(const PropertyList &list, std::byte *record, const Bytes &value) {
   std::byte *room = nullptr;
   if (Rc rc = checkValuePlace<K>(list, record, room); failed(rc)) return rc;
   if (value.size > list.limits.maxValue) return K::beyondRoom;
-  std::memmove(room, value.data, value.size);
-  writeWord<std::uint64_t>(record + K::valueOffsetAt + kWordSize, value.size);
+  storeBytes<K>(record, room, value);
   return Rc::Ok;
 }
 
-// Reads the value of a key.
+// Reads the value of a key. After a failure the outputs are what they were, but for a buffer of more than
+// ValueCopy::kMostStaged bytes.
 template <class K>
 Rc getBytes(const Trace &t, SNodeCB_t *node, typename K::Key key, const BytesOutput &out, std::uint64_t latchHeld) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
-  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+  ValueCopy copy;
+  const Rc rc = readWithoutLatch(t, node, heldIf(latchHeld), [&]() -> Finding {
     PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
-    return t.fail(3, readBytes<K>(list, record, out));
+    if (Rc bad = locateForValue<K>(node, key, list, record); failed(bad)) return {2, bad};
+    return {3, copy.take<K>(list, record, out.buffer)};
   });
+  if (!failed(rc)) copy.deliver(out);
+  return rc;
 }
 
 // Writes the value of a key; the result code beside it stays.
@@ -82,7 +119,7 @@ Rc setBytes(const Trace &t, SNodeCB_t *node, typename K::Key key, const Bytes &v
   });
 }
 
-// Reads both by the record's address, which is looked at only once the section is entered and the node found active.
+// Reads both by the record's address, which is looked at only once the node was found active. As getBytes().
 template <class K>
 Rc getBytesAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, const BytesOutput &out,
                  std::uint64_t *rcOut, std::uint64_t latchHeld) {
@@ -90,13 +127,18 @@ Rc getBytesAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, con
   if (property == nullptr) return t.fail(2, K::data.nullRecord);
   if (rcOut == nullptr) return t.fail(3, Rc::NullRCOutput);
   auto *record = reinterpret_cast<std::byte *>(property);
-  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+  ValueCopy copy;
+  std::uint64_t rcValue = 0;
+  const Rc rc = readWithoutLatch(t, node, heldIf(latchHeld), [&]() -> Finding {
     PropertyList list;
-    if (Rc rc = admitRecord<K>(node, record, list); failed(rc)) return t.fail(4, rc);
-    if (Rc rc = readBytes<K>(list, record, out); failed(rc)) return t.fail(5, rc);
-    *rcOut = readWord<std::uint64_t>(record + kRCAt);
-    return Rc::Ok;
+    if (Rc bad = admitRecord<K>(node, record, list); failed(bad)) return {4, bad};
+    rcValue = readWord<std::uint64_t>(record + kRCAt);
+    return {5, copy.take<K>(list, record, out.buffer)};
   });
+  if (failed(rc)) return rc;
+  copy.deliver(out);
+  *rcOut = rcValue;
+  return rc;
 }
 
 // Writes both by the record's address. The kind's argument check looks at the size alone: tag 0 and an empty identifier

@@ -3,10 +3,10 @@
 // As keys.h. The bytes belong to the caller and are looked at on its thread only.
 #pragma once
 
+#include <bit>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "layout/rc.h"
 #include "layout/words.h"
@@ -36,17 +36,19 @@ struct StoredID {
   bool isSound(const PropertyList &list) const { return length <= list.limits.maxID && isInItsRoom(list); }
 };
 
-// Whether two strings of bytes are the same: mostly they are, and short, so a call that also tells their order would
-// cost more than the comparison.
-inline bool sameBytes(const std::uint8_t *first, const std::byte *second, std::uint64_t count) {
+// The order of two strings of `count` bytes, byte by byte. Of the second, which others may change, each is read once.
+inline std::strong_ordering compareBytes(const std::uint8_t *first, const std::byte *second, std::uint64_t count) {
+  static_assert(std::endian::native == std::endian::little, "the first byte of a word is its lowest");
   std::uint64_t at = 0;
-  for (; at + 8 <= count; at += 8) {
-    if (readWord<std::uint64_t>(first + at) != readWord<std::uint64_t>(second + at)) return false;
+  for (; at + kWordSize <= count; at += kWordSize) {
+    const auto ours = readWord<std::uint64_t>(first + at), theirs = readWord<std::uint64_t>(second + at);
+    if (ours != theirs) return __builtin_bswap64(ours) <=> __builtin_bswap64(theirs);
   }
   for (; at < count; ++at) {
-    if (first[at] != readWord<std::uint8_t>(second + at)) return false;
+    const auto theirs = readWord<std::uint8_t>(second + at);
+    if (first[at] != theirs) return first[at] <=> theirs;
   }
-  return true;
+  return std::strong_ordering::equal;
 }
 
 struct TagIDKey {
@@ -75,9 +77,7 @@ struct TagIDKey {
     if (!stored.isSound(list)) return Rc::BytesOutsideArea;
     order = tag <=> tagOf(record);
     if (order == 0) order = idLength <=> stored.length;
-    if (order == 0 && !sameBytes(id, stored.room, stored.length)) {
-      order = std::memcmp(id, stored.room, stored.length) <=> 0;
-    }
+    if (order == 0) order = compareBytes(id, stored.room, stored.length);
     return Rc::Ok;
   }
 };

@@ -33,6 +33,9 @@ static_assert(offsetof(VRecord, rc) == kRCAt && offsetof(IRRecord, rc) == kRCAt 
 
 // A register at any address. Its operations assume no alignment.
 inline OSSVAtomicSigned32 *cellAt(std::byte *address) { return reinterpret_cast<OSSVAtomicSigned32 *>(address); }
+inline const OSSVAtomicSigned32 *cellAt(const std::byte *address) {
+  return reinterpret_cast<const OSSVAtomicSigned32 *>(address);
+}
 
 static_assert(alignof(OSSVAtomicSigned32) == 1, "records begin at any byte");
 

@@ -45,14 +45,7 @@ Rc findRecord(const PropertyList &list, const typename K::Key &key, std::byte *&
     record = baseRecord(list);
     return key.orderTo(record) == 0 ? Rc::Ok : K::data.notFound;
   } else {
-    if (!list.isTable()) {
-      const Rc rc = findInArray<K>(list, key, record);
-      return failed(rc) || record != nullptr ? rc : K::data.notFound;
-    }
-    if constexpr (!kHasID<K>) {
-      record = findNear<K>(list, key);
-      if (record != nullptr) return Rc::Ok;
-    }
+    if (!list.isTable()) return findInArray<K>(list, key, record);
     ChainPlace place;
     if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
     record = place.record;
@@ -86,10 +79,7 @@ Rc checkRecord(const PropertyList &list, const void *record) {
   if constexpr (kIsBase<K>) {
     return offset == list.area.begin() ? Rc::Ok : K::data.damaged;
   } else {
-    if (list.isTable()) {
-      const SlotRange slots(firstSlotOf<K>(list), slotsEnd(list), slotSizeOf<K>(list));
-      return slots.holds(offset - K::data.chainSize) ? Rc::Ok : K::data.damaged;
-    }
+    if (list.isTable()) return slotsOf<K>(list).holds(offset - K::data.chainSize) ? Rc::Ok : K::data.damaged;
     const std::uint64_t first = list.area.begin() + K::data.arrayHeader;
     const std::uint64_t stride = strideOf<K>(list);
     const bool isOne = liesWithin(offset, stride, first, list.area.end()) && (offset - first) % stride == 0;

@@ -44,11 +44,11 @@ class PropertyArea {
 
   // The address of `size` bytes at an offset from the node, or null when they do not all lie in the area.
   std::byte *at(std::uint64_t offset, std::uint64_t size) const {
-    return liesWithin(offset, size, begin(), end()) ? area_.start + (offset - begin()) : nullptr;
+    return liesWithin(offset, size, begin(), end()) ? addressIn(node_, offset) : nullptr;
   }
 
   // The address of an offset that was found to be a slot, or a bucket, of this area by other means than at().
-  std::byte *atChecked(std::uint64_t offset) const { return area_.start + (offset - begin()); }
+  std::byte *atChecked(std::uint64_t offset) const { return addressIn(node_, offset); }
 
   // The offset of an address from a node; for an address outside the node it is a number that lies in no area of it.
   static std::uint64_t offsetIn(const SNodeCB_t *node, const void *address) {
@@ -67,8 +67,11 @@ class PropertyArea {
     return position + kWordSize <= size() ? readWord<std::uint64_t>(area_.start + position) : 0;
   }
 
+  // The address of a position that is known to be inside the area.
+  std::byte *atPosition(std::uint64_t position) const { return area_.start + position; }
+
   // A word of the tail. Only for an area that is known to hold a table, whose tail then fits.
-  std::byte *tailWord(std::uint64_t position) const { return atChecked(end() - sizeof(TableTail) + position); }
+  std::byte *tailWord(std::uint64_t position) const { return atPosition(size() - sizeof(TableTail) + position); }
 
  private:
   SNodeCB_t *node_;

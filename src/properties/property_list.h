@@ -5,8 +5,10 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "layout/rc.h"
 #include "properties/kinds.h"
@@ -83,26 +85,66 @@ struct PropertyList {
   return readLimits(kind, out.area, out.limits);
 }
 
-// The slots of a table that were ever handed out: the first of them, and the distance that every one stays below.
-static_assert(SNTR_MAX_AREA_SIZE < std::uint64_t{1} << 32);
-struct SlotRange {
-  std::uint64_t first;
-  std::uint64_t distance;
-  std::uint64_t slotSize;
+// The slots of a table that were ever handed out, from `first` on, all of one size and below `high`. An offset before the
+// first wraps and is too far away. All numbers are below 2^32.
+static_assert(SNTR_MAX_NODE_SIZE < std::uint64_t{1} << 32 && SNTR_MAX_AREA_SIZE < std::uint64_t{1} << 27);
+class SlotRange {
+ public:
+  constexpr SlotRange(std::uint64_t first, std::uint64_t high, std::uint64_t size)
+      : first_(first), size_(size), distance_(first + size <= high ? high - first - size + 1 : 0) {}
 
-  constexpr SlotRange(std::uint64_t first_, std::uint64_t high, std::uint64_t slotSize_)
-      : first(first_),
-        distance(liesWithin(first_, slotSize_, 0, high) ? high - first_ - slotSize_ + 1 : 0),
-        slotSize(slotSize_) {}
+  constexpr std::uint64_t size() const { return size_; }
 
-  // An offset below the first wraps and is too far away. What is left fits 32 bits, which divide faster.
+  // What is left of the offset fits 32 bits, which divide faster.
   constexpr bool holds(std::uint64_t offset) const {
-    const std::uint64_t behind = offset - first;
-    return behind < distance && static_cast<std::uint32_t>(behind) % static_cast<std::uint32_t>(slotSize) == 0;
+    const std::uint64_t behind = offset - first_;
+    return behind < distance_ && static_cast<std::uint32_t>(behind) % static_cast<std::uint32_t>(size_) == 0;
   }
+
+ private:
+  std::uint64_t first_;
+  std::uint64_t size_;
+  std::uint64_t distance_;  // that every slot's offset stays below
 };
-static_assert(SlotRange(16, 48, 16).holds(32) && !SlotRange(16, 47, 16).holds(32) && !SlotRange(16, 48, 16).holds(0));
-static_assert(!SlotRange(16, 31, 16).holds(16) && !SlotRange(16, 8, 16).holds(16));
+
+// The same for a size that is known at compile time: which slot an offset is. That is one multiplication by the inverse
+// of the size's odd part and a rotation by the rest of it; what is no slot's offset becomes larger than any number of
+// slots. With the range above the compiler divides, and a get of a register takes a fifth longer.
+template <std::uint64_t slotSize>
+class FixedSlotRange {
+ public:
+  constexpr FixedSlotRange(std::uint64_t first, std::uint64_t high, std::uint64_t /*size*/)
+      : first_(first), count_(first <= high ? (high - first) * kReciprocal >> kShift : 0) {}
+
+  static constexpr std::uint64_t size() { return slotSize; }
+
+  constexpr bool holds(std::uint64_t offset) const { return std::rotr((offset - first_) * kInverse, kTwos) < count_; }
+
+ private:
+  static constexpr int kTwos = std::countr_zero(slotSize);
+  // Each step doubles the number of bits that are right, from the three that every odd number is its own inverse in.
+  static constexpr std::uint64_t kInverse = [] {
+    const std::uint64_t odd = slotSize >> kTwos;
+    std::uint64_t inverse = odd;
+    for (int bits = 3; bits < 64; bits *= 2) inverse *= 2 - odd * inverse;
+    return inverse;
+  }();
+  // The division of any number below 2^27 by the size.
+  static constexpr int kShift = 35;
+  static constexpr std::uint64_t kReciprocal = ((std::uint64_t{1} << kShift) + slotSize - 1) / slotSize;
+  static_assert((kReciprocal * slotSize - (std::uint64_t{1} << kShift)) << 27 < std::uint64_t{1} << kShift);
+
+  std::uint64_t first_;
+  std::uint64_t count_;
+};
+
+template <class Range>
+constexpr bool holdsItsSlots() {
+  const Range two(16, 320, 152), one(16, 319, 152), empty(16, 16, 152), none(320, 16, 152);
+  return two.holds(16) && two.holds(168) && !two.holds(169) && !two.holds(320) && !two.holds(0) && one.holds(16) &&
+         !one.holds(168) && !empty.holds(16) && !none.holds(16) && !none.holds(320);
+}
+static_assert(holdsItsSlots<SlotRange>() && holdsItsSlots<FixedSlotRange<152>>());
 
 // Whether an offset is that of a slot of a list's table whose slots end at `high`.
 inline bool isSlot(const PropertyList &list, std::uint64_t slotSize, std::uint64_t offset, std::uint64_t high) {
@@ -137,6 +179,14 @@ constexpr std::uint64_t strideOf(const PropertyList &list) {
 template <class K>
 constexpr std::uint64_t slotSizeOf(const PropertyList &list) {
   return K::data.chainSize + strideOf<K>(list);
+}
+
+template <class K>
+using SlotsOf = std::conditional_t<kFixedSize<K>, FixedSlotRange<K::data.chainSize + K::data.recordSize>, SlotRange>;
+
+template <class K>
+constexpr SlotsOf<K> slotsOf(const PropertyList &list) {
+  return {firstSlotOf<K>(list), slotsEnd(list), slotSizeOf<K>(list)};
 }
 
 }  // namespace sntr

@@ -1,57 +1,11 @@
 // The exported operations on values that are registers, and on result codes of all kinds.
 #include "frame/trace.h"
-#include "properties/direct_values.h"
+#include "properties/fast_values.h"
 #include "properties/kind_types.h"
-#include "properties/quick_values.h"
 #include "properties/values.h"
 #include "sntr/values.h"
 
 using namespace sntr;
-
-namespace {
-
-// What the direct way of direct_values.h goes over to, the next longer way first.
-[[gnu::noinline]] uint32_t getRTraced(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
-  return traced(Fn::sntrGetValueForRProperty,
-                [&](Trace &t) { return getRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
-}
-
-[[gnu::noinline, gnu::flatten]] uint32_t getR(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
-  const uint32_t rc = quick::getRegister<RKind>(node, TagKey{tag}, value, latchHeld);
-  return rc != quick::kNothingDone ? rc : getRTraced(node, tag, value, latchHeld);
-}
-
-[[gnu::noinline, gnu::flatten]] uint32_t getRUnlocked(SNodeCB_t *node, uint64_t tag, int32_t *value,
-                                                      uint64_t latchHeld) {
-  return direct::getRegisterUnlocked<RKind, getR>(node, tag, value, latchHeld);
-}
-
-[[gnu::noinline]] uint32_t getRAfterwards(SNodeCB_t *node, uint64_t tag, int32_t *value) {
-  direct::giveUp(node);
-  return getRTraced(node, tag, value, 0);
-}
-
-[[gnu::noinline]] uint32_t setRTraced(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
-  return traced(Fn::sntrSetValueForRProperty,
-                [&](Trace &t) { return setRegister<RKind>(t, node, TagKey{tag}, value, latchHeld); });
-}
-
-[[gnu::noinline, gnu::flatten]] uint32_t setR(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
-  const uint32_t rc = quick::setRegister<RKind>(node, TagKey{tag}, value, latchHeld);
-  return rc != quick::kNothingDone ? rc : setRTraced(node, tag, value, latchHeld);
-}
-
-[[gnu::noinline, gnu::flatten]] uint32_t setRUnlocked(SNodeCB_t *node, uint64_t tag, int32_t value,
-                                                      uint64_t latchHeld) {
-  return direct::setRegisterUnlocked<RKind, setR>(node, tag, value, latchHeld);
-}
-
-[[gnu::noinline]] uint32_t setRAfterwards(SNodeCB_t *node, uint64_t tag, int32_t value) {
-  direct::giveUp(node);
-  return setRTraced(node, tag, value, 0);
-}
-
-}  // namespace
 
 uint32_t sntrGetAddressForRPropertyValue(SNodeCB_t *node, uint64_t tag, int32_t **value) {
   return traced(Fn::sntrGetAddressForRPropertyValue,
@@ -59,11 +13,11 @@ uint32_t sntrGetAddressForRPropertyValue(SNodeCB_t *node, uint64_t tag, int32_t 
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
-  return direct::getRegister<RKind, getRUnlocked, getRAfterwards>(node, tag, value, latchHeld);
+  return fast::run<fast::GetRegister, RKind, Fn::sntrGetValueForRProperty>(node, latchHeld, value, tag);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
-  return direct::setRegister<RKind, setRUnlocked, setRAfterwards>(node, tag, value, latchHeld);
+  return fast::run<fast::SetRegister, RKind, Fn::sntrSetValueForRProperty>(node, latchHeld, value, tag);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
@@ -86,22 +40,12 @@ uint32_t sntrGetAddressForIRPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrGetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     int32_t *value, uint64_t latchHeld) {
-  if (const uint32_t rc = quick::getRegister<IRKind>(node, TagIDKey(tag, idLength, id), value, latchHeld);
-      rc != quick::kNothingDone)
-    return rc;
-  return tracedApart(Fn::sntrGetValueForIRProperty, [=](Trace &t) {
-    return getRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
-  });
+  return fast::run<fast::GetRegister, IRKind, Fn::sntrGetValueForIRProperty>(node, latchHeld, value, tag, idLength, id);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     int32_t value, uint64_t latchHeld) {
-  if (const uint32_t rc = quick::setRegister<IRKind>(node, TagIDKey(tag, idLength, id), value, latchHeld);
-      rc != quick::kNothingDone)
-    return rc;
-  return tracedApart(Fn::sntrSetValueForIRProperty, [=](Trace &t) {
-    return setRegister<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
-  });
+  return fast::run<fast::SetRegister, IRKind, Fn::sntrSetValueForIRProperty>(node, latchHeld, value, tag, idLength, id);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForIRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
@@ -123,14 +67,12 @@ uint32_t sntrGetAddressForBaseRPropertyValue(SNodeCB_t *node, uint64_t tag, int3
 
 [[gnu::flatten]] uint32_t sntrGetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value,
                                                        uint64_t latchHeld) {
-  return traced(Fn::sntrGetValueForBaseRProperty,
-                [&](Trace &t) { return getRegister<BaseRKind>(t, node, TagKey{tag}, value, latchHeld); });
+  return fast::run<fast::GetRegister, BaseRKind, Fn::sntrGetValueForBaseRProperty>(node, latchHeld, value, tag);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t value,
                                                        uint64_t latchHeld) {
-  return traced(Fn::sntrSetValueForBaseRProperty,
-                [&](Trace &t) { return setRegister<BaseRKind>(t, node, TagKey{tag}, value, latchHeld); });
+  return fast::run<fast::SetRegister, BaseRKind, Fn::sntrSetValueForBaseRProperty>(node, latchHeld, value, tag);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,

@@ -1,8 +1,9 @@
 // Reading and writing registers and result codes, over the kinds whose value is a register and, for result codes and
-// addresses, over any kind. Values of bytes are in byte_values.h.
+// addresses, over any kind. Values of bytes are in byte_values.h. This is the full way; fast_values.h is the fast one.
 //
 // A register is an atomic cell: a caller may keep a register's address and change it without the node's latch, so even
-// the holder of the section meets other threads here. Arguments are checked, and the key is hashed, before the section is entered.
+// the holder of the section meets other threads here. Arguments are checked, and the key is hashed, before anything of
+// the list is read. Reads take no latch: what they find goes to locals, and to the caller once it is known to stand.
 #pragma once
 
 #include <cstddef>
@@ -14,10 +15,9 @@
 
 namespace sntr {
 
-// AtomicFailed, and the output is what it was.
 template <class K>
-Rc readRegister(std::byte *record, std::int32_t &out) {
-  return readCell(cellAt(record + K::valueAt), out);
+std::int32_t readRegister(const std::byte *record) {
+  return readCell(cellAt(record + K::valueAt));
 }
 
 // AtomicFailed, and the register is what it was.
@@ -26,17 +26,21 @@ Rc writeRegister(std::byte *record, std::int32_t value) {
   return writeCell(cellAt(record + K::valueAt), value);
 }
 
-// Reads the value of a key. The output is stored only when everything before it went well.
+// Reads the value of a key. After a failure the output is what it was.
 template <class K>
 Rc getRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t *out, std::uint64_t latchHeld) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (out == nullptr) return t.fail(2, K::nullValueOutput);
-  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+  std::int32_t value = 0;
+  const Rc rc = readWithoutLatch(t, node, heldIf(latchHeld), [&]() -> Finding {
     PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
-    return t.fail(4, readRegister<K>(record, *out));
+    if (Rc bad = locateForValue<K>(node, key, list, record); failed(bad)) return {3, bad};
+    value = readRegister<K>(record);
+    return {};
   });
+  if (!failed(rc)) *out = value;
+  return rc;
 }
 
 // Writes the value of a key; the result code beside it stays.
@@ -52,7 +56,7 @@ Rc setRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_
 }
 
 // Reads both by the record's address, which any process may have kept from a time when the list looked different: it is
-// looked at only once the section is entered and the node found active.
+// looked at only once the node was found active.
 template <class K>
 Rc getRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, std::int32_t *out, std::uint64_t *rcOut,
                     std::uint64_t latchHeld) {
@@ -60,14 +64,20 @@ Rc getRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, 
   if (property == nullptr) return t.fail(2, K::data.nullRecord);
   if (out == nullptr) return t.fail(3, K::nullValueOutput);
   if (rcOut == nullptr) return t.fail(4, Rc::NullRCOutput);
-  auto *record = reinterpret_cast<std::byte *>(property);
-  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+  const auto *record = reinterpret_cast<const std::byte *>(property);
+  std::int32_t value = 0;
+  std::uint64_t rcValue = 0;
+  const Rc rc = readWithoutLatch(t, node, heldIf(latchHeld), [&]() -> Finding {
     PropertyList list;
-    if (Rc rc = admitRecord<K>(node, record, list); failed(rc)) return t.fail(5, rc);
-    if (Rc rc = readRegister<K>(record, *out); failed(rc)) return t.fail(6, rc);
-    *rcOut = readWord<std::uint64_t>(record + kRCAt);
-    return Rc::Ok;
+    if (Rc bad = admitRecord<K>(node, record, list); failed(bad)) return {5, bad};
+    value = readRegister<K>(record);
+    rcValue = readWord<std::uint64_t>(record + kRCAt);
+    return {};
   });
+  if (failed(rc)) return rc;
+  *out = value;
+  *rcOut = rcValue;
+  return rc;
 }
 
 // Writes both by the record's address. The register first: when its exchange fails nothing was changed.
@@ -91,13 +101,16 @@ template <class K>
 Rc getRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t *rcOut, std::uint64_t latchHeld) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (rcOut == nullptr) return t.fail(2, Rc::NullRCOutput);
-  return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+  std::uint64_t rcValue = 0;
+  const Rc rc = readWithoutLatch(t, node, heldIf(latchHeld), [&]() -> Finding {
     PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locate<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
-    *rcOut = readWord<std::uint64_t>(record + kRCAt);
-    return Rc::Ok;
+    if (Rc bad = locate<K>(node, key, list, record); failed(bad)) return {3, bad};
+    rcValue = readWord<std::uint64_t>(record + kRCAt);
+    return {};
   });
+  if (!failed(rc)) *rcOut = rcValue;
+  return rc;
 }
 
 // Writes the result code of a key; the value beside it stays.

@@ -1,30 +1,9 @@
-// See conditions.h: the refusals, and the two exported readers. Neither takes a latch.
+// The two exported readers of a node's condition. Neither takes a latch.
 #include "tree/conditions.h"
 
 #include <sntr/status.h>
 
 #include "frame/trace.h"
-
-namespace sntr {
-
-Rc refusalOf(std::uint32_t condition, std::uint32_t mask) {
-  switch (condition) {
-    case SNTR_CONDITION_CREATED:
-      return (mask & kMaskCreatedBit) != 0 ? Rc::Ok : Rc::NodeNotInitialized;
-    case SNTR_CONDITION_INITIALIZED:
-      return Rc::NodeOnlyInitialized;
-    case SNTR_CONDITION_ACTIVE:
-      return Rc::Ok;
-    case SNTR_CONDITION_ABANDONED:
-      return Rc::NodeAbandoned;
-    case SNTR_CONDITION_DISASSOCIATED:
-      return Rc::NodeDisassociated;
-    default:
-      return Rc::ConditionOutOfRange;
-  }
-}
-
-}  // namespace sntr
 
 using namespace sntr;
 

@@ -27,7 +27,22 @@ inline Rc readCondition(const SNodeCB_t *node, std::uint32_t &condition) {
 inline void storeCondition(SNodeCB_t *node, std::uint32_t condition) { storeField(node->nodeCondition, condition); }
 
 // Why a node whose condition is not "active" is refused: Ok for a node that is only created when the mask has that bit.
-Rc refusalOf(std::uint32_t condition, std::uint32_t mask);
+constexpr Rc refusalOf(std::uint32_t condition, std::uint32_t mask) {
+  switch (condition) {
+    case SNTR_CONDITION_CREATED:
+      return (mask & kMaskCreatedBit) != 0 ? Rc::Ok : Rc::NodeNotInitialized;
+    case SNTR_CONDITION_INITIALIZED:
+      return Rc::NodeOnlyInitialized;
+    case SNTR_CONDITION_ACTIVE:
+      return Rc::Ok;
+    case SNTR_CONDITION_ABANDONED:
+      return Rc::NodeAbandoned;
+    case SNTR_CONDITION_DISASSOCIATED:
+      return Rc::NodeDisassociated;
+    default:
+      return Rc::ConditionOutOfRange;
+  }
+}
 
 // Ok for an active node. NodeNotInitialized (unless the mask allows it), NodeOnlyInitialized, NodeAbandoned,
 // NodeDisassociated; ConditionOutOfRange for anything else. The node is not null.

@@ -60,10 +60,12 @@ inline Rc findArea(const SNodeCB_t *node, std::uint32_t kind, Area &out) {
   // Both counted from the end of the control block: what lies before it wraps, and so is too large.
   const std::uint64_t room = loadField(node->nodeSize) - kControlBlockSize;
   const std::uint64_t before = out.offset - kControlBlockSize;
-  const bool startsInside = room <= SNTR_MAX_NODE_SIZE - kControlBlockSize && before <= room;
-  const bool fits = out.size <= SNTR_MAX_AREA_SIZE && out.size <= room - before;
-  if (!startsInside || !fits || out.used > out.size) [[unlikely]]
+  if (before > room || out.size > room - before || out.used > out.size) [[unlikely]]
     return areaFault(out);
+  // In a node that is no larger than one area may be, neither can be too large.
+  if (room > SNTR_MAX_AREA_SIZE) [[unlikely]] {
+    if (room > SNTR_MAX_NODE_SIZE - kControlBlockSize || out.size > SNTR_MAX_AREA_SIZE) return areaFault(out);
+  }
   out.start = reinterpret_cast<std::byte *>(const_cast<SNodeCB_t *>(node)) + out.offset;
   return Rc::Ok;
 }

@@ -1,0 +1,229 @@
+// The fast way through reading and writing one value, of every kind and in both layouts.
+//
+// Nearly every call finds everything as it should be: tracing off, the node active, no writer inside, the latch free, the
+// record in its place. For those the operations of values.h and byte_values.h stand here without result codes and
+// traces. A function does all that its operation does, or nothing that anybody could see; then the caller takes the full
+// way from the beginning, which alone decides what is wrong. Both ways make the same checks by the same functions.
+//
+// Each function is compiled twice. The usual case, a table of a node whose section nobody holds, becomes one without
+// calls that saves hardly a register: with the other cases in it, a get of a register executes 18 instructions more.
+//
+// Thread safety: any thread. A get takes no latch (frame/sequence.h); a set takes the latch in line.
+#pragma once
+
+#include <oss/fast_paths.h>
+
+#include <cstdint>
+
+#include "frame/section.h"
+#include "frame/trace.h"
+#include "properties/byte_values.h"
+#include "properties/lookup.h"
+#include "properties/values.h"
+
+namespace sntr::fast {
+
+enum class Case { Usual, Any };
+
+// How a try ended. After Failed and Unusual nothing was done; after LatchLost all was, but the latch was not given back.
+enum class Tried { Done, Failed, Unusual, LatchLost };
+
+constexpr Tried triedIf(bool done) { return done ? Tried::Done : Tried::Failed; }
+
+// Makes the checks of an operation's arguments, and the key's hash. An identifier is read only within the list's limit.
+template <class K>
+[[gnu::always_inline]] inline bool prepareKey(SNodeCB_t *node, typename K::Key &key, std::uint64_t valueSize = 1) {
+  if (!isAlignedNode(node) || key.tag > SNTR_MAX_TAG || ossTraceIsOn() != 0) return false;
+  if constexpr (kIsBase<K>) return !failed(K::checkInput(node, key, valueSize));
+  if constexpr (kHasID<K> || kHasBytes<K>) {
+    if ((loadField(node->nodeOptions) & K::data.selector) == 0) return false;
+  }
+  if constexpr (kHasID<K>) {
+    PropertyArea area;
+    Limits limits;
+    if (failed(area.open(node, K::data.selector)) || failed(readLimits(K::data, area, limits))) return false;
+    if (key.id == nullptr || key.idLength > limits.maxID) return false;
+  }
+  if constexpr (!kIsBase<K>) key.takeHash();
+  return true;
+}
+
+template <class K, Case which>
+[[gnu::always_inline]] inline Tried find(SNodeCB_t *node, const typename K::Key &key, PropertyList &list,
+                                         std::byte *&record) {
+  if (failed(checkCondition(node, kMaskProperties)) || failed(openRecords<K>(node, list))) return Tried::Failed;
+  if constexpr (which == Case::Usual && !kIsBase<K>) {
+    if (!list.isTable()) return Tried::Unusual;
+  }
+  return triedIf(!failed(findRecord<K>(list, key, record)));
+}
+
+// Whether the node's latch guards an operation: it locks under its model, and the caller does not hold the section.
+[[gnu::always_inline]] inline bool isGuarded(const SNodeCB_t *node, std::uint64_t latchHeld) {
+  return (latchHeld | (loadField(node->concurrencyModel) ^ SNTR_MODEL_LATCHED)) == 0;
+}
+
+inline bool mayBeUnguarded(const SNodeCB_t *node, std::uint64_t latchHeld) {
+  return latchHeld != 0 || !failed(checkModel(loadField(node->concurrencyModel)));
+}
+
+// Runs `Tried take()`, which reads a value into locals, so that all it reads is of one moment. Whether this thread is who
+// holds the latch only the full way asks.
+template <Case which, class Take>
+[[gnu::always_inline]] inline Tried read(SNodeCB_t *node, std::uint64_t latchHeld, Take &&take) {
+  if (which == Case::Any && !isGuarded(node, latchHeld)) {
+    return mayBeUnguarded(node, latchHeld) ? take() : Tried::Failed;
+  }
+  const SNodeLatchBlock_t &block = node->primaryLatch;
+  std::int32_t count = 0;
+  if (!kReadsWithoutLatch || !isStamped(block) || !ossLatchIsFree(latchWordsOf(node))) return Tried::Failed;
+  if (!beginSequence(block, count)) return Tried::Failed;
+  const Tried tried = take();
+  return tried != Tried::Done || endSequence(block, count) ? tried : Tried::Failed;
+}
+
+// Gives back a latch that others wait for, or that was damaged.
+[[gnu::noinline]] inline bool leaveByCall(SNodeCB_t *node) { return ossVLatchRelease(&node->primaryLatch.latch) == 0; }
+
+// Runs `Tried find()` and then `void store()` in a write section, unless the caller holds one. The section is marked and
+// counted only once everything was found. A mark that stands is a dead writer's, whose node the full way mends. The
+// lines of the mark and the count are fetched while the latch's own is on its way.
+template <Case which, class Find, class Store>
+[[gnu::always_inline]] inline Tried write(SNodeCB_t *node, std::uint64_t latchHeld, Find &&find, Store &&store) {
+  if (which == Case::Any && !isGuarded(node, latchHeld)) {
+    const Tried found = mayBeUnguarded(node, latchHeld) ? find() : Tried::Failed;
+    if (found == Tried::Done) store();
+    return found;
+  }
+  SNodeLatchBlock_t &block = node->primaryLatch;
+  std::uint64_t self = 0;
+  __builtin_prefetch(&block.writeInProgress, 1);
+  __builtin_prefetch(&block.writeCount, 1);
+  if (!isStamped(block) || !ossLatchTryTake(latchWordsOf(node), &self)) return Tried::Failed;
+  const Tried found = loadAligned(&block.writeInProgress) == 0 ? find() : Tried::Failed;
+  if (found == Tried::Done) [[likely]] {
+    beginWrite(block);
+    store();
+    endWrite(block);
+  }
+  if (ossLatchTryLeave(latchWordsOf(node), self) || leaveByCall(node)) return found;
+  return found == Tried::Done ? Tried::LatchLost : found;
+}
+
+// The operations, each with its fast way and its full one. The parts of the key come last.
+
+struct GetRegister {
+  template <class K, Case which, class... KeyParts>
+  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, std::uint64_t latchHeld, std::int32_t *out,
+                                           KeyParts... parts) {
+    typename K::Key key{parts...};
+    if (out == nullptr || !prepareKey<K>(node, key)) return Tried::Failed;
+    std::int32_t value = 0;
+    const Tried tried = read<which>(node, latchHeld, [&] {
+      PropertyList list;
+      std::byte *record = nullptr;
+      if (Tried found = find<K, which>(node, key, list, record); found != Tried::Done) return found;
+      if (!isAligned(cellAt(record + K::valueAt))) return Tried::Failed;
+      value = loadAligned(cellAt(record + K::valueAt));
+      return Tried::Done;
+    });
+    if (tried == Tried::Done) *out = value;
+    return tried;
+  }
+  template <class K, class... KeyParts>
+  static Rc full(const Trace &t, SNodeCB_t *node, std::uint64_t latchHeld, std::int32_t *out, KeyParts... parts) {
+    return getRegister<K>(t, node, {parts...}, out, latchHeld);
+  }
+};
+
+struct SetRegister {
+  template <class K, Case which, class... KeyParts>
+  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, std::uint64_t latchHeld, std::int32_t value,
+                                           KeyParts... parts) {
+    typename K::Key key{parts...};
+    if (ossCellsAreOpen == 0 || !prepareKey<K>(node, key)) return Tried::Failed;
+    std::byte *record = nullptr;
+    const auto findCell = [&] {
+      PropertyList list;
+      const Tried found = find<K, which>(node, key, list, record);
+      return found == Tried::Done && !isAligned(cellAt(record + K::valueAt)) ? Tried::Failed : found;
+    };
+    return write<which>(node, latchHeld, findCell, [&] { storeAligned(cellAt(record + K::valueAt), value); });
+  }
+  template <class K, class... KeyParts>
+  static Rc full(const Trace &t, SNodeCB_t *node, std::uint64_t latchHeld, std::int32_t value, KeyParts... parts) {
+    return setRegister<K>(t, node, {parts...}, value, latchHeld);
+  }
+};
+
+struct GetBytes {
+  template <class K, Case which, class... KeyParts>
+  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, std::uint64_t latchHeld, std::uint64_t *size,
+                                           void **address, void *buffer, KeyParts... parts) {
+    typename K::Key key{parts...};
+    if (!prepareKey<K>(node, key)) return Tried::Failed;
+    ValueCopy copy;
+    const Tried tried = read<which>(node, latchHeld, [&] {
+      PropertyList list;
+      std::byte *record = nullptr;
+      if (Tried found = find<K, which>(node, key, list, record); found != Tried::Done) return found;
+      return triedIf(!failed(copy.take<K>(list, record, buffer)));
+    });
+    if (tried == Tried::Done) copy.deliver({size, address, buffer});
+    return tried;
+  }
+  template <class K, class... KeyParts>
+  static Rc full(const Trace &t, SNodeCB_t *node, std::uint64_t latchHeld, std::uint64_t *size, void **address,
+                 void *buffer, KeyParts... parts) {
+    return getBytes<K>(t, node, {parts...}, {size, address, buffer}, latchHeld);
+  }
+};
+
+struct SetBytes {
+  template <class K, Case which, class... KeyParts>
+  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, std::uint64_t latchHeld, std::uint64_t size,
+                                           const void *value, KeyParts... parts) {
+    typename K::Key key{parts...};
+    if (ossCellsAreOpen == 0 || value == nullptr) return Tried::Failed;
+    if (!prepareKey<K>(node, key, size)) return Tried::Failed;
+    std::byte *record = nullptr, *room = nullptr;
+    const auto findRoom = [&] {
+      PropertyList list;
+      if (Tried found = find<K, which>(node, key, list, record); found != Tried::Done) return found;
+      return triedIf(size - 1 < list.limits.maxValue && !failed(checkValuePlace<K>(list, record, room)));
+    };
+    return write<which>(node, latchHeld, findRoom, [&] { storeBytes<K>(record, room, {value, size}); });
+  }
+  template <class K, class... KeyParts>
+  static Rc full(const Trace &t, SNodeCB_t *node, std::uint64_t latchHeld, std::uint64_t size, const void *value,
+                 KeyParts... parts) {
+    return setBytes<K>(t, node, {parts...}, {value, size}, latchHeld);
+  }
+};
+
+constexpr std::uint32_t resultOf(Tried tried) { return code(tried == Tried::Done ? Rc::Ok : Rc::LatchFailed); }
+
+// The two ways out of the usual case are functions of their own with the same arguments: leaving for them is a jump.
+template <class Operation, class K, Fn fn, class... Arguments>
+[[gnu::noinline]] std::uint32_t runInFull(SNodeCB_t *node, std::uint64_t latchHeld, Arguments... arguments) {
+  return traced(fn, [&](const Trace &t) { return Operation::template full<K>(t, node, latchHeld, arguments...); });
+}
+
+template <class Operation, class K, Fn fn, class... Arguments>
+[[gnu::noinline, gnu::flatten]] std::uint32_t runInAnyCase(SNodeCB_t *node, std::uint64_t latchHeld,
+                                                           Arguments... arguments) {
+  const Tried tried = Operation::template fast<K, Case::Any>(node, latchHeld, arguments...);
+  return tried != Tried::Failed ? resultOf(tried) : runInFull<Operation, K, fn>(node, latchHeld, arguments...);
+}
+
+// The whole of an exported operation.
+template <class Operation, class K, Fn fn, class... Arguments>
+[[gnu::always_inline]] inline std::uint32_t run(SNodeCB_t *node, std::uint64_t latchHeld, Arguments... arguments) {
+  if (node == nullptr) return runInFull<Operation, K, fn>(node, latchHeld, arguments...);
+  if (!isGuarded(node, latchHeld)) return runInAnyCase<Operation, K, fn>(node, latchHeld, arguments...);
+  const Tried tried = Operation::template fast<K, Case::Usual>(node, 0, arguments...);
+  if (tried == Tried::Unusual) return runInAnyCase<Operation, K, fn>(node, 0, arguments...);
+  return tried != Tried::Failed ? resultOf(tried) : runInFull<Operation, K, fn>(node, 0, arguments...);
+}
+
+}  // namespace sntr::fast
