@@ -2,6 +2,7 @@
 //
 // Here, other than inside the library, entering and leaving are separate calls, so leaving can only go by the model
 // that it finds, and tests the stamp again.
+#include <oss/latch.h>
 #include <sntr/latches.h>
 
 #include "frame/section.h"
@@ -22,6 +23,12 @@ Rc modelOnExit(const SNodeCB_t *node, const SNodeLatchBlock_t *block, std::uint3
   if (Rc rc = concurrencyModelOf(node, model); failed(rc)) return rc;
   const bool usable = model != SNTR_MODEL_LATCHED || readWord<std::uint32_t>(&block->latchVersion) == kVersionWord;
   return usable ? Rc::Ok : Rc::BadLatchVersion;
+}
+
+// LatchFailed if the caller is not the one whose mark stands: another writer, who is inside, must not lose its mark.
+Rc checkHolder(SNodeLatchBlock_t *block, std::uint32_t model) {
+  const bool holds = model != SNTR_MODEL_LATCHED || ossVLatchTestHeld(&block->latch) == 0;
+  return holds ? Rc::Ok : Rc::LatchFailed;
 }
 
 }  // namespace
@@ -70,6 +77,7 @@ std::uint32_t sntrExitCriticalSectionAfterWrite(SNodeCB_t *node, SNodeLatchBlock
     if (Rc rc = checkArguments(node, block); failed(rc)) return t.fail(10, rc);
     Entered entered;
     if (Rc rc = modelOnExit(node, block, entered.model); failed(rc)) return t.fail(20, rc);
+    if (Rc rc = checkHolder(block, entered.model); failed(rc)) return t.fail(40, rc);
     return t.fail(30, exitWrite(block, entered));
   });
 }
