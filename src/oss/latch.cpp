@@ -18,8 +18,8 @@
 #include <cstring>
 
 #include "inject.h"
-#include "layout/pause.h"
 #include "latch_word.h"
+#include "layout/pause.h"
 #include "thread_identity.h"
 #include "thread_stat.h"
 

@@ -193,7 +193,8 @@ TEST_P(Publisher, TellsEachFailureAndLeavesNothing) {
     const auto kind = static_cast<OSSFaultKind>(i);
     const std::uint64_t calls = after[i] - before[i];
     // Reading an atomic is a load, and no call.
-    EXPECT_EQ(calls == 0, kind == OSSFaultSegmentAuthorize || kind == OSSFaultAtomicAdd) << calls << " calls of kind " << i;
+    EXPECT_EQ(calls == 0, kind == OSSFaultSegmentAuthorize || kind == OSSFaultAtomicAdd)
+        << calls << " calls of kind " << i;
     for (std::uint64_t nth = 1; nth <= calls && !HasFailure(); ++nth) {
       SCOPED_TRACE("call " + std::to_string(nth) + " of kind " + std::to_string(i));
       failOnce(kind, nth);
