@@ -84,14 +84,14 @@ SNTR_API uint32_t sntrUpdateNodeStatus(SNodeCB_t *node);
 
 /* Tells whether the owner still refreshes a node. By counter: whether it did since this observer's last look that found
  * it live; by time: whether the last refresh is at most twice `updateInterval` ago, where a clock that stepped back
- * counts as no time. The observer's mode decides, and should be the node's status mode. Runs in a write section of the
- * node.
+ * counts as no time. The observer's mode decides, and should be the node's status mode. Takes no latch and stores
+ * nothing into the node, so it may be called within any section. The condition and then the counter, or the time and
+ * the interval, are read once each: the node may change between two of them, and the result may be old at once.
  *   node      the node
  *   observer  this observer's record of this node; used by one thread at a time
  * Answers 0: the node is live, and the record remembers this look. Otherwise the record is as it was:
  *   SNTR_RC_NULL_NODE               `node` is null
  *   SNTR_RC_NULL_OBSERVER           `observer` is null
- *   the section's codes; where leaving the section fails the record may remember the look
  *   SNTR_RC_UPDATE_OF_CREATED, SNTR_RC_UPDATE_OF_INITIALIZED, SNTR_RC_UPDATE_OF_ABANDONED,
  *   SNTR_RC_UPDATE_OF_DISASSOCIATED, SNTR_RC_CONDITION_OUT_OF_RANGE  the node is not active, as for a refresh
  *   SNTR_RC_NOT_UPDATED_SINCE_LOOK  by counter: no refresh since the last look

@@ -1,11 +1,12 @@
 // Liveness: the owner refreshes a node, an observer asks whether it still does; and the count of structural changes.
 //
-// Refresh and look run in write sections of the node. The counters are atomics all the same, because they are also read
-// without the latch.
+// A refresh runs in a write section of the node. A look takes no latch and stores nothing into the node: it reads each
+// word once, and observers may look as often as they like without holding anyone up.
 #include "tree/liveness.h"
 
 #include <oss/identity.h>
 
+#include "frame/cells.h"
 #include "frame/section.h"
 #include "layout/words.h"
 #include "tree/observer.h"
@@ -32,11 +33,6 @@ Rc livenessRefusal(const SNodeCB_t *node) {
   }
 }
 
-// Adding nothing is how a counter is read.
-Rc readCounter(OSSVAtomicSigned32 &counter, int &value) {
-  return counter.add(0, &value) == 0 ? Rc::Ok : Rc::AtomicFailed;
-}
-
 Rc refresh(SNodeCB_t *node) {
   if (Rc rc = livenessRefusal(node); failed(rc)) return rc;
   switch (loadField(node->statusMode)) {
@@ -52,12 +48,11 @@ Rc refresh(SNodeCB_t *node) {
 
 // Compared for being another, not for being larger: the counter wraps.
 Rc lookByCounter(SNodeCB_t *node, SNodeObserver &observer) {
-  int now = 0;
-  int before = 0;
-  if (Rc rc = readCounter(node->updateCounter, now); failed(rc)) return rc;
-  if (Rc rc = readCounter(observer.lookCounter, before); failed(rc)) return rc;
-  if (now == before) return Rc::NotUpdatedSinceLook;
-  return observer.lookCounter.swap(now, nullptr) == 0 ? Rc::Ok : Rc::AtomicFailed;
+  std::int32_t now = 0;
+  std::int32_t before = 0;
+  if (Rc rc = readCell(&node->updateCounter, now); failed(rc)) return rc;
+  if (Rc rc = readCell(&observer.lookCounter, before); failed(rc)) return rc;
+  return now == before ? Rc::NotUpdatedSinceLook : writeCell(&observer.lookCounter, now);
 }
 
 // A refresh in the future means that the clock stepped back since: no time has passed then.
@@ -105,7 +100,7 @@ std::uint32_t sntrIsStillBeingUpdated(SNodeCB_t *node, SNodeObserver *observer) 
   return traced(Fn::sntrIsStillBeingUpdated, [&](const Trace &t) {
     if (node == nullptr) return t.fail(10, Rc::NullNode);
     if (observer == nullptr) return t.fail(20, Rc::NullObserver);
-    return writeSection(t, node, Held::No, [&] { return t.fail(30, look(node, *observer)); });
+    return t.fail(30, look(node, *observer));
   });
 }
 
@@ -113,8 +108,8 @@ std::uint32_t sntrGetNodeReconfigCounter(SNodeCB_t *node, std::int64_t *counter)
   return traced(Fn::sntrGetNodeReconfigCounter, [&](const Trace &t) {
     if (node == nullptr) return t.fail(10, Rc::NullNode);
     if (counter == nullptr) return t.fail(20, Rc::NullOutput);
-    int value = 0;
-    if (Rc rc = readCounter(node->reconfigCounter, value); failed(rc)) return t.fail(30, rc);
+    std::int32_t value = 0;
+    if (Rc rc = readCell(&node->reconfigCounter, value); failed(rc)) return t.fail(30, rc);
     *counter = value;
     return Rc::Ok;
   });

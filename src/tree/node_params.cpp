@@ -38,15 +38,16 @@ Rc resolveParams(const SNodeParams *given, std::uint32_t defaultCondition, SNode
   return Rc::Ok;
 }
 
-// Condition and model last: both are looked at without the latch, and a new model lets others in at once.
+// Condition and model last: both are looked at without the latch, and a new model lets others in at once. So are the
+// interval and the time, each for itself.
 Rc storeParams(SNodeCB_t *node, const SNodeParams &params) {
   node->nodeParam0 = params.param0;
   node->nodeParam1 = params.param1;
   node->nodeParam2 = params.param2;
   node->statusMode = params.statusMode;
   node->nodeParam5 = params.param5;
-  node->updateInterval = params.updateInterval;
-  node->nodeTime = params.time != 0 ? params.time : ossTimeGetUTC();
+  storeField(node->updateInterval, params.updateInterval);
+  storeField(node->nodeTime, params.time != 0 ? params.time : ossTimeGetUTC());
   orderStores();
   storeCondition(node, params.condition);
   storeField(node->concurrencyModel, params.concurrencyModel);
