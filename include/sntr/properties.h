@@ -19,10 +19,15 @@
  *
  * After a failure nothing was changed and nothing is held, unless the code's line says otherwise.
  *
- * A kind that the node was created without has an area of no bytes, and is met as a list without room: an add answers
- * with the kind's list-full code, or with SNTR_RC_BAD_MAX_VALUE_SIZE (V) or SNTR_RC_ID_TOO_LONG (IR, IV); what looks for
- * a property does not find it; V and IV cannot be counted (SNTR_RC_BAD_MAX_VALUE_SIZE); a base property is damaged. Ask
- * sntrReturnExports() which kinds a node has.
+ * A node has no list of a kind that it was created without (sntrReturnExports() returns its kinds), nor room for one:
+ *   - Looking for a property by its key returns the kind's not-found code: SNTR_RC_V_NOT_FOUND and its like for values,
+ *     result codes, addresses and deletions, SNTR_RC_V_NOT_IN_TABLE and its like for tables, counts of a tag and keys.
+ *   - The count of all is 0.
+ *   - The maximum sizes are 0. They bound a value to be set, before it is looked for; slots for identifiers (IR, IV);
+ *     and identifiers of IR, but not those of IV to be looked for, which may have up to 0x1000 bytes.
+ *   - No address is that of a record, and a base property is damaged.
+ *   - Adding returns SNTR_RC_R_LIST_FULL, SNTR_RC_BAD_MAX_VALUE_SIZE (V, IV) or SNTR_RC_IR_LIST_FULL; with an
+ *     identifier of more than 0 bytes SNTR_RC_ID_TOO_LONG (IR, IV).
  *
  * Groups of codes that the property headers name instead of repeating them:
  *
@@ -35,11 +40,12 @@
  *                               or the table does not fit its area
  *   SNTR_RC_MAX_ID_SIZE_TOO_LARGE, SNTR_RC_BAD_MAX_VALUE_SIZE
  *                               (IR, IV; V, IV) a stored maximum is out of range: the list is damaged, or a V or IV list
- *                               was never laid out
+ *                               was never laid out, though the node has the kind
  * KEY codes, about the arguments that name a property:
  *   SNTR_RC_NULL_NODE           `node` is null
  *   SNTR_RC_TAG_TOO_LARGE       `tag` is above SNTR_MAX_TAG
- *   SNTR_RC_ID_TOO_LONG         (IR, IV) `idLength` is above the list's maximum
+ *   SNTR_RC_ID_TOO_LONG         (IR, IV) `idLength` is above the list's maximum; looking for an IV property in a node
+ *                               without the kind, above 0x1000
  *   SNTR_RC_NULL_ID             (IR, IV) `id` is null
  *   V, IR, IV: also the AREA codes and the codes of a stored maximum, for BaseV those of the V list
  * CONDITION codes, about a node that is not active:

@@ -52,7 +52,7 @@ template <class K>
 Rc createBase(const Trace &t, SNodeCB_t *node, const TagKey &key, const typename K::Value &value,
               std::uint64_t latchHeld) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);
-  if ((loadField(node->nodeOptions) & K::data.selector) == 0) return t.fail(2, K::data.noOption);
+  if (!hasKind(node, K::data.selector)) return t.fail(2, K::data.noOption);
   std::uint64_t bytes = 0;
   if (Rc rc = valueBytes<K>(node, bytes); failed(rc)) return t.fail(3, rc);
   if (Rc rc = checkBaseValue<K>(value, bytes); failed(rc)) return t.fail(4, rc);

@@ -69,7 +69,7 @@ Rc prepareTag(SNodeCB_t *node, TagKey &key) {
 template <class K>
 Rc countProperties(SNodeCB_t *node, const TagKey &key, std::uint64_t &count) {
   PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return rc;
+  if (Rc rc = openToFind<K>(node, list); failed(rc)) return rc;
   return key.tag == 0 ? countAll<K>(list, count) : countTag<K>(list, key, count);
 }
 
@@ -79,7 +79,7 @@ Rc numberOfProperties(const Trace &t, SNodeCB_t *node, std::uint64_t *count) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);
   if (count == nullptr) return t.fail(2, Rc::NullOutput);
   PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(3, rc);
   return t.fail(4, countAll<K>(list, *count));
 }
 
@@ -102,9 +102,9 @@ Rc numberForTag(const Trace &t, SNodeCB_t *node, TagKey key, std::uint64_t *coun
   if (Rc rc = prepareTag<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (count == nullptr) return t.fail(2, K::data.nullUsedOutput);
   PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(3, rc);
   return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
-    if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(4, rc);
+    if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(4, rc);
     return t.fail(5, countTag<K>(list, key, *count));
   });
 }
@@ -216,7 +216,7 @@ Rc copyKeys(const PropertyList &list, const TagKey &filter, KeySink<K> &sink) {
 template <class K>
 Rc returnKeys(SNodeCB_t *node, const TagKey &filter, KeySink<K> &sink) {
   PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return rc;
+  if (Rc rc = openToFind<K>(node, list); failed(rc)) return rc;
   const Rc rc = copyKeys<K>(list, filter, sink);
   sink.clearRest();
   if (failed(rc)) return rc;
@@ -234,7 +234,7 @@ Rc returnProperties(const Trace &t, SNodeCB_t *node, const KeyArrays &arrays, Ta
   if (Rc rc = area.open(node, K::data.selector); failed(rc)) return t.fail(8, rc);
   if (Rc rc = checkNodeAndTag(node, filter.tag); failed(rc)) return t.fail(3, rc);
   PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(4, rc);
+  if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(4, rc);
   if (Rc rc = sink.checkWidth(list); failed(rc)) return t.fail(9, rc);
   filter.takeHash();
   return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {

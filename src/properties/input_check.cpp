@@ -10,7 +10,7 @@ namespace sntr {
 
 Rc limitsOf(SNodeCB_t *node, const KindData &kind, Limits &out) {
   out = Limits{0, 0};
-  if ((loadField(node->nodeOptions) & kind.selector) == 0) return Rc::Ok;
+  if (!hasKind(node, kind.selector)) return Rc::Ok;
   PropertyArea area;
   if (Rc rc = area.open(node, kind.selector); failed(rc)) return rc;
   return readLimits(kind, area, out);

@@ -10,6 +10,11 @@
 
 namespace sntr {
 
+// Whether a node was created with a kind, which never changes in its life.
+inline bool hasKind(const SNodeCB_t *node, std::uint32_t selector) {
+  return (loadField(node->nodeOptions) & selector) != 0;
+}
+
 // The limits of a kind: 0 for a node without its option. The codes of findArea(), MaxIDSizeTooLarge, BadMaxValueSize.
 Rc limitsOf(SNodeCB_t *node, const KindData &kind, Limits &out);
 

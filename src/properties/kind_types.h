@@ -195,25 +195,41 @@ constexpr bool kHasBytes = std::is_same_v<typename K::Value, Bytes>;
 template <class K>
 constexpr bool kIsBase = std::is_same_v<decltype(K::data), const BaseData &>;
 
+// What an operation does with the property that it names.
+enum class Use : bool { Find, Add };
+
+// The kind's argument check. A node without the IV kind has no list whose maximum an identifier could exceed: one that
+// is looked for there is not found, so only the largest maximum of any list bounds it.
+template <class K, Use use>
+Rc checkArguments(SNodeCB_t *node, const typename K::Key &key, std::uint64_t valueSize) {
+  const Rc rc = K::checkInput(node, key, valueSize);
+  if constexpr (use == Use::Find && kHasID<K> && kHasBytes<K>) {
+    const bool isAnyLists = key.idLength <= kMaxIDSize;
+    if (rc == Rc::IDTooLong && isAnyLists && !hasKind(node, K::data.selector))
+      return K::checkInput(node, TagIDKey(key.tag, 0, key.id), valueSize);
+  }
+  return rc;
+}
+
 // Makes the checks of an operation's arguments and, before anyone waits for the latch, the key's hash. After a failure
 // the key is not to be used. The codes of the kind's argument check.
-template <class K>
+template <class K, Use use = Use::Find>
 Rc prepare(SNodeCB_t *node, typename K::Key &key, std::uint64_t valueSize = 1) {
   // The first two of the kind's own checks, here where whoever reads on can see them.
   if (Rc rc = checkNodeAndTag(node, key.tag); failed(rc)) return rc;
-  if (Rc rc = K::checkInput(node, key, valueSize); failed(rc)) return rc;
+  if (Rc rc = checkArguments<K, use>(node, key, valueSize); failed(rc)) return rc;
   if constexpr (!kIsBase<K>) key.takeHash();
   return Rc::Ok;
 }
 
 // The same with a value to be stored; the kind's null-value code comes last.
-template <class K>
+template <class K, Use use = Use::Find>
 Rc prepareValue(SNodeCB_t *node, typename K::Key &key, const typename K::Value &value) {
   if constexpr (kHasBytes<K>) {
-    const Rc rc = prepare<K>(node, key, value.size);
+    const Rc rc = prepare<K, use>(node, key, value.size);
     return failed(rc) || value.data != nullptr ? rc : K::nullValue;
   } else {
-    return prepare<K>(node, key);
+    return prepare<K, use>(node, key);
   }
 }
 

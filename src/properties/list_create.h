@@ -24,7 +24,7 @@ namespace sntr {
 template <class K, class Initial>
 Rc checkCreation(const SNodeCB_t *node, const Initial &initial, std::uint64_t capacity) {
   if (node == nullptr) return Rc::NullNode;
-  if ((loadField(node->nodeOptions) & K::data.selector) == 0) return K::data.noOption;
+  if (!hasKind(node, K::data.selector)) return K::data.noOption;
   if (initial.count() == 0) return initial.checkLimits();
   if (initial.count() > SNTR_MAX_PROPERTIES || capacity > SNTR_MAX_PROPERTIES) return K::data.badCount;
   if (Rc rc = initial.checkArrays(); failed(rc)) return rc;

@@ -19,9 +19,20 @@ namespace sntr {
 constexpr std::uint32_t kMaskProperties = 0x28;
 constexpr std::uint32_t kMaskCreateList = kMaskActive;
 
+// Opens a list to look for properties that it may have; an add uses openList() itself. In a node without the kind,
+// whose maxima say so, the list is an array without records. The codes of openList().
+template <class K>
+Rc openToFind(SNodeCB_t *node, PropertyList &list) {
+  const Rc rc = openList(node, K::data, list);
+  if (rc != Rc::BadMaxValueSize || hasKind(node, K::data.selector)) return rc;
+  list.limits = Limits{0, 0};
+  list.bucketCounts[0] = 0;
+  return Rc::Ok;
+}
+
 // Opens what a kind keeps its records in, to read or write a record. For a base kind that is its area, which must hold
 // the whole record: the area's codes and the kind's damage code; the room for a value is the rest of the area. For a
-// keyed kind it is the list: the codes of openList().
+// keyed kind it is the list: the codes of openToFind().
 template <class K>
 Rc openRecords(SNodeCB_t *node, PropertyList &list) {
   if constexpr (kIsBase<K>) {
@@ -30,7 +41,7 @@ Rc openRecords(SNodeCB_t *node, PropertyList &list) {
     list.limits = Limits{0, list.area.size() - K::data.recordSize};
     return Rc::Ok;
   } else {
-    return openList(node, K::data, list);
+    return openToFind<K>(node, list);
   }
 }
 

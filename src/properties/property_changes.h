@@ -15,7 +15,7 @@ namespace sntr {
 template <class K>
 Rc addProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, const typename K::Value &value,
                std::uint64_t latchHeld) {
-  if (Rc rc = prepareValue<K>(node, key, value); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepareValue<K, Use::Add>(node, key, value); failed(rc)) return t.fail(1, rc);
   key.takeChainHashes();
   PropertyList list;
   if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(2, rc);
@@ -34,7 +34,7 @@ Rc deleteProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uin
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return t.fail(2, rc);
     PropertyList list;
-    if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(3, rc);
+    if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(3, rc);
     return t.fail(4, list.isTable() ? deleteFromTable<K>(node, list, key) : deleteFromArray<K>(node, list, key));
   });
 }
@@ -43,7 +43,7 @@ Rc deleteProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uin
 template <class K>
 Rc addToTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, const typename K::Value &value,
                   std::uint64_t latchHeld) {
-  if (Rc rc = prepareValue<K>(node, key, value); failed(rc)) return t.fail(1, rc);
+  if (Rc rc = prepareValue<K, Use::Add>(node, key, value); failed(rc)) return t.fail(1, rc);
   key.takeChainHashes();
   PropertyList list;
   if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(2, rc);
@@ -59,9 +59,9 @@ template <class K>
 Rc deleteFromTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(2, rc);
+  if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(2, rc);
   return writeSection(t, node, Held::No, [&]() -> Rc {
-    if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(3, rc);
+    if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(3, rc);
     return t.fail(4, deleteFromTable<K>(node, list, key));
   });
 }
@@ -73,7 +73,7 @@ Rc findInTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, SNodePr
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (out == nullptr) return t.fail(2, K::data.nullRecord);
   PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(3, rc);
   if (!list.isTable()) return t.fail(4, K::data.notInTable);
   ChainPlace place;
   if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return t.fail(5, rc);

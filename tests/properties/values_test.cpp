@@ -1,5 +1,5 @@
 // Values and result codes of R properties, by tag and by record; counting, copying tags out and walking.
-#include "properties/r_node.h"
+#include "properties/kind_node.h"
 
 namespace properties_test {
 
@@ -165,6 +165,47 @@ TEST_F(RValues, WalkersReachTheEndOfTheAreaAndNoFurther) {
   activeNode(7);
   EXPECT_RC(sntrGetFirstRPropertyLocation(node, &at, &used, &capacity), Rc::RDamaged);
   EXPECT_EQ(used + capacity, 0U);
+}
+
+// What looks for a property finds none, whatever its name and although the kind has an area; adding is refused.
+TEST_F(RValues, ANodeWithoutTheKindHasNoSuchProperty) {
+  activeNode(8);
+  const Key key{1, "id"};
+  Value value;
+  std::uint64_t out = 0;
+  std::map<Key, std::uint64_t> keys;
+  SNodeProperty_t *record = nullptr;
+  void *address = nullptr;
+  for (const Kind *kind : {&kV, &kIV}) {
+    SCOPED_TRACE(kind->name);
+    const Properties of{node, *kind};
+    expectCodes({
+        {"get", of.get(key, value, 8), kind->notFound},
+        {"set", of.set(key, {0, "x"}), kind->notFound},
+        {"set, size first", of.set(key, {0, "xy"}), Rc::BadValueSize},
+        {"get rc", of.getRC(key, out), kind->notFound},
+        {"set rc", of.setRC(key, 1), kind->notFound},
+        {"delete", of.erase(key), kind->notFound},
+        {"count of a tag", of.count(1, out), kind->notInTable},
+        {"count of all", of.count(0, out = 9), Rc::Ok},
+        {"keys", of.keys(keys, 0, 1, 0), kind->notInTable},
+        {"keys, wide slots", of.keys(keys, 0, 1, 1), kind->hasID() ? Rc::IDSlotTooWide : kind->notInTable},
+        {"add", of.add({1}, {0, "x"}), Rc::BadMaxValueSize},
+        {"add, identifier", of.add(key, {0, "x"}), kind->hasID() ? Rc::IDTooLong : Rc::BadMaxValueSize},
+    });
+    EXPECT_EQ(out, 0U);
+  }
+  expectCodes({
+      {"V record", sntrGetAddressForVProperty(node, 1, &record), Rc::VNotFound},
+      {"V value", sntrGetAddressForVPropertyValue(node, 1, &address), Rc::VNotFound},
+      {"IV record", sntrGetAddressForIVProperty(node, 1, 2, "id", &record), Rc::IVNotFound},
+      {"IV value", sntrGetAddressForIVPropertyValue(node, 1, 2, "id", &address), Rc::IVNotFound},
+      {"longest identifier", sntrDeleteIVProperty(node, 1, 0x1001, "id", 0), Rc::IDTooLong},
+      {"number of V", sntrGetNumberOfVProperties(node, &out), Rc::Ok},
+      {"V of a tag", sntrGetVPropertiesNoForGivenTag(node, 1, &out, 0), Rc::VNotInTable},
+  });
+  activeNode(8, SNTR_KIND_V);
+  EXPECT_RC(sntrGetRCForVProperty(node, 1, &out, 0), Rc::BadMaxValueSize) << "a list that was never laid out";
 }
 
 // Bytes of each length that is copied in a way of its own, from outside and from within the value itself.
