@@ -1,7 +1,7 @@
 /* Laying out property lists, and creating base properties.
  *
  * Before a node can carry properties of a kind, the list of that kind is laid out once, in the area that the node has
- * for it: as a plain array of records, or as a hash table. It is never resized.
+ * for it: as a plain array of records, or as a hash table. It is never resized, nor laid out a second time.
  *
  * Room that an area needs, in bytes; I and V are the maximum sizes of identifier and value:
  *           array                   hash table, at least                    slot
@@ -54,6 +54,9 @@ extern "C" {
  *                                          was added before
  *   SNTR_RC_TAG_TOO_LARGE                  a tag above SNTR_MAX_TAG: as for two equal tags. In an array two equal tags
  *                                          anywhere come before it; in a table the first of either kind counts
+ *   SNTR_RC_LIST_LAID_OUT                  the list was laid out already, wholly or by an attempt that failed, or was
+ *                                          added to: nothing was changed. In a table it comes before equal tags and
+ *                                          tags that are too large
  *   SNTR_RC_R_DAMAGED                      array: `capacity` is more than fits; the list was laid out, the first
  *                                          properties are stored, and as many empty records as fit
  *   SNTR_RC_NO_ROOM_FOR_SLOT               table: an initial property found no slot; those before it stay
@@ -91,6 +94,7 @@ SNTR_API uint32_t sntrCreateRPropertyList(SNodeCB_t *node, const uint64_t *tags,
  *   SECTION, CONDITION codes
  *   SNTR_RC_V_EXISTS                       two equal keys: as for sntrCreateRPropertyList()
  *   SNTR_RC_TAG_TOO_LARGE                  a tag above SNTR_MAX_TAG: as there
+ *   SNTR_RC_LIST_LAID_OUT                  the list was laid out already: as there
  *   SNTR_RC_V_DAMAGED                      array: `capacity` is more than fits; what fits is stored
  *   SNTR_RC_NO_ROOM_FOR_SLOT               table: an initial property found no slot; those before it stay
  *   SNTR_RC_DOMAIN_HANDLE_ALLOC_FAILED     array: no private memory to look for equal keys
@@ -134,6 +138,7 @@ SNTR_API uint32_t sntrCreateVPropertyList(SNodeCB_t *node, const uint64_t *tags,
  *   SECTION, CONDITION codes
  *   SNTR_RC_IR_EXISTS                      two equal keys: as for sntrCreateRPropertyList()
  *   SNTR_RC_TAG_TOO_LARGE                  a tag above SNTR_MAX_TAG: as there
+ *   SNTR_RC_LIST_LAID_OUT                  the list was laid out already: as there
  *   SNTR_RC_IR_DAMAGED                     array: `capacity` is more than fits; what fits is stored
  *   SNTR_RC_NO_ROOM_FOR_SLOT               table: an initial property found no slot; those before it stay
  *   SNTR_RC_DOMAIN_HANDLE_ALLOC_FAILED     array: no private memory to look for equal keys
@@ -181,6 +186,7 @@ SNTR_API uint32_t sntrCreateIRPropertyList(SNodeCB_t *node, const uint64_t *tags
  *   SECTION, CONDITION codes
  *   SNTR_RC_IV_EXISTS                      two equal keys: as for sntrCreateRPropertyList()
  *   SNTR_RC_TAG_TOO_LARGE                  a tag above SNTR_MAX_TAG: as there
+ *   SNTR_RC_LIST_LAID_OUT                  the list was laid out already: as there
  *   SNTR_RC_IV_DAMAGED                     array: `capacity` is more than fits; what fits is stored
  *   SNTR_RC_NO_ROOM_FOR_SLOT               table: an initial property found no slot; those before it stay
  *   SNTR_RC_DOMAIN_HANDLE_ALLOC_FAILED     array: no private memory to look for equal keys

@@ -44,8 +44,15 @@ constexpr Rc chooseBucketCount(std::uint64_t capacity, std::uint64_t count, std:
   return buckets >= count ? Rc::Ok : Rc::FewerBucketsThanProperties;
 }
 
-// Turns the area into an array without records. The header fits; the bucket count goes first, so that no limit is ever
-// met in a table that was laid out with another.
+// Whether nothing was ever laid out in the area or added to it: old records would be found in the new list. How much is
+// used is read again, inside the section. AreaOverused, ListLaidOut.
+inline Rc checkUnused(PropertyList &list) {
+  if (!list.area.readUsed()) return Rc::AreaOverused;
+  return list.area.used() == 0 ? Rc::Ok : Rc::ListLaidOut;
+}
+
+// Turns an unused area into an array without records. The header fits. The used bytes go first: from here on nobody
+// else lays the list out.
 template <class K>
 void layOutEmptyArray(PropertyList &list) {
   const auto word = [&](std::uint64_t position) { return list.area.at(list.area.begin() + position, kWordSize); };
@@ -98,6 +105,7 @@ Rc createArray(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initia
   return writeSection(t, node, held, [&]() -> Rc {
     if (Rc rc = checkCondition(node, kMaskCreateList); failed(rc)) return t.fail(5, rc);
     if (failed(keys)) return t.fail(6, keys);
+    if (Rc rc = checkUnused(list); failed(rc)) return t.fail(13, rc);
     layOutEmptyArray<K>(list);
     return t.fail(7, storeInitialRecords<K>(node, list, initial, capacity));
   });
@@ -182,6 +190,7 @@ Rc createTable(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initia
   if (list.area.size() < least) return t.fail(9, K::data.tableAreaTooSmall);
   return writeSection(t, node, held, [&]() -> Rc {
     if (Rc rc = checkCondition(node, kMaskCreateList); failed(rc)) return t.fail(10, rc);
+    if (Rc rc = checkUnused(list); failed(rc)) return t.fail(14, rc);
     layOutTable<K>(list);
     return t.fail(11, addInitialProperties<K>(node, list, initial));
   });

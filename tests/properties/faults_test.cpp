@@ -27,7 +27,7 @@ class Faults : public FilledKindNode {
                                                    : Rc::AtomicFailed;
     EXPECT_RC(rc, met ? code : Rc::Ok) << place;
     EXPECT_EQ(ossFaultHeld(OSSFaultHeldLatches), 0) << place;
-    if (kind == &kR && operation != 'L') EXPECT_EQ(faults(), "") << place;  // laying out leaves old records behind
+    if (kind == &kR && used() != 0) EXPECT_EQ(faults(), "") << place;
     if (met && !kind->isBase() && operation != 'L' && operation != 'H') EXPECT_RC(run('k'), Rc::Ok) << place;
     if (!met || operation != 'a' || (failing != OSSFaultAtomicInit && failing != OSSFaultLatchInit)) return met;
     EXPECT_EQ(used(), before) << place;
@@ -110,6 +110,7 @@ TEST_F(Faults, AnArrayWhoseRecordsHaveNoRoomTakesNoProperties) {
   const std::uint64_t before = used();
   EXPECT_RC(of().create(SNTR_LAYOUT_ARRAY, 2, 0, 0, initial), Rc::IRListFull);
   EXPECT_EQ(used(), before);
+  clearArea();
   EXPECT_RC(of().create(SNTR_LAYOUT_HASH, 2, 0, 0, initial), Rc::Ok);
 }
 

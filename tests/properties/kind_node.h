@@ -96,9 +96,14 @@ class FilledKindNode : public KindNode {
       case 'k':
         return of(held).keys(keys, 0, 32, kMaxID);
       default:
+        clearArea();  // or it would be the second time
         return of(held).create(operation == 'L' ? SNTR_LAYOUT_ARRAY : SNTR_LAYOUT_HASH, 3, kMaxID, kMaxValue,
                                {{{2, "a"}, {20, "old"}}, {{4, "bb"}, {40, "sixteen letters."}}});
     }
+  }
+  void clearArea() {
+    std::memset(bytes() + area, 0, end - area);
+    setWord(entry() + 8, 0);
   }
   std::string operations() const { return kind->isBase() ? "gsrwadk" : "gsrwadctk"; }
   std::string text(char operation) const { return where() + ", " + operation + ": "; }
