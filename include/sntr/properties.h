@@ -25,9 +25,12 @@
  *   - The count of all is 0.
  *   - The maximum sizes are 0. They bound a value to be set, before it is looked for; slots for identifiers (IR, IV);
  *     and identifiers of IR, but not those of IV to be looked for, which may have up to 0x1000 bytes.
- *   - No address is that of a record, and a base property is damaged.
+ *   - No address is that of a record.
  *   - Adding returns SNTR_RC_R_LIST_FULL, SNTR_RC_BAD_MAX_VALUE_SIZE (V, IV) or SNTR_RC_IR_LIST_FULL; with an
  *     identifier of more than 0 bytes SNTR_RC_ID_TOO_LONG (IR, IV).
+ *
+ * Nor has a node a base property that was never created, or was deleted, whatever the tag that is looked for. In a node
+ * without the kind only its location and its tag are not returned: the area ends before the record does.
  *
  * Groups of codes that the property headers name instead of repeating them:
  *
@@ -334,7 +337,7 @@ SNTR_API uint32_t sntrGetAddressForIVProperty(SNodeCB_t *node, uint64_t tag, uin
  *   KEY codes of the kind
  *   SNTR_RC_NULL_BASE_R_RECORD  `record` is null
  *   CONDITION, AREA codes
- *   SNTR_RC_BASE_R_NOT_FOUND    the property has another tag
+ *   SNTR_RC_BASE_R_NOT_FOUND    there is no property, or it has another tag
  *   SNTR_RC_BASE_R_DAMAGED      the area ends before the record does */
 SNTR_API uint32_t sntrGetAddressForBaseRProperty(SNodeCB_t *node, uint64_t tag, SNodeProperty_t **record);
 
@@ -347,28 +350,28 @@ SNTR_API uint32_t sntrGetAddressForBaseRProperty(SNodeCB_t *node, uint64_t tag, 
  *   KEY codes of the kind
  *   SNTR_RC_NULL_BASE_V_RECORD  `record` is null
  *   CONDITION, AREA codes
- *   SNTR_RC_BASE_V_NOT_FOUND    the property has another tag
+ *   SNTR_RC_BASE_V_NOT_FOUND    there is no property, or it has another tag
  *   SNTR_RC_BASE_V_DAMAGED      the area ends before the record does */
 SNTR_API uint32_t sntrGetAddressForBaseVProperty(SNodeCB_t *node, uint64_t tag, SNodeProperty_t **record);
 
 /* Deletes the node's BaseR property: its tag becomes 0 and its area is noted as unused. The change counter goes up by
- * one. Deleting tag 0 where nothing is noted as used changes nothing.
+ * one. Deleting tag 0 where there is no property changes nothing.
  *   node  the node
  *   tag   0 to SNTR_MAX_TAG
  * Answers 0, or:
  *   KEY codes of the kind; SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_R_NOT_FOUND  the property has another tag
+ *   SNTR_RC_BASE_R_NOT_FOUND  there is no property, or it has another tag
  *   SNTR_RC_BASE_R_DAMAGED    the area ends before the record does
  *   SNTR_RC_ATOMIC_FAILED     the change counter could not be raised; the property is gone */
 SNTR_API uint32_t sntrDeleteBaseRProperty(SNodeCB_t *node, uint64_t tag, uint64_t latchHeld);
 
 /* Deletes the node's BaseV property: its tag becomes 0 and its area is noted as unused. The change counter goes up by
- * one. Deleting tag 0 where nothing is noted as used changes nothing.
+ * one. Deleting tag 0 where there is no property changes nothing.
  *   node  the node
  *   tag   0 to SNTR_MAX_TAG
  * Answers 0, or:
  *   KEY codes of the kind; SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_V_NOT_FOUND  the property has another tag
+ *   SNTR_RC_BASE_V_NOT_FOUND  there is no property, or it has another tag
  *   SNTR_RC_BASE_V_DAMAGED    the area ends before the record does
  *   SNTR_RC_ATOMIC_FAILED     the change counter could not be raised; the property is gone */
 SNTR_API uint32_t sntrDeleteBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t latchHeld);

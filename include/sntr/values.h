@@ -466,7 +466,7 @@ SNTR_API uint32_t sntrSetRCForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t
  *   KEY codes of the kind
  *   SNTR_RC_NULL_BASE_R_RECORD  `value` is null
  *   CONDITION, AREA codes
- *   SNTR_RC_BASE_R_NOT_FOUND    the property has another tag
+ *   SNTR_RC_BASE_R_NOT_FOUND    there is no property, or it has another tag
  *   SNTR_RC_BASE_R_DAMAGED      the area ends before the record does */
 SNTR_API uint32_t sntrGetAddressForBaseRPropertyValue(SNodeCB_t *node, uint64_t tag, int32_t **value);
 
@@ -478,7 +478,7 @@ SNTR_API uint32_t sntrGetAddressForBaseRPropertyValue(SNodeCB_t *node, uint64_t 
  *   KEY codes of the kind
  *   SNTR_RC_NULL_BASE_R_VALUE_OUTPUT  `value` is null
  *   SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_R_NOT_FOUND          the property has another tag
+ *   SNTR_RC_BASE_R_NOT_FOUND          there is no property, or it has another tag
  *   SNTR_RC_BASE_R_DAMAGED            the area ends before the record does
  *   SNTR_RC_ATOMIC_FAILED             the register could not be read */
 SNTR_API uint32_t sntrGetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld);
@@ -489,7 +489,7 @@ SNTR_API uint32_t sntrGetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, in
  *   value  the value
  * Answers 0, or:
  *   KEY codes of the kind; SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_R_NOT_FOUND  the property has another tag
+ *   SNTR_RC_BASE_R_NOT_FOUND  there is no property, or it has another tag
  *   SNTR_RC_BASE_R_DAMAGED    the area ends before the record does
  *   SNTR_RC_ATOMIC_FAILED     the register could not be written */
 SNTR_API uint32_t sntrSetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld);
@@ -505,6 +505,7 @@ SNTR_API uint32_t sntrSetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, in
  *   SNTR_RC_NULL_BASE_R_VALUE_OUTPUT  `value` is null
  *   SNTR_RC_NULL_RC_OUTPUT            `rc` is null
  *   SECTION, CONDITION, AREA codes
+ *   SNTR_RC_BASE_R_NOT_FOUND          there is no property
  *   SNTR_RC_BASE_R_DAMAGED            `record` is not the start of a record of the kind in this node
  *   SNTR_RC_ATOMIC_FAILED             the register could not be read */
 SNTR_API uint32_t sntrGetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
@@ -519,6 +520,7 @@ SNTR_API uint32_t sntrGetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProper
  *   SNTR_RC_NULL_NODE           `node` is null
  *   SNTR_RC_NULL_BASE_R_RECORD  `record` is null
  *   SECTION, CONDITION, AREA codes
+ *   SNTR_RC_BASE_R_NOT_FOUND    there is no property
  *   SNTR_RC_BASE_R_DAMAGED      `record` is not the start of a record of the kind in this node
  *   SNTR_RC_ATOMIC_FAILED       the register could not be written */
 SNTR_API uint32_t sntrSetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t value,
@@ -532,7 +534,7 @@ SNTR_API uint32_t sntrSetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProper
  *   KEY codes of the kind
  *   SNTR_RC_NULL_RC_OUTPUT    `rc` is null
  *   SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_R_NOT_FOUND  the property has another tag
+ *   SNTR_RC_BASE_R_NOT_FOUND  there is no property, or it has another tag
  *   SNTR_RC_BASE_R_DAMAGED    the area ends before the record does */
 SNTR_API uint32_t sntrGetRCForBaseRProperty(SNodeCB_t *node, uint64_t tag, uint64_t *rc, uint64_t latchHeld);
 
@@ -542,7 +544,7 @@ SNTR_API uint32_t sntrGetRCForBaseRProperty(SNodeCB_t *node, uint64_t tag, uint6
  *   rc    the result code, stored as it is
  * Answers 0, or:
  *   KEY codes of the kind; SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_R_NOT_FOUND  the property has another tag
+ *   SNTR_RC_BASE_R_NOT_FOUND  there is no property, or it has another tag
  *   SNTR_RC_BASE_R_DAMAGED    the area ends before the record does */
 SNTR_API uint32_t sntrSetRCForBaseRProperty(SNodeCB_t *node, uint64_t tag, uint64_t rc, uint64_t latchHeld);
 
@@ -555,7 +557,7 @@ SNTR_API uint32_t sntrSetRCForBaseRProperty(SNodeCB_t *node, uint64_t tag, uint6
  *   KEY codes of the kind
  *   SNTR_RC_NULL_BASE_V_RECORD         `value` is null
  *   CONDITION, AREA codes
- *   SNTR_RC_BASE_V_NOT_FOUND           the property has another tag
+ *   SNTR_RC_BASE_V_NOT_FOUND           there is no property, or it has another tag
  *   SNTR_RC_BASE_V_DAMAGED             the area ends before the record does
  *   SNTR_RC_BASE_V_VALUE_OUTSIDE_AREA  the stored place of the value is not in its record: it is damaged */
 SNTR_API uint32_t sntrGetAddressForBaseVPropertyValue(SNodeCB_t *node, uint64_t tag, void **value);
@@ -569,7 +571,7 @@ SNTR_API uint32_t sntrGetAddressForBaseVPropertyValue(SNodeCB_t *node, uint64_t 
  *            known; may be null
  * Answers 0, or:
  *   KEY codes of the kind; SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_V_NOT_FOUND           the property has another tag
+ *   SNTR_RC_BASE_V_NOT_FOUND           there is no property, or it has another tag
  *   SNTR_RC_BASE_V_DAMAGED             the area ends before the record does
  *   SNTR_RC_BASE_V_VALUE_OUTSIDE_AREA  the stored place of the value is not in its record: it is damaged
  *   SNTR_RC_BAD_VALUE_SIZE             the stored size is 0 or more than there is room for: it is damaged */
@@ -586,7 +588,7 @@ SNTR_API uint32_t sntrGetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, ui
  *   SNTR_RC_BAD_VALUE_SIZE             `valueSize` is neither 1 nor 2 to the maximum
  *   SNTR_RC_NULL_BASE_V_VALUE          `value` is null
  *   SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_V_NOT_FOUND           the property has another tag
+ *   SNTR_RC_BASE_V_NOT_FOUND           there is no property, or it has another tag
  *   SNTR_RC_BASE_V_DAMAGED             the area ends before the record, or before a value of this size would
  *   SNTR_RC_BASE_V_VALUE_OUTSIDE_AREA  the stored place of the value is not in its record: it is damaged */
 SNTR_API uint32_t sntrSetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
@@ -605,6 +607,7 @@ SNTR_API uint32_t sntrSetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, ui
  *   SNTR_RC_NULL_BASE_V_RECORD         `record` is null
  *   SNTR_RC_NULL_RC_OUTPUT             `rc` is null
  *   SECTION, CONDITION, AREA codes
+ *   SNTR_RC_BASE_V_NOT_FOUND           there is no property
  *   SNTR_RC_BASE_V_DAMAGED             `record` is not the start of a record of the kind in this node
  *   SNTR_RC_BASE_V_VALUE_OUTSIDE_AREA  the stored place of the value is not in its record: it is damaged
  *   SNTR_RC_BAD_VALUE_SIZE             the stored size is 0 or more than there is room for: it is damaged */
@@ -624,6 +627,7 @@ SNTR_API uint32_t sntrGetValueAndRCForBaseVProperty(SNodeCB_t *node, SNodeProper
  *   SNTR_RC_BAD_VALUE_SIZE             `valueSize` is neither 1 nor 2 to the maximum
  *   SNTR_RC_NULL_BASE_V_VALUE          `value` is null
  *   SECTION, CONDITION, AREA codes
+ *   SNTR_RC_BASE_V_NOT_FOUND           there is no property
  *   SNTR_RC_BASE_V_DAMAGED             `record` is not the start of a record of the kind in this node; or the value
  *                                      does not fit its area
  *   SNTR_RC_BASE_V_VALUE_OUTSIDE_AREA  the stored place of the value is not in its record: it is damaged */
@@ -638,7 +642,7 @@ SNTR_API uint32_t sntrSetValueAndRCForBaseVProperty(SNodeCB_t *node, SNodeProper
  *   KEY codes of the kind
  *   SNTR_RC_NULL_RC_OUTPUT    `rc` is null
  *   SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_V_NOT_FOUND  the property has another tag
+ *   SNTR_RC_BASE_V_NOT_FOUND  there is no property, or it has another tag
  *   SNTR_RC_BASE_V_DAMAGED    the area ends before the record does */
 SNTR_API uint32_t sntrGetRCForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *rc, uint64_t latchHeld);
 
@@ -648,7 +652,7 @@ SNTR_API uint32_t sntrGetRCForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint6
  *   rc    the result code, stored as it is
  * Answers 0, or:
  *   KEY codes of the kind; SECTION, CONDITION, AREA codes
- *   SNTR_RC_BASE_V_NOT_FOUND  the property has another tag
+ *   SNTR_RC_BASE_V_NOT_FOUND  there is no property, or it has another tag
  *   SNTR_RC_BASE_V_DAMAGED    the area ends before the record does */
 SNTR_API uint32_t sntrSetRCForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t rc, uint64_t latchHeld);
 

@@ -1,6 +1,7 @@
 // Creating and deleting the single property of a base kind.
 //
-// The record stands at the start of its area. Creating it again overwrites it. `areaUsed` is all that it takes, or 0.
+// The record stands at the start of its area. Creating it again overwrites it. `areaUsed` is all that it takes, and it
+// exists if that is not 0.
 #pragma once
 
 #include <algorithm>
@@ -35,8 +36,8 @@ Rc checkBaseValue(const typename K::Value &value, std::uint64_t bytes) {
   return Rc::Ok;
 }
 
-// Writes the record. Readers are kept out by the section, so the order of the stores matters only to who finds it half
-// written after a death: the tag, by which the property is found, goes last.
+// Writes the record. Readers are kept out by the section, so the order of the stores matters only if this process dies
+// in between: the tag and then the used bytes, by which the property is found, go last.
 template <class K>
 Rc storeBase(SNodeCB_t *node, PropertyList &list, const TagKey &key, const typename K::Value &value,
              std::uint64_t used) {
@@ -66,23 +67,24 @@ Rc createBase(const Trace &t, SNodeCB_t *node, const TagKey &key, const typename
   });
 }
 
-// Empties the record. A property of tag 0 that takes nothing was deleted before: then nothing changes.
-template <class K>
-Rc emptyBase(SNodeCB_t *node, PropertyList &list, std::byte *record, const TagKey &key) {
-  if (key.tag == 0 && list.area.used() == 0) return Rc::Ok;
-  writeWord<std::uint64_t>(record, 0);
+// Ends the property by the store of the used bytes; an empty record has tag 0.
+inline Rc emptyBase(SNodeCB_t *node, PropertyList &list, std::byte *record) {
   list.area.setUsed(0);
+  writeWord<std::uint64_t>(record, 0);
   return countChange(node);
 }
 
+// Deletes the property of a tag. Deleting tag 0 where there is no property succeeds and changes nothing.
 template <class K>
 Rc deleteBase(const Trace &t, SNodeCB_t *node, TagKey key, std::uint64_t latchHeld) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locate<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
-    return t.fail(3, emptyBase<K>(node, list, record, key));
+    const Rc located = locate<K>(node, key, list, record);
+    if (located == K::data.notFound && key.tag == 0 && isNoBase(list)) return Rc::Ok;
+    if (failed(located)) return t.fail(2, located);
+    return t.fail(3, emptyBase(node, list, record));
   });
 }
 
@@ -92,14 +94,14 @@ Rc baseLocation(const Trace &t, SNodeCB_t *node, SNodeProperty_t **out) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);
   if (out == nullptr) return t.fail(2, K::data.nullRecord);
   PropertyList list;
-  if (Rc rc = openRecords<K>(node, list); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = openBase<K>(node, list); failed(rc)) return t.fail(3, rc);
   *out = reinterpret_cast<SNodeProperty_t *>(baseRecord(list));
   return Rc::Ok;
 }
 
-// Reads the tag. TagTooLarge: the record is damaged.
-inline Rc readBaseTag(const std::byte *record, std::uint64_t &tag) {
-  const std::uint64_t stored = tagOf(record);
+// Reads the tag, 0 if there is no property. TagTooLarge: the record is damaged.
+inline Rc readBaseTag(const PropertyList &list, std::uint64_t &tag) {
+  const std::uint64_t stored = isNoBase(list) ? 0 : tagOf(baseRecord(list));
   if (stored > SNTR_MAX_TAG) return Rc::TagTooLarge;
   tag = stored;
   return Rc::Ok;
@@ -129,8 +131,8 @@ Rc returnBase(const Trace &t, SNodeCB_t *node, std::uint64_t *tag, [[maybe_unuse
   return readSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return t.fail(5, rc);
     PropertyList list;
-    if (Rc rc = openRecords<K>(node, list); failed(rc)) return t.fail(6, rc);
-    if (Rc rc = readBaseTag(baseRecord(list), *tag); failed(rc)) return t.fail(7, rc);
+    if (Rc rc = openBase<K>(node, list); failed(rc)) return t.fail(6, rc);
+    if (Rc rc = readBaseTag(list, *tag); failed(rc)) return t.fail(7, rc);
     if constexpr (kHasBytes<K>) return t.fail(8, readBaseSize(list, baseRecord(list), *size));
     return Rc::Ok;
   });

@@ -30,16 +30,26 @@ Rc openToFind(SNodeCB_t *node, PropertyList &list) {
   return Rc::Ok;
 }
 
-// Opens what a kind keeps its records in, to read or write a record. For a base kind that is its area, which must hold
-// the whole record: the area's codes and the kind's damage code; the room for a value is the rest of the area. For a
-// keyed kind it is the list: the codes of openToFind().
+// Opens the area of a base kind, which must hold the whole record; the room for a value is the rest of it. The area's
+// codes, the kind's damage code.
+template <class K>
+Rc openBase(SNodeCB_t *node, PropertyList &list) {
+  if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return rc;
+  if (list.area.size() < K::data.recordSize) return K::data.damaged;
+  list.limits = Limits{0, list.area.size() - K::data.recordSize};
+  return Rc::Ok;
+}
+
+// Whether the node has no property of an opened base kind: none was made, or it was deleted.
+inline bool isNoBase(const PropertyList &list) { return list.area.used() == 0; }
+
+// Opens what a kind keeps its records in, to read or write a record. For a base kind the codes of openBase(), and the
+// not-found code for a node without the kind; for a keyed kind those of openToFind().
 template <class K>
 Rc openRecords(SNodeCB_t *node, PropertyList &list) {
   if constexpr (kIsBase<K>) {
-    if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return rc;
-    if (list.area.size() < K::data.recordSize) return K::data.damaged;
-    list.limits = Limits{0, list.area.size() - K::data.recordSize};
-    return Rc::Ok;
+    const Rc rc = openBase<K>(node, list);
+    return rc == K::data.damaged && !hasKind(node, K::data.selector) ? K::data.notFound : rc;
   } else {
     return openToFind<K>(node, list);
   }
@@ -54,7 +64,7 @@ template <class K>
 Rc findRecord(const PropertyList &list, const typename K::Key &key, std::byte *&record) {
   if constexpr (kIsBase<K>) {
     record = baseRecord(list);
-    return key.orderTo(record) == 0 ? Rc::Ok : K::data.notFound;
+    return !isNoBase(list) && key.orderTo(record) == 0 ? Rc::Ok : K::data.notFound;
   } else {
     if (!list.isTable()) return findInArray<K>(list, key, record);
     ChainPlace place;
@@ -84,10 +94,12 @@ Rc locateForValue(SNodeCB_t *node, const typename K::Key &key, PropertyList &lis
 }
 
 // Whether an address that a caller kept is the start of a record of the list: the kind's damage code when it is not.
+// Before that, for a base kind, the not-found code when there is no property.
 template <class K>
 Rc checkRecord(const PropertyList &list, const void *record) {
   const std::uint64_t offset = list.area.offsetOf(record);
   if constexpr (kIsBase<K>) {
+    if (isNoBase(list)) return K::data.notFound;
     return offset == list.area.begin() ? Rc::Ok : K::data.damaged;
   } else {
     if (list.isTable()) return slotsOf<K>(list).holds(offset - K::data.chainSize) ? Rc::Ok : K::data.damaged;

@@ -30,6 +30,43 @@ TEST_F(SingleRecords, ABaseKindHoldsOneProperty) {
   }
 }
 
+// Whatever looks for a base property that was never made, was deleted, or is of a kind that the node lacks.
+TEST_F(SingleRecords, ABasePropertyThatIsNotThereIsNotFound) {
+  const auto expectNone = [&](const char *state) {
+    SCOPED_TRACE(std::string(kind->name) + ", " + state);
+    Value value;
+    std::uint64_t rc = 0;
+    std::int32_t *number = nullptr;
+    void *place = nullptr;
+    SNodeProperty_t *record = nullptr, *const kept = reinterpret_cast<SNodeProperty_t *>(bytes() + word(entry() + 16));
+    std::vector<std::uint32_t> got = {of().get({0}, value, kMaxValue), of().set({0}, {1, "x"}), of().getRC({0}, rc),
+                                      of().setRC({0}, 1), of().erase({1})};
+    if (kind == &kBaseR) {
+      got.push_back(sntrGetAddressForBaseRProperty(node, 0, &record));
+      got.push_back(sntrGetAddressForBaseRPropertyValue(node, 0, &number));
+      got.push_back(sntrGetValueAndRCForBaseRProperty(node, kept, &value.number, &rc, 0));
+      got.push_back(sntrSetValueAndRCForBaseRProperty(node, kept, 1, 1, 0));
+    } else {
+      got.push_back(sntrGetAddressForBaseVProperty(node, 0, &record));
+      got.push_back(sntrGetAddressForBaseVPropertyValue(node, 0, &place));
+      got.push_back(sntrGetValueAndRCForBaseVProperty(node, kept, nullptr, nullptr, nullptr, &rc, 0));
+      got.push_back(sntrSetValueAndRCForBaseVProperty(node, kept, 1, "x", 1, 0));
+    }
+    for (std::size_t i = 0; i < got.size(); ++i) EXPECT_RC(got[i], kind->notFound) << i;
+    EXPECT_RC(of().erase({0}), Rc::Ok);
+  };
+  for (const Kind *f : {&kBaseR, &kBaseV}) {
+    layOutKind(*f, SNTR_LAYOUT_HASH, 0, 1);
+    expectNone("never made");
+    EXPECT_RC(of().add({0}, {1, "x"}), Rc::Ok);
+    EXPECT_RC(of().setRC({0}, 1), Rc::Ok) << "tag 0 is a tag";
+    EXPECT_RC(of().erase({0}), Rc::Ok);
+    expectNone("deleted");
+    activeNode(8);
+    expectNone("no such kind");
+  }
+}
+
 // A named entry is stored, an entry of 0 leaves what stands there; the first five are bounded.
 TEST_F(SingleRecords, TheExportListChangesOnlyWhatItNames) {
   layOutKind(kBaseR, SNTR_LAYOUT_HASH, 0, 1);
