@@ -134,7 +134,7 @@ SNTR_API uint32_t sntrSetNodeOptions(SNodeCB_t *node, const SNodeParams *paramet
  *   SNTR_RC_NULL_SIZE_OUTPUT  `nodeSize` is null
  *   the section's codes
  *   any code of sntrCheckNodeCondition(): the node is not active; nothing is written
- *   SNTR_RC_BAD_NODE_SIZE     the stored size is impossible; it is written all the same */
+ *   SNTR_RC_BAD_NODE_SIZE     the stored size is 0 or above SNTR_MAX_NODE_SIZE; it is written all the same */
 SNTR_API uint32_t sntrGetNodeSize(SNodeCB_t *node, uint64_t *nodeSize, uint32_t latchHeld);
 
 /* Tells how wide a register value of an active node is.

@@ -39,8 +39,8 @@ constexpr Rc areaIndexOf(std::uint32_t kind, std::uint32_t &index) {
 
 static_assert(kHighestKindBit <= SNTR_AREA_COUNT, "every kind has an entry");
 
-// Whether a size is one that a node can have, its control block included.
-constexpr bool isNodeSize(std::uint64_t size) { return size >= kControlBlockSize && size <= SNTR_MAX_NODE_SIZE; }
+// Whether a size is in the range of a node's. That is not held against the control block, which creation always adds.
+constexpr bool isNodeSize(std::uint64_t size) { return size >= 1 && size <= SNTR_MAX_NODE_SIZE; }
 
 // Why an area is refused. AreaNeverCreated (no offset); AreaOverused (more used than there is); AreaOutsideNode (larger
 // than an area can be, before the end of the control block, beyond the node, or in a node of impossible size).

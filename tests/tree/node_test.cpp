@@ -263,9 +263,17 @@ TEST_F(Node, GoesFromCreatedToDisassociatedAndTellsItsSizesOnlyWhileActive) {
   EXPECT_RC(sntrGetNodeSize(node, &told, 0), Rc::LatchFailed);
   EXPECT_RC(sntrGetNodeSize(node, &told, 1), Rc::Ok) << "who holds the section may ask";
   EXPECT_RC(sntrExitCriticalSectionAfterRead(node, &node->primaryLatch), Rc::Ok) << "and still holds it";
-  node->nodeSize = SNTR_MAX_NODE_SIZE + 1;
-  EXPECT_RC(sntrGetNodeSize(node, &told, 0), Rc::BadNodeSize);
-  EXPECT_EQ(told, SNTR_MAX_NODE_SIZE + 1) << "told all the same";
+  const std::pair<std::uint64_t, Rc> stored[] = {{0, Rc::BadNodeSize},
+                                                 {1, Rc::Ok},
+                                                 {2, Rc::Ok},
+                                                 {0xb5f, Rc::Ok},
+                                                 {SNTR_MAX_NODE_SIZE, Rc::Ok},
+                                                 {SNTR_MAX_NODE_SIZE + 1, Rc::BadNodeSize}};
+  for (const auto &[value, expected] : stored) {
+    node->nodeSize = value;
+    EXPECT_RC(sntrGetNodeSize(node, &told, 0), expected) << value;
+    EXPECT_EQ(told, value) << "told all the same";
+  }
 }
 
 TEST_F(Node, TheCheckRefusesByConditionAndMask) {
