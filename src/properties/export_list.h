@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "frame/section.h"
 #include "layout/words.h"
@@ -28,10 +29,13 @@ inline void writeExportEntries(const SNodeCB_t *node, const PropertyArea &area, 
   }
 }
 
-inline Rc storeExportList(const Trace &t, SNodeCB_t *node, const std::uint32_t *entries) {
+// The entries are copied before they are checked: the caller may give a part of the stored list.
+inline Rc storeExportList(const Trace &t, SNodeCB_t *node, const std::uint32_t *given) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);
-  if (entries == nullptr) return t.fail(2, Rc::NullExportList);
+  if (given == nullptr) return t.fail(2, Rc::NullExportList);
   if ((loadField(node->nodeOptions) & SNTR_OPTION_EXPORT_LIST) == 0) return t.fail(3, Rc::NoExportList);
+  std::uint32_t entries[kExportEntries];
+  std::memcpy(entries, given, sizeof(entries));
   if (Rc rc = checkExportEntries(entries); failed(rc)) return t.fail(4, rc);
   PropertyArea area;
   if (Rc rc = area.open(node, SNTR_OPTION_EXPORT_LIST); failed(rc)) return t.fail(5, rc);

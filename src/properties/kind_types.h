@@ -52,11 +52,12 @@ inline Rc fillLatches(SNodeCB_t *node, std::byte *latches) {
 
 static_assert(alignof(SNodeLatchBlock_t) == 1, "records begin at any byte");
 
-// Stores where the bytes of a value stand, how many they are, and the bytes. The room holds them.
+// Stores where the bytes of a value stand, how many they are, and the bytes. The room holds them. They may overlap: a
+// base property is created anew over its old value.
 inline void fillBytes(const PropertyList &list, std::byte *words, std::byte *room, const Bytes &value) {
+  std::memmove(room, value.data, value.size);
   writeWord<std::uint64_t>(words, list.area.offsetOf(room));
   writeWord<std::uint64_t>(words + kWordSize, value.size);
-  std::memcpy(room, value.data, value.size);
 }
 
 static_assert(offsetof(VRecord, valueSize) == offsetof(VRecord, valueOffset) + kWordSize &&

@@ -41,10 +41,11 @@ class AreaWriter {
 
   void word(std::uint64_t value) { bytes(&value, sizeof(value)); }
 
-  // A null source is allowed where nothing is copied.
+  // A null source is allowed where nothing is copied. The source may overlap: a node is initialized anew with what
+  // stands in it.
   void bytes(const void *source, std::uint64_t size) {
     if (size == 0) return;
-    std::memcpy(next_, source, size);
+    std::memmove(next_, source, size);
     next_ += size;
   }
 

@@ -27,10 +27,11 @@ struct NewID {
   std::uint64_t capacity;
 };
 
+// The bytes go first, since they may be a part of what stands in the area.
 void writeID(SNodeCB_t *node, Area &area, const NewID &id) {
+  std::memmove(area.start + kIDBytesAt, id.bytes, id.length);
   writeWord<std::uint64_t>(area.start, id.capacity);
   writeWord<std::uint64_t>(area.start + kIDLengthAt, id.length);
-  std::memcpy(area.start + kIDBytesAt, id.bytes, id.length);
   setAreaUsed(node, area, kIDBytesAt + id.length);
 }
 

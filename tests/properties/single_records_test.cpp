@@ -25,6 +25,11 @@ TEST_F(SingleRecords, ABaseKindHoldsOneProperty) {
     const Value long17{0, std::string(kMaxValue + 1, 'x')};
     EXPECT_RC(of().set({5}, long17), f->hasBytes() ? Rc::BadValueSize : Rc::Ok);
     EXPECT_RC(of().add({0x100001}, first), Rc::TagTooLarge);
+    if (f == &kBaseV) {
+      EXPECT_RC(sntrCreateBaseVProperty(node, 5, 2, bytes() + area + 0x1a8 + 1, 0), Rc::Ok) << "of its own value";
+      EXPECT_RC(of().get({5}, value, kMaxValue), Rc::Ok);
+      EXPECT_EQ(value.bytes, "bc");
+    }
     EXPECT_RC(of().erase({5}), Rc::Ok);
     EXPECT_RC(of().erase({5}), f->notFound);
   }
@@ -77,6 +82,8 @@ TEST_F(SingleRecords, TheExportListChangesOnlyWhatItNames) {
   EXPECT_RC(sntrExportListOfChangedProperties(node, 0, entries), Rc::Ok);
   const std::pair<std::uint64_t, std::uint32_t> kept[] = {{0, 0x8000}, {1, 0}, {2, 3}, {57, 0x12345678}};
   for (const auto &[entry, value] : kept) EXPECT_EQ(static_cast<std::uint32_t>(word(list + 4 * entry)), value) << entry;
+  sntrExportListOfChangedProperties(node, 0, reinterpret_cast<const std::uint32_t *>(bytes() + list - 4));
+  EXPECT_EQ(static_cast<std::uint32_t>(word(list + 4 * 3)), 3U) << "each entry moves once";
   const Rc tooMany[] = {Rc::BadRCount, Rc::BadVCount, Rc::BadIRCount, Rc::BadIVCount, Rc::BadDependentCount};
   for (int i = 0; i < 5; ++i) {
     std::uint32_t one[58] = {};

@@ -104,6 +104,10 @@ TEST_F(Names, TheIdentifierIsHeldAgainstItsArea) {
   std::uint64_t length = 0;
   EXPECT_RC(sntrGetNodeID(node, &id, &length, 0), Rc::Ok);
   EXPECT_EQ(std::string(static_cast<const char *>(id), length), text.substr(0, 33));
+  const std::string digits = "123456789012345678901234567890123";
+  EXPECT_RC(sntrSetNodeID(node, digits.data(), 33, 40, 0), Rc::Ok);
+  EXPECT_RC(sntrSetNodeID(node, static_cast<const char *>(id) + 1, 32, 40, 0), Rc::Ok) << "a part of its own";
+  EXPECT_EQ(std::string(static_cast<const char *>(id), 32), digits.substr(1));
   EXPECT_EQ(reinterpret_cast<const char *>(node)[0xb60 + 49], '\0') << "the next area was written";
   EXPECT_RC(sntrGetNodeID(plain, &id, &length, 0), Rc::NoIDToGet);
   for (const std::uint64_t bad : {34ull, 0x1001ull, ~0ull}) {

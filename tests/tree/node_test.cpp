@@ -130,6 +130,10 @@ TEST_F(Node, InitializationFillsTheAreaOfEveryOption) {
     EXPECT_EQ(bytes(entry.areaOffset, entry.areaUsed), expected) << "area " << index;
   }
   EXPECT_EQ(infoRecord.dataPosition, 14u) << "the caller's record changed";
+  idBytes = reinterpret_cast<const char *>(node) + 0xb60 + 16 + 1;
+  id = "dentity";
+  ASSERT_RC(initialize(), Rc::Ok);
+  EXPECT_EQ(bytes(0xb60 + 16, 7), id) << "a part of its own identifier";
   EXPECT_EQ(node->nodeTag, 0u);
 }
 
