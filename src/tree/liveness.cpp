@@ -80,7 +80,7 @@ Rc look(SNodeCB_t *node, SNodeObserver &observer) {
 }  // namespace
 
 Rc refreshNode(const Trace &t, SNodeCB_t *node) {
-  return writeSection(t, node, Held::No, [&] { return t.fail(20, refresh(node)); });
+  return writeSection(t, node, Held::No, [&] { return t.fail(21, refresh(node)); });
 }
 
 }  // namespace sntr

@@ -47,10 +47,10 @@ Rc offsetFromBase(const SNodeCB_t *node, const void *base, std::uint64_t &offset
 }  // namespace
 
 Rc disclaimNode(const Trace &t, SNodeCB_t *&node, const ShmPoolHandle *pool, std::uint32_t version) {
-  if (pool == nullptr) return t.fail(20, Rc::NullPoolHandle);
-  if (version != kVersionWord) return t.fail(30, Rc::BadVersion);
+  if (pool == nullptr) return t.fail(22, Rc::NullPoolHandle);
+  if (version != kVersionWord) return t.fail(23, Rc::BadVersion);
   void *block = node;
-  const Rc freed = t.fail(40, freeBlock(pool, block));
+  const Rc freed = t.fail(24, freeBlock(pool, block));
   if (block == nullptr) node = nullptr;
   return freed;
 }

@@ -22,6 +22,8 @@ namespace {
 
 constexpr char kSourceTag[] = "sntri";
 
+// The actions' own steps trace as 20 to 24, under the function that walks; the walk as 30 to 41.
+
 // The bit by which an action selects every node. An unknown action has none, and so fails for nodes that are selected
 // by their condition only.
 constexpr std::uint32_t everyNodeBit(std::uint32_t action) {

@@ -1,8 +1,13 @@
 // Liveness of a node, and status actions over a made-up tree: this file stands in for the dependents of nodes.
+#include <oss/trace.h>
 #include <sntr/latches.h>
 #include <sntr/status.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <fstream>
 #include <map>
+#include <set>
 
 #include "support/memory_pool.h"
 #include "tree/dependents.h"
@@ -178,6 +183,30 @@ TEST_F(Status, AnActionReachesWhatTheMaskAndTheLimitLet) {
     EXPECT_EQ(attached, 0) << name;
   }
   EXPECT_RC(sntrSetStatusForEachNodeInATree(top, nullptr, 0, 4, 1), Rc::NullKey);
+}
+
+// A created, an abandoned, an impossible node; no pool; another version.
+TEST_F(Status, EachFailureHasAProbeOfItsOwn) {
+  const std::string path = testing::TempDir() + "probes-" + std::to_string(getpid());
+  SNodeCB_t *node = newNode();
+  ShmSegInfo_t none = info, other = info;
+  none.pool = nullptr, other.version = 0;
+  const std::tuple<std::uint32_t, std::uint32_t, const ShmSegInfo_t *> rows[] = {
+      {1, 3, &info}, {4, 7, &info}, {8, 7, &info}, {3, 6, &none}, {3, 6, &other}};
+  ASSERT_RC(ossTraceOn(path.c_str()), Rc::Ok);
+  for (const auto &[condition, action, where] : rows) {
+    node->nodeCondition = condition;
+    EXPECT_NE(sntrSetNodeStatusRecursively(&node, where, nullptr, 0, action, 0x9, 1, 0), 0u);
+  }
+  ASSERT_RC(ossTraceOff(), Rc::Ok);
+  std::set<std::string> probes;
+  std::ifstream trace(path);
+  for (std::string line; std::getline(trace, line);) {
+    if (const auto at = line.find(" at probe "); at != line.npos)
+      probes.insert(line.substr(at, line.find(':', at) - at));
+  }
+  EXPECT_EQ(probes.size(), std::size(rows));
+  std::remove(path.c_str());
 }
 
 TEST_F(Status, SomeCodesDoNotStopTheWalk) {
