@@ -11,8 +11,16 @@
 
 namespace sntr {
 
-// Adds a property to a list of either layout.
-template <class K>
+// What a change is for: a list of either layout in an active node, or a table alone whatever the node's condition.
+enum class Reach : bool { AnyList, TableOnly };
+
+template <Reach reach>
+Rc checkConditionFor(const SNodeCB_t *node) {
+  return reach == Reach::TableOnly ? Rc::Ok : checkCondition(node, kMaskProperties);
+}
+
+// Adds a property.
+template <class K, Reach reach = Reach::AnyList>
 Rc addProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, const typename K::Value &value,
                std::uint64_t latchHeld) {
   if (Rc rc = prepareValue<K, Use::Add>(node, key, value); failed(rc)) return t.fail(1, rc);
@@ -20,49 +28,26 @@ Rc addProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, const typen
   PropertyList list;
   if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(2, rc);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
-    if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return t.fail(3, rc);
+    if (Rc rc = checkConditionFor<reach>(node); failed(rc)) return t.fail(3, rc);
     if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(4, rc);
     if (Rc rc = checkRoom<K>(list, key, value); failed(rc)) return t.fail(6, rc);
-    return t.fail(5, list.isTable() ? addToTable<K>(node, list, key, value) : addToArray<K>(node, list, key, value));
+    const bool toTable = reach == Reach::TableOnly || list.isTable();
+    return t.fail(5, toTable ? addToTable<K>(node, list, key, value) : addToArray<K>(node, list, key, value));
   });
 }
 
-// Deletes a property from a list of either layout.
-template <class K>
+// Deletes a property. From a table alone the list's codes come before the section's, too.
+template <class K, Reach reach = Reach::AnyList>
 Rc deleteProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t latchHeld) {
-  if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
-  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
-    if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return t.fail(2, rc);
-    PropertyList list;
-    if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(3, rc);
-    return t.fail(4, list.isTable() ? deleteFromTable<K>(node, list, key) : deleteFromArray<K>(node, list, key));
-  });
-}
-
-// Adds to a table, and to nothing else; the condition of the node is not looked at.
-template <class K>
-Rc addToTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, const typename K::Value &value,
-                  std::uint64_t latchHeld) {
-  if (Rc rc = prepareValue<K, Use::Add>(node, key, value); failed(rc)) return t.fail(1, rc);
-  key.takeChainHashes();
-  PropertyList list;
-  if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(2, rc);
-  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
-    if (Rc rc = openList(node, K::data, list); failed(rc)) return t.fail(3, rc);
-    if (Rc rc = checkRoom<K>(list, key, value); failed(rc)) return t.fail(5, rc);
-    return t.fail(4, addToTable<K>(node, list, key, value));
-  });
-}
-
-// Deletes from a table, and from nothing else, always in a section of its own.
-template <class K>
-Rc deleteFromTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key) {
+  constexpr bool tableOnly = reach == Reach::TableOnly;
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   PropertyList list;
-  if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(2, rc);
-  return writeSection(t, node, Held::No, [&]() -> Rc {
+  if (Rc rc = tableOnly ? openToFind<K>(node, list) : Rc::Ok; failed(rc)) return t.fail(5, rc);
+  return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
+    if (Rc rc = checkConditionFor<reach>(node); failed(rc)) return t.fail(2, rc);
     if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(3, rc);
-    return t.fail(4, deleteFromTable<K>(node, list, key));
+    const bool fromTable = tableOnly || list.isTable();
+    return t.fail(4, fromTable ? deleteFromTable<K>(node, list, key) : deleteFromArray<K>(node, list, key));
   });
 }
 

@@ -85,48 +85,51 @@ uint32_t sntrFindIVPropertyInHashTable(SNodeCB_t *node, uint64_t tag, uint64_t i
 
 uint32_t sntrAddRPropertyToHashTable(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
   return traced(Fn::sntrAddRPropertyToHashTable,
-                [&](Trace &t) { return addToTableOnly<RKind>(t, node, TagKey{tag}, value, latchHeld); });
+                [&](Trace &t) { return addProperty<RKind, Reach::TableOnly>(t, node, TagKey{tag}, value, latchHeld); });
 }
 
 uint32_t sntrAddVPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
                                      uint64_t latchHeld) {
   return traced(Fn::sntrAddVPropertyToHashTable, [&](Trace &t) {
-    return addToTableOnly<VKind>(t, node, TagKey{tag}, Bytes{value, valueSize}, latchHeld);
+    return addProperty<VKind, Reach::TableOnly>(t, node, TagKey{tag}, Bytes{value, valueSize}, latchHeld);
   });
 }
 
 uint32_t sntrAddIRPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id, int32_t value,
                                       uint64_t latchHeld) {
   return traced(Fn::sntrAddIRPropertyToHashTable, [&](Trace &t) {
-    return addToTableOnly<IRKind>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
+    return addProperty<IRKind, Reach::TableOnly>(t, node, TagIDKey(tag, idLength, id), value, latchHeld);
   });
 }
 
 uint32_t sntrAddIVPropertyToHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                       uint64_t valueSize, const void *value, uint64_t latchHeld) {
   return traced(Fn::sntrAddIVPropertyToHashTable, [&](Trace &t) {
-    return addToTableOnly<IVKind>(t, node, TagIDKey(tag, idLength, id), Bytes{value, valueSize}, latchHeld);
+    return addProperty<IVKind, Reach::TableOnly>(t, node, TagIDKey(tag, idLength, id), Bytes{value, valueSize},
+                                                 latchHeld);
   });
 }
 
 uint32_t sntrDeleteRPropertyFromHashTable(SNodeCB_t *node, uint64_t tag) {
   return traced(Fn::sntrDeleteRPropertyFromHashTable,
-                [&](Trace &t) { return deleteFromTableOnly<RKind>(t, node, TagKey{tag}); });
+                [&](Trace &t) { return deleteProperty<RKind, Reach::TableOnly>(t, node, TagKey{tag}, 0); });
 }
 
 uint32_t sntrDeleteVPropertyFromHashTable(SNodeCB_t *node, uint64_t tag) {
   return traced(Fn::sntrDeleteVPropertyFromHashTable,
-                [&](Trace &t) { return deleteFromTableOnly<VKind>(t, node, TagKey{tag}); });
+                [&](Trace &t) { return deleteProperty<VKind, Reach::TableOnly>(t, node, TagKey{tag}, 0); });
 }
 
 uint32_t sntrDeleteIRPropertyFromHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id) {
-  return traced(Fn::sntrDeleteIRPropertyFromHashTable,
-                [&](Trace &t) { return deleteFromTableOnly<IRKind>(t, node, TagIDKey(tag, idLength, id)); });
+  return traced(Fn::sntrDeleteIRPropertyFromHashTable, [&](Trace &t) {
+    return deleteProperty<IRKind, Reach::TableOnly>(t, node, TagIDKey(tag, idLength, id), 0);
+  });
 }
 
 uint32_t sntrDeleteIVPropertyFromHashTable(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id) {
-  return traced(Fn::sntrDeleteIVPropertyFromHashTable,
-                [&](Trace &t) { return deleteFromTableOnly<IVKind>(t, node, TagIDKey(tag, idLength, id)); });
+  return traced(Fn::sntrDeleteIVPropertyFromHashTable, [&](Trace &t) {
+    return deleteProperty<IVKind, Reach::TableOnly>(t, node, TagIDKey(tag, idLength, id), 0);
+  });
 }
 
 uint32_t sntrGetFreeSpaceOffsetForProperty(SNodeCB_t *node, uint32_t kind, uint64_t *slotOffset) {
