@@ -97,7 +97,7 @@ SNTR_API uint32_t sntrUpdateNodeStatus(SNodeCB_t *node);
  *   SNTR_RC_NOT_UPDATED_SINCE_LOOK  by counter: no refresh since the last look
  *   SNTR_RC_OWNER_LATE              by time: the last refresh is more than twice the interval ago
  *   SNTR_RC_BAD_LIVENESS_MODE       the observer's mode is neither 1 nor 2
- *   SNTR_RC_ATOMIC_FAILED           a counter could not be read or stored */
+ *   SNTR_RC_ATOMIC_FAILED           the observer's counter could not be stored */
 SNTR_API uint32_t sntrIsStillBeingUpdated(SNodeCB_t *node, SNodeObserver *observer);
 
 /* Tells how many structural changes a node has seen since it was initialized: an observer that finds another number
@@ -106,8 +106,7 @@ SNTR_API uint32_t sntrIsStillBeingUpdated(SNodeCB_t *node, SNodeObserver *observ
  *   counter  receives the number; beyond 2^31-1 it goes on with the smallest negative one
  * Answers 0. Otherwise nothing is written:
  *   SNTR_RC_NULL_NODE      `node` is null
- *   SNTR_RC_NULL_OUTPUT    `counter` is null
- *   SNTR_RC_ATOMIC_FAILED  the counter could not be read */
+ *   SNTR_RC_NULL_OUTPUT    `counter` is null */
 SNTR_API uint32_t sntrGetNodeReconfigCounter(SNodeCB_t *node, int64_t *counter);
 
 /* Applies an action to a node and to the nodes below it, those below first: each node that the mask selects. A node is

@@ -40,8 +40,7 @@ SNTR_API uint32_t sntrGetAddressForRPropertyValue(SNodeCB_t *node, uint64_t tag,
  *   SNTR_RC_NULL_R_VALUE_OUTPUT  `value` is null
  *   SECTION, CONDITION, LIST codes
  *   SNTR_RC_R_NOT_FOUND          no R property has this tag
- *   SNTR_RC_R_DAMAGED            a link leads to no slot, or the chain does not end
- *   SNTR_RC_ATOMIC_FAILED        the register could not be read */
+ *   SNTR_RC_R_DAMAGED            a link leads to no slot, or the chain does not end */
 SNTR_API uint32_t sntrGetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld);
 
 /* Writes the value of an R property; its result code stays.
@@ -68,8 +67,7 @@ SNTR_API uint32_t sntrSetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_
  *   SNTR_RC_NULL_R_VALUE_OUTPUT  `value` is null
  *   SNTR_RC_NULL_RC_OUTPUT       `rc` is null
  *   SECTION, CONDITION, LIST codes
- *   SNTR_RC_R_DAMAGED            `record` is not the start of a record of this node's R list
- *   SNTR_RC_ATOMIC_FAILED        the register could not be read */
+ *   SNTR_RC_R_DAMAGED            `record` is not the start of a record of this node's R list */
 SNTR_API uint32_t sntrGetValueAndRCForRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value, uint64_t *rc,
                                                 uint64_t latchHeld);
 
@@ -250,8 +248,7 @@ SNTR_API uint32_t sntrGetAddressForIRPropertyValue(SNodeCB_t *node, uint64_t tag
  *   SECTION, CONDITION, LIST codes
  *   SNTR_RC_IR_NOT_FOUND          no IR property has this tag and identifier
  *   SNTR_RC_IR_DAMAGED            table: a link leads to no slot, or the chain does not end
- *   SNTR_RC_BYTES_OUTSIDE_AREA    the identifier of a record on the way is not in that record
- *   SNTR_RC_ATOMIC_FAILED         the register could not be read */
+ *   SNTR_RC_BYTES_OUTSIDE_AREA    the identifier of a record on the way is not in that record */
 SNTR_API uint32_t sntrGetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                             int32_t *value, uint64_t latchHeld);
 
@@ -281,8 +278,7 @@ SNTR_API uint32_t sntrSetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint6
  *   SNTR_RC_NULL_IR_VALUE_OUTPUT  `value` is null
  *   SNTR_RC_NULL_RC_OUTPUT        `rc` is null
  *   SECTION, CONDITION, LIST codes
- *   SNTR_RC_IR_DAMAGED            `record` is not the start of a record of the kind in this node
- *   SNTR_RC_ATOMIC_FAILED         the register could not be read */
+ *   SNTR_RC_IR_DAMAGED            `record` is not the start of a record of the kind in this node */
 SNTR_API uint32_t sntrGetValueAndRCForIRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value, uint64_t *rc,
                                                  uint64_t latchHeld);
 
@@ -479,8 +475,7 @@ SNTR_API uint32_t sntrGetAddressForBaseRPropertyValue(SNodeCB_t *node, uint64_t 
  *   SNTR_RC_NULL_BASE_R_VALUE_OUTPUT  `value` is null
  *   SECTION, CONDITION, AREA codes
  *   SNTR_RC_BASE_R_NOT_FOUND          there is no property, or it has another tag
- *   SNTR_RC_BASE_R_DAMAGED            the area ends before the record does
- *   SNTR_RC_ATOMIC_FAILED             the register could not be read */
+ *   SNTR_RC_BASE_R_DAMAGED            the area ends before the record does */
 SNTR_API uint32_t sntrGetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld);
 
 /* Writes the value of the node's BaseR property; its result code stays.
@@ -506,8 +501,7 @@ SNTR_API uint32_t sntrSetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, in
  *   SNTR_RC_NULL_RC_OUTPUT            `rc` is null
  *   SECTION, CONDITION, AREA codes
  *   SNTR_RC_BASE_R_NOT_FOUND          there is no property
- *   SNTR_RC_BASE_R_DAMAGED            `record` is not the start of a record of the kind in this node
- *   SNTR_RC_ATOMIC_FAILED             the register could not be read */
+ *   SNTR_RC_BASE_R_DAMAGED            `record` is not the start of a record of the kind in this node */
 SNTR_API uint32_t sntrGetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
                                                     uint64_t *rc, uint64_t latchHeld);
 

@@ -48,11 +48,8 @@ Rc refresh(SNodeCB_t *node) {
 
 // Compared for being another, not for being larger: the counter wraps.
 Rc lookByCounter(SNodeCB_t *node, SNodeObserver &observer) {
-  std::int32_t now = 0;
-  std::int32_t before = 0;
-  if (Rc rc = readCell(&node->updateCounter, now); failed(rc)) return rc;
-  if (Rc rc = readCell(&observer.lookCounter, before); failed(rc)) return rc;
-  return now == before ? Rc::NotUpdatedSinceLook : writeCell(&observer.lookCounter, now);
+  const std::int32_t now = readCell(&node->updateCounter);
+  return now == readCell(&observer.lookCounter) ? Rc::NotUpdatedSinceLook : writeCell(&observer.lookCounter, now);
 }
 
 // A refresh in the future means that the clock stepped back since: no time has passed then.
@@ -108,9 +105,7 @@ std::uint32_t sntrGetNodeReconfigCounter(SNodeCB_t *node, std::int64_t *counter)
   return traced(Fn::sntrGetNodeReconfigCounter, [&](const Trace &t) {
     if (node == nullptr) return t.fail(10, Rc::NullNode);
     if (counter == nullptr) return t.fail(20, Rc::NullOutput);
-    std::int32_t value = 0;
-    if (Rc rc = readCell(&node->reconfigCounter, value); failed(rc)) return t.fail(30, rc);
-    *counter = value;
+    *counter = readCell(&node->reconfigCounter);
     return Rc::Ok;
   });
 }
