@@ -234,7 +234,7 @@ Rc prepareValue(SNodeCB_t *node, typename K::Key &key, const typename K::Value &
   }
 }
 
-// Holds a key and a value against the limits of the list as it is now: it may have been laid out anew since the
+// Holds a key and a value against the limits of the list as it is now: it may have been laid out since the
 // arguments were checked. IDTooLong, the kind's code for a value that its room does not hold.
 template <class K>
 Rc checkRoom(const PropertyList &list, const typename K::Key &key, const typename K::Value &value) {

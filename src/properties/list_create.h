@@ -1,7 +1,7 @@
 // Laying out a property list and storing its initial properties, over any keyed kind.
 //
 // Arguments and area are checked first and leave the node untouched. A process that dies in the middle of laying out a
-// table leaves an empty array: the first bucket count is 0 until all the rest is in place.
+// table leaves an empty array, which is not laid out again: the first bucket count is 0 until all the rest is in place.
 #pragma once
 
 #include <cstddef>

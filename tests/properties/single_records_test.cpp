@@ -83,7 +83,7 @@ TEST_F(SingleRecords, TheExportListChangesOnlyWhatItNames) {
   const std::pair<std::uint64_t, std::uint32_t> kept[] = {{0, 0x8000}, {1, 0}, {2, 3}, {57, 0x12345678}};
   for (const auto &[entry, value] : kept) EXPECT_EQ(static_cast<std::uint32_t>(word(list + 4 * entry)), value) << entry;
   sntrExportListOfChangedProperties(node, 0, reinterpret_cast<const std::uint32_t *>(bytes() + list - 4));
-  EXPECT_EQ(static_cast<std::uint32_t>(word(list + 4 * 3)), 3U) << "each entry moves once";
+  EXPECT_EQ(static_cast<std::uint32_t>(word(list + 12)), 3U) << "each entry moves once";
   const Rc tooMany[] = {Rc::BadRCount, Rc::BadVCount, Rc::BadIRCount, Rc::BadIVCount, Rc::BadDependentCount};
   for (int i = 0; i < 5; ++i) {
     std::uint32_t one[58] = {};

@@ -198,7 +198,7 @@ TEST_F(Status, EachFailureHasAProbeOfItsOwn) {
   std::set<std::string> probes;
   std::ifstream trace(path);
   for (std::string line; std::getline(trace, line);) {
-    if (const auto at = line.find(" at probe "); at != line.npos)
+    if (const auto at = line.find(" at probe "); at != std::string::npos)
       probes.insert(line.substr(at, line.find(':', at) - at));
   }
   EXPECT_EQ(probes.size(), std::size(rows));
