@@ -1,10 +1,14 @@
 /* Values and result codes of properties.
  *
- * A property is named by its key, or by its record, whose address sntrGetAddressForRProperty() and its like gave. Setting a value or
- * a result code changes nothing else: no counter and no time.
+ * A property is named by its key, or by its record, whose address sntrGetAddressForRProperty() and its like gave.
+ * Setting a value or a result code changes nothing else: no counter and no time.
+ *
+ * A get takes no latch and stores nothing into the node. What it returns is of one moment: a value of bytes is whole, and
+ * a value and its result code belong together if they were set together.
  *
  * The rules on threads, sections and `latchHeld`, and the groups of codes, are those of sntr/properties.h. After a
- * failure nothing was changed, no output was stored and nothing is held, unless the code's line says otherwise.
+ * failure nothing was changed, no output was stored and nothing is held, unless the code's line says otherwise. One
+ * exception: a failing get leaves a buffer undefined if the value has more than 4096 bytes.
  */
 #ifndef SNTR_VALUES_H
 #define SNTR_VALUES_H
