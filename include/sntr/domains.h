@@ -62,9 +62,11 @@ extern "C" {
  *   SNTR_RC_NULL_BASE                   memory of the caller's is to be used and `address` is null
  *   SNTR_RC_SEGMENT_EXISTS              a segment with this key exists
  *   SNTR_RC_SEGMENT_ADDRESS_FAILED      the address of the new segment could not be obtained
- *   SNTR_RC_DOMAIN_HEADER_MISFIT        header, bookkeeping and one least block do not fit `size`; nothing was written
+ *   SNTR_RC_DOMAIN_HEADER_MISFIT        header, bookkeeping and one least block do not fit `size`, or `address` + `size`
+ *                                       is beyond the address space; nothing was written
  *   SNTR_RC_LATCH_FAILED                a latch of the domain could not be initialized, got or given back
- *   SNTR_RC_DOMAIN_HANDLE_ALLOC_FAILED  no private memory is left for the handle */
+ *   SNTR_RC_DOMAIN_HANDLE_ALLOC_FAILED  no private memory is left for the handle, or this process has some thousands of
+ *                                       domains and can remember no more */
 SNTR_API uint32_t sntrCreateShmDomain(const OSSIPCResID *key, void *address, uint64_t size,
                                       const ShmDomainParams *params, ShmDomainHandle **domain);
 
@@ -76,8 +78,9 @@ SNTR_API uint32_t sntrCreateShmDomain(const OSSIPCResID *key, void *address, uin
  *            defaults, the kind SNTR_DOMAIN_ATTACHED
  *   domain   receives the handle
  *
- * A segment's real size is learnt, and its header held against it; that of the caller's own memory is not known, so
- * there the header must be trusted.
+ * A segment's real size is learnt, and its header held against it. The caller's own memory has the size with which this
+ * process created a domain there, or has connected to one. If it did neither, the size is what the header says at the
+ * time of this call: there is nothing else to hold it against, so here the header must be trusted.
  *
  * Answers 0. Otherwise `*domain` is left alone, nothing stays attached and no connection is counted:
  *   SNTR_RC_NULL_DOMAIN_HANDLE          `domain` is null
@@ -92,7 +95,7 @@ SNTR_API uint32_t sntrCreateShmDomain(const OSSIPCResID *key, void *address, uin
  *   SNTR_RC_NOT_A_DOMAIN                the segment is smaller than a header; or as the header's codes say
  *   the header's codes, the latch's codes
  *   SNTR_RC_DOMAIN_MARKED_FOR_DELETION  no new connections are taken
- *   SNTR_RC_DOMAIN_HANDLE_ALLOC_FAILED  no private memory is left for the handle */
+ *   SNTR_RC_DOMAIN_HANDLE_ALLOC_FAILED  as for creating */
 SNTR_API uint32_t sntrConnectToShmDomain(const OSSIPCResID *key, void *address, const ShmDomainParams *params,
                                          ShmDomainHandle **domain);
 
@@ -131,7 +134,7 @@ SNTR_API uint32_t sntrFreeShmDomain(ShmDomainHandle **domain, uint32_t mode);
 SNTR_API uint32_t sntrMarkShmDomainForDeletion(const ShmDomainHandle *domain);
 
 /* Frees a handle and nothing else: the segment stays attached until the process ends, and the connection stays counted.
- * The domain's memory must still be mapped; it is read, not written.
+ * Pool handles that were made with it can be used on; of memory of the caller's, until the caller gives it up. The domain's memory must still be mapped; it is read, not written.
  *   domain  the handle; null afterwards
  * Answers 0. Otherwise, with nothing changed:
  *   the handle's codes

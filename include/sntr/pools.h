@@ -3,6 +3,10 @@
  * One process creates a pool and tells others the offset of its header (`poolHeaderOffset` of the handle); they connect
  * to it. A block's position is told as an offset from the start of the domain, never as an address.
  *
+ * A pool handle holds nothing of the domain. It can be used as long as this process has the domain that it was made
+ * with: until the domain handle is disconnected or freed. How much of the domain is mapped bounds every operation,
+ * whatever the headers say.
+ *
  * Any thread may call, and several may use one handle at once; a handle is ended (disconnected, freed, destroyed) by
  * one thread when no other uses it. Each pool has a latch of its own, in the pool, that serializes all processes. Where
  * both are needed the domain's latch is taken before the pool's: a thread that holds a pool's latch calls nothing of
@@ -15,10 +19,12 @@
  *   SNTR_RC_NULL_BASE             the handle's base address is null
  *   SNTR_RC_DOMAIN_OFFSET_UNEVEN, SNTR_RC_POOL_OFFSET_UNEVEN, SNTR_RC_POOL_CHUNK_OFFSET_UNEVEN  the handle's offset of
  *                                 the domain's header, the pool's header or the pool's chunk is not a multiple of 8
- *   SNTR_RC_CHUNK_OUTSIDE_HEAP    the pool's header does not lie in the domain
+ *   SNTR_RC_NOT_A_DOMAIN          this process has no domain at the base address: every handle of it was disconnected or
+ *                                 freed
+ *   SNTR_RC_CHUNK_OUTSIDE_HEAP    the pool's header does not lie in what is mapped of the domain
  * "The header's codes" are, likewise:
- *   SNTR_RC_NOT_A_POOL            the eyecatcher is another: no pool, or one that was freed; or it reaches beyond its
- *                                 domain
+ *   SNTR_RC_NOT_A_POOL            the eyecatcher is another: no pool, or one that was freed; or it reaches beyond what is
+ *                                 mapped of its domain
  *   SNTR_RC_POOL_OFFSET_MISMATCH  the stored header offset is not the handle's
  * "The latch's codes" are:
  *   SNTR_RC_LATCH_FAILED       the latch could not be got, for example because this thread holds it already; nothing is

@@ -20,13 +20,14 @@
  *   SNTR_RC_NULL_BASE             the handle's base address is null
  *   SNTR_RC_DOMAIN_OFFSET_UNEVEN, SNTR_RC_POOL_OFFSET_UNEVEN, SNTR_RC_POOL_CHUNK_OFFSET_UNEVEN  an offset in the handle
  *                                 is not a multiple of 8
- *   SNTR_RC_NOT_A_DOMAIN, SNTR_RC_DOMAIN_OFFSET_MISMATCH  there is no domain, or none any more
+ *   SNTR_RC_NOT_A_DOMAIN, SNTR_RC_DOMAIN_OFFSET_MISMATCH  there is no domain, or none any more; or it states a size
+ *                                 beyond what this process has mapped
  *   SNTR_RC_BAD_LATCH_VERSION     the domain's latch is not stamped
  *   SNTR_RC_LATCH_FAILED          the domain's latch could not be got; or it could not be given back, and then the work
  *                                 is done
  *   SNTR_RC_STORED_USER_AREA_TOO_LARGE  the domain's header is damaged
  *   SNTR_RC_CHUNK_OUTSIDE_HEAP    the domain's header is damaged; or a link of the list leads to where no entry can be,
- *                                 or the list has more entries than the domain could hold
+ *                                 or to one whose key is not greater, as in a list that leads back into itself
  * "The comparison's code" is, for lists of segments only, with nothing changed:
  *   SNTR_RC_SEGMENT_COMPARE_FAILED  private form: the comparison mode in the list's head is not SNTR_VERSION, as before
  *                                   the first initialization of the library

@@ -138,7 +138,7 @@ typedef struct ShmDomainHandle {
   int32_t domainKind;        /* SNTR_DOMAIN_* */
   uint64_t heapHeaderOffset; /* of the domain header, from baseAddress; a multiple of 8 */
   void *memObject;           /* the services layer's memory object; null for SNTR_DOMAIN_MEMORY */
-  uint64_t mappedSize;       /* bytes known to be mapped at baseAddress; 0 when not known */
+  uint64_t mappedSize;       /* bytes at baseAddress that this process may touch */
   uint8_t reserved[16];
 } ShmDomainHandle;
 

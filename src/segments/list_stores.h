@@ -91,7 +91,7 @@ class SharedPlace {
   Rc run(Work &&work) const {
     HeapRef poolRef{};
     if (Rc rc = poolHeap(pool_, poolRef); failed(rc)) return rc;
-    const HeapRef domain = domainHeapOf(*pool_);
+    const HeapRef domain = domainHeapOf(*pool_, poolRef);
     if (Rc rc = checkHeap(domain); failed(rc)) return rc;
     return heapSection(domain, [&] {
       HeapView view;

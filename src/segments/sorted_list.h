@@ -73,7 +73,7 @@ class SortedList {
     for (std::uint64_t steps = 1; spot.node != nullptr; ++steps) {
       if (steps > store_.mostNodes()) return Rc::ChunkOutsideHeap;
       Entry::print(static_cast<int>(steps), spot.node->record);
-      if (Rc rc = follow(&spot.node->next, spot); failed(rc)) return rc;
+      if (Rc rc = goOn(*spot.node, spot); failed(rc)) return rc;
     }
     return Rc::Ok;
   }
@@ -93,17 +93,26 @@ class SortedList {
     return spot.link == 0 ? Rc::Ok : store_.node(spot.link, spot.node);
   }
 
+  // Follows the link of a node. The list ascends, so what follows has a greater key, or the link is damaged: a list that
+  // leads back into itself is told at once. ChunkOutsideHeap.
+  Rc goOn(Node &from, Spot &spot) const {
+    int order = 1;
+    if (Rc rc = follow(&from.next, spot); failed(rc) || spot.node == nullptr) return rc;
+    if (Rc rc = Entry::compare(store_.mode(), spot.node->record, Entry::keyOf(from.record), order); failed(rc))
+      return rc;
+    return order > 0 ? Rc::Ok : Rc::ChunkOutsideHeap;
+  }
+
   // Where a key is, or belongs: before the first node that it sorts before, whose link is the one to change.
   Rc locate(Key key, Spot &spot) const {
-    void *word = store_.head();
+    if (Rc rc = follow(store_.head(), spot); failed(rc)) return rc;
     for (std::uint64_t steps = 0; steps <= store_.mostNodes(); ++steps) {
-      if (Rc rc = follow(word, spot); failed(rc)) return rc;
       if (spot.node == nullptr) return Rc::Ok;
       int order = 0;
       if (Rc rc = Entry::compare(store_.mode(), spot.node->record, key, order); failed(rc)) return rc;
       spot.matched = order == 0;
       if (order >= 0) return Rc::Ok;
-      word = &spot.node->next;
+      if (Rc rc = goOn(*spot.node, spot); failed(rc)) return rc;
     }
     return Rc::ChunkOutsideHeap;
   }
@@ -123,7 +132,7 @@ class SortedList {
   // it is checked first: a damaged link must not be handed on to the node before.
   Rc remove(const Spot &spot) const {
     Spot after;
-    if (Rc rc = follow(&spot.node->next, after); failed(rc)) return rc;
+    if (Rc rc = goOn(*spot.node, after); failed(rc)) return rc;
     publishWord<std::uint64_t>(spot.word, after.link);
     void *block = spot.node;
     const Rc freed = store_.release(block);

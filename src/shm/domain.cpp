@@ -6,6 +6,7 @@
 #include "shm/domain.h"
 
 #include "shm/heap_access.h"
+#include "shm/mappings.h"
 #include "sntr/domains.h"
 
 namespace sntr {
@@ -15,10 +16,9 @@ Rc domainHeap(const ShmDomainHandle *domain, HeapRef &heap) {
   if (domain->baseAddress == nullptr) return Rc::NullBase;
   const std::uint64_t offset = domain->heapHeaderOffset;
   if (!isMultipleOf8(offset)) return Rc::DomainOffsetUneven;
-  // Not even the eyecatcher may be looked at where the mapping is known to end before it. Memory whose size nobody told
-  // is taken at its owner's word.
-  const std::uint64_t mapped = domain->mappedSize;
-  if (mapped != 0 && !liesWithin(offset, heapHeaderSize(0), 0, mapped)) return Rc::NotADomain;
+  // Not even the eyecatcher may be looked at if the mapping ends before it.
+  const std::uint64_t mapped = domain->mappedSize != 0 ? domain->mappedSize : mappedBytes(domain->baseAddress);
+  if (!liesWithin(offset, heapHeaderSize(0), 0, mapped)) return Rc::NotADomain;
   heap = HeapRef{static_cast<std::byte *>(domain->baseAddress), offset, HeapType::Domain, mapped};
   return Rc::Ok;
 }

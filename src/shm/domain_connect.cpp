@@ -1,8 +1,11 @@
 // Connecting to a domain and disconnecting from it. connectCount counts the handles of all processes; it is raised
 // before there is a handle and lowered again when none can be made.
+#include <algorithm>
+
 #include "shm/domain.h"
 #include "shm/domain_handle.h"
 #include "shm/heap_access.h"
+#include "shm/mappings.h"
 #include "shm/parameters.h"
 #include "sntr/domains.h"
 
@@ -10,11 +13,21 @@ namespace sntr {
 
 namespace {
 
-// What the kind asks for: the caller's memory, of unknown size, or the segment with this key.
+// The size of the caller's memory: what this process was told when it made a domain there, else what the header says.
+// There is nothing else to hold the header against.
+std::uint64_t sizeOfMemory(void *address, std::uint64_t headerOffset) {
+  if (const std::uint64_t known = mappedBytes(address); known != 0) return known;
+  const HeapRef heap{static_cast<std::byte *>(address), headerOffset, HeapType::Domain, addressesBehind(address)};
+  if (!liesWithin(headerOffset, heapHeaderSize(0), 0, heap.limit)) return 0;
+  return std::min(readWord<std::uint64_t>(&headerOf(heap)->totalSize), heap.limit);
+}
+
+// What the kind asks for: the caller's memory, or the segment with this key.
 Rc findMemory(const Trace &t, const OSSIPCResID *key, void *address, ShmDomainHandle &draft) {
   if (draft.domainKind == SNTR_DOMAIN_MEMORY) {
     if (address == nullptr) return t.failLogged(2, Rc::NullBase);
     draft.baseAddress = address;
+    draft.mappedSize = sizeOfMemory(address, draft.heapHeaderOffset);
     return Rc::Ok;
   }
   if (key == nullptr) return t.failLogged(3, Rc::NullKey);
@@ -51,6 +64,7 @@ Rc disconnectDomain(const Trace &t, ShmDomainHandle *&domain) {
   if (Rc rc = checkHandleSelectors(heap); failed(rc)) return t.fail(3, rc);
   if (Rc rc = checkHeap(heap); failed(rc)) return t.fail(4, rc);
   if (Rc rc = disconnectHeap(heap); failed(rc)) return t.fail(5, rc);
+  forgetMemory(*domain);
   const Rc detached = t.fail(6, detachSegment(*domain));
   return firstFailure(detached, t.fail(7, freeHandle(domain)));
 }

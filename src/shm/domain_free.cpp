@@ -36,6 +36,7 @@ Rc freeDomain(const Trace &t, ShmDomainHandle *&domain, std::uint32_t mode) {
   bool ended = false;
   const Rc ending = t.fail(6, endDomain(heap, mode, ended));
   if (!ended) return ending;
+  forgetMemory(*domain);
   const Rc destroyed = t.fail(7, destroySegment(*domain));
   const Rc freed = t.fail(8, freeHandle(domain));
   return firstFailure(ending, firstFailure(destroyed, freed));

@@ -8,6 +8,7 @@
 #include <oss/segment.h>
 
 #include "shm/heap_access.h"
+#include "shm/mappings.h"
 
 namespace sntr {
 
@@ -97,10 +98,23 @@ Rc destroySegment(const ShmDomainHandle &domain) {
 Rc storeHandle(const ShmDomainHandle &draft, ShmDomainHandle *&out) {
   auto *handle = static_cast<ShmDomainHandle *>(_ossMemAlloc(sizeof(ShmDomainHandle), kSourceTag, __LINE__));
   if (handle == nullptr) return Rc::DomainHandleAllocFailed;
+  if (!rememberMapping(draft.baseAddress, draft.mappedSize)) {
+    static_cast<void>(_ossMemFree(handle, kSourceTag, __LINE__));
+    return Rc::DomainHandleAllocFailed;
+  }
   // The whole record, so that no byte of it is left unspecified.
   *handle = draft;
   out = handle;
   return Rc::Ok;
+}
+
+void forgetMemory(const ShmDomainHandle &domain) {
+  // The caller's memory stays for its other handles; of a segment every handle has a mapping of its own.
+  if (domain.memObject == nullptr) {
+    forgetMapping(domain.baseAddress);
+  } else {
+    forgetMappings(domain.baseAddress);
+  }
 }
 
 Rc freeHandle(ShmDomainHandle *&domain) {

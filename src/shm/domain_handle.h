@@ -33,8 +33,12 @@ constexpr std::uint32_t kProbeSegment = 70;
 Rc detachSegment(const ShmDomainHandle &domain);
 Rc destroySegment(const ShmDomainHandle &domain);
 
-// Turns the draft into a handle. DomainHandleAllocFailed, and `out` is left alone.
+// Turns the draft into a handle, and remembers what it has mapped (shm/mappings.h). DomainHandleAllocFailed, also if
+// this process has too many domains to remember one more; `out` is left alone.
 Rc storeHandle(const ShmDomainHandle &draft, ShmDomainHandle *&out);
+
+// Forgets what the handle has mapped. Before a segment is given up: the address may be another's at once.
+void forgetMemory(const ShmDomainHandle &domain);
 
 // Frees a handle and nulls the caller's pointer, whatever the answer: what was given to the services layer once must
 // not be used again. DomainHandleFreeFailed.

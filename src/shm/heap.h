@@ -20,8 +20,11 @@ struct HeapRef {
   std::byte *base;             // where the domain begins in this process
   std::uint64_t headerOffset;  // of the heap's header, from base; a multiple of 8
   HeapType type;
-  std::uint64_t limit;  // offset from base behind which nothing may be touched; 0 where that is not known
+  std::uint64_t limit;  // offset from base behind which nothing may be touched
 };
+
+// The limit for memory of which nothing is known: the end of the address space.
+inline std::uint64_t addressesBehind(const void *base) { return UINTPTR_MAX - reinterpret_cast<std::uintptr_t>(base); }
 
 // The header; the reference must name memory that holds at least a header's fixed part.
 inline HeapHeader *headerOf(const HeapRef &heap) {
@@ -59,8 +62,7 @@ inline Rc checkHeap(const HeapRef &heap) {
   if (readWord<std::uint64_t>(&header->heapHeaderOffset) != heap.headerOffset) return traits.offsetMismatch;
   const std::uint64_t total = readWord<std::uint64_t>(&header->totalSize);
   const std::uint64_t start = heap.type == HeapType::Domain ? 0 : heap.headerOffset;
-  const bool beyond = addsOver(start, total) || (heap.limit != 0 && start + total > heap.limit);
-  return beyond ? traits.notThis : Rc::Ok;
+  return liesWithin(start, total, 0, heap.limit) ? Rc::Ok : traits.notThis;
 }
 
 // Under the heap's latch: one more, or one fewer (never below 0), connected. Connecting fails with the type's `marked`.

@@ -27,7 +27,7 @@ Rc findUserArea(const HeapRef &heap, UserArea &area) {
   const std::uint64_t least = size + heapHeaderSize(0);
   const bool fits = size <= total && !addsOver(size, heapHeaderSize(0)) && liesWithin(before, least, 0, total);
   // The total was read again after checkHeap() held it against the limit, so the area is held against that too.
-  const bool mapped = heap.limit == 0 || liesWithin(heap.headerOffset, least, 0, heap.limit);
+  const bool mapped = liesWithin(heap.headerOffset, least, 0, heap.limit);
   if (!fits || !mapped) return Rc::StoredUserAreaTooLarge;
   area = UserArea{heap.base + heap.headerOffset + sizeof(HeapHeader), size};
   return Rc::Ok;

@@ -19,6 +19,11 @@ constexpr std::uint32_t kInitialPadWords = 2;
 // Nodes that an area whose planned slots hold not even the first one is made to hold, where the heap has room for them.
 constexpr std::uint64_t kLeastNodes = 4;
 
+// Where what totalSize counts begins, from the base.
+std::uint64_t startOfTotal(HeapType type, const HeapPlan &plan) {
+  return type == HeapType::Domain ? 0 : plan.headerOffset;
+}
+
 // Bytes behind which the skip-list area begins, from the start of what totalSize counts.
 std::uint64_t bytesBeforeArea(HeapType type, const HeapPlan &plan) {
   return plan.headerSize + (type == HeapType::Domain ? plan.headerOffset : 0);
@@ -47,6 +52,7 @@ Rc areaSizeFor(HeapType type, const HeapPlan &plan, std::uint64_t &areaSize) {
 Rc checkPlan(const std::byte *base, HeapType type, const HeapPlan &plan) {
   const HeapTraits &traits = traitsOf(type);
   if (base == nullptr) return Rc::NullBase;
+  if (!liesWithin(startOfTotal(type, plan), plan.totalSize, 0, addressesBehind(base))) return traits.misfit;
   if (plan.maxLevel < 1 || plan.maxLevel > kMaxSkipLevels) return traits.misfit;
   if (plan.userAreaSize > plan.totalSize || !isMultipleOf8(plan.headerOffset)) return traits.misfit;
   if (plan.headerSize != heapHeaderSize(plan.userAreaSize)) return traits.misfit;
@@ -112,7 +118,8 @@ void writeArea(std::byte *at, std::uint64_t offset, std::uint64_t levels, std::u
 
 Rc insertFirstBlock(std::byte *base, HeapType type, const HeapPlan &plan) {
   HeapView view;
-  if (Rc rc = openHeap(HeapRef{base, plan.headerOffset, type, 0}, view); failed(rc)) return rc;
+  const HeapRef heap{base, plan.headerOffset, type, startOfTotal(type, plan) + plan.totalSize};
+  if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
   Insertion place;
   NodeRef slot;
   const std::uint64_t size = view.end - view.blocksLow;

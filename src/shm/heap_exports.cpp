@@ -19,7 +19,7 @@ Rc nameHeap(const Trace &t, void *base, std::uint32_t heapType, std::uint64_t he
   if (base == nullptr) return t.failLogged(1, Rc::NullBase);
   if (Rc rc = heapTypeFrom(heapType, type); failed(rc)) return t.failLogged(2, rc);
   if (!isMultipleOf8(headerOffset)) return t.failLogged(3, traitsOf(type).offsetMismatch);
-  heap = HeapRef{static_cast<std::byte *>(base), headerOffset, type, 0};
+  heap = HeapRef{static_cast<std::byte *>(base), headerOffset, type, addressesBehind(base)};
   return Rc::Ok;
 }
 

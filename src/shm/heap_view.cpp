@@ -56,9 +56,8 @@ Rc openHeader(const HeapRef &heap, HeapView &view) {
   if (readWord<std::uint64_t>(&view.header->heapHeaderOffset) != heap.headerOffset) return view.traits().offsetMismatch;
   view.total = readWord<std::uint64_t>(&view.header->totalSize);
   const std::uint64_t start = heap.type == HeapType::Domain ? 0 : heap.headerOffset;
-  if (addsOver(start, view.total)) return view.traits().notThis;
+  if (!liesWithin(start, view.total, 0, heap.limit)) return view.traits().notThis;
   view.end = (start + view.total) & ~(kWordSize - 1);
-  if (heap.limit != 0 && start + view.total > heap.limit) return view.traits().notThis;
   return openTail(heap, view);
 }
 

@@ -1,17 +1,18 @@
 // See pool.h; and the exported operations on a pool that neither begin nor end a handle.
 //
-// A pool's handle does not know how much memory is mapped, so the domain's stored size is the bound of everything here.
-// It was held against the mapping when the pool was created or connected to.
+// A pool's handle does not say how much memory is mapped; the table of this process's mappings does, and bounds all
+// that is done here. A handle that outlived the mapping is refused.
 #include "shm/pool.h"
 
 #include "layout/words.h"
 #include "shm/heap_access.h"
+#include "shm/mappings.h"
 #include "sntr/pools.h"
 
 namespace sntr {
 
-HeapRef domainHeapOf(const ShmPoolHandle &pool) {
-  return HeapRef{static_cast<std::byte *>(pool.baseAddress), pool.domainHeaderOffset, HeapType::Domain, 0};
+HeapRef domainHeapOf(const ShmPoolHandle &pool, const HeapRef &heap) {
+  return HeapRef{heap.base, pool.domainHeaderOffset, HeapType::Domain, heap.limit};
 }
 
 Rc poolHeap(const ShmPoolHandle *pool, HeapRef &heap) {
@@ -21,10 +22,11 @@ Rc poolHeap(const ShmPoolHandle *pool, HeapRef &heap) {
   const std::uint64_t offset = pool->poolHeaderOffset;
   if (!isMultipleOf8(offset)) return Rc::PoolOffsetUneven;
   if (!isMultipleOf8(pool->poolChunkOffset)) return Rc::PoolChunkOffsetUneven;
-  // Read once, and carried as the limit: everything of the pool, its header first, must end where the domain ends.
-  const std::uint64_t domainEnd = readWord<std::uint64_t>(&headerOf(domainHeapOf(*pool))->totalSize);
-  if (!liesWithin(offset, heapHeaderSize(0), pool->domainHeaderOffset, domainEnd)) return Rc::ChunkOutsideHeap;
-  heap = HeapRef{static_cast<std::byte *>(pool->baseAddress), offset, HeapType::Pool, domainEnd};
+  const std::uint64_t mapped = mappedBytes(pool->baseAddress);
+  if (mapped == 0) return Rc::NotADomain;
+  // The domain's header stands before the pool's, so this holds for both.
+  if (!liesWithin(offset, heapHeaderSize(0), pool->domainHeaderOffset, mapped)) return Rc::ChunkOutsideHeap;
+  heap = HeapRef{static_cast<std::byte *>(pool->baseAddress), offset, HeapType::Pool, mapped};
   return Rc::Ok;
 }
 

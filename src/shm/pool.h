@@ -11,13 +11,12 @@
 namespace sntr {
 
 // Turns a handle into the heap that it names, after checking the handle: NullPoolHandle, NullBase, DomainOffsetUneven,
-// PoolOffsetUneven, PoolChunkOffsetUneven; ChunkOutsideHeap where the pool's header does not lie inside the domain. The
-// heap's own words are not looked at: that is checkHeap()'s.
+// PoolOffsetUneven, PoolChunkOffsetUneven; NotADomain if this process no longer has the domain, ChunkOutsideHeap if the
+// pool's header does not lie in what is mapped of it. No shared word is looked at: that is checkHeap()'s.
 Rc poolHeap(const ShmPoolHandle *pool, HeapRef &heap);
 
-// The same for the domain that holds the pool; the handle was checked. How much of the domain is mapped is not known
-// here.
-HeapRef domainHeapOf(const ShmPoolHandle &pool);
+// The domain that holds the pool, for a handle of which poolHeap() made `heap`.
+HeapRef domainHeapOf(const ShmPoolHandle &pool, const HeapRef &heap);
 
 // poolHeap()'s codes, NotAPool, PoolOffsetMismatch, LatchFailed, BadLatchVersion. A failed latchPool() leaves nothing
 // held; unlatchPool() gives the latch back if this thread holds it, even where the eyecatcher has gone, and then tells

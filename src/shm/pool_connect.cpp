@@ -16,7 +16,7 @@ Rc findPool(const HeapRef &domain, std::uint64_t offset, HeapRef &pool) {
   if (!isMultipleOf8(offset)) return Rc::PoolOffsetUneven;
   const std::uint64_t end = readWord<std::uint64_t>(&headerOf(domain)->totalSize);
   // The total is read a second time here, after checkHeap() held it against what is mapped.
-  if (domain.limit != 0 && end > domain.limit) return Rc::NotADomain;
+  if (end > domain.limit) return Rc::NotADomain;
   if (!liesWithin(offset, heapHeaderSize(0), domain.headerOffset, end)) return Rc::ChunkOutsideHeap;
   pool = HeapRef{domain.base, offset, HeapType::Pool, end};
   return checkHeap(pool);

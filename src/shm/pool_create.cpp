@@ -36,7 +36,7 @@ Rc furnish(const Trace &t, const HeapRef &domain, const Chunk &chunk, const Heap
   }
   const ShmPoolHandle draft{domain.base, domain.headerOffset, chunk.userOffset, chunk.offset};
   const Rc stored = storeHandle(draft, out);
-  if (failed(stored)) endHeap(HeapRef{domain.base, chunk.userOffset, HeapType::Pool, 0});
+  if (failed(stored)) endHeap(HeapRef{domain.base, chunk.userOffset, HeapType::Pool, domain.limit});
   return t.fail(10, stored);
 }
 

@@ -57,7 +57,7 @@ Rc endAndRelease(const HeapRef &domain, const HeapRef &pool, std::uint64_t chunk
 Rc freePool(const Trace &t, ShmPoolHandle *&pool, std::uint32_t mode) {
   HeapRef heap{};
   if (Rc rc = poolHeap(pool, heap); failed(rc)) return t.failLogged(2, rc);
-  const HeapRef domain = domainHeapOf(*pool);
+  const HeapRef domain = domainHeapOf(*pool, heap);
   if (Rc rc = checkBoth(domain, heap); failed(rc)) return t.fail(3, rc);
   const bool knownMode = mode == SNTR_FREE_POOL_IF_UNUSED || mode == SNTR_FREE_POOL_ALWAYS;
   if (!knownMode) return t.failLogged(4, Rc::BadPoolFreeMode);

@@ -241,5 +241,30 @@ TEST_F(PoolLife, UserDataTravelsWhole) {
   EXPECT_RC(sntrDestroyShmPoolHandle(&pool), Rc::Ok);
 }
 
+// How a domain handle of a kind ends says whether pool handles made with it still have memory to work on.
+TEST_F(PoolLife, AHandleWorksAsLongAsTheDomainIsMapped) {
+  const ShmPoolHandle copy = *pool_;
+  ShmDomainParams params{};
+  params.heapHeaderOffset = kDomainHeader;
+  params.domainKind = SNTR_DOMAIN_MEMORY;
+  ShmDomainHandle *second = nullptr;
+  ASSERT_RC(sntrConnectToShmDomain(nullptr, base_, &params, &second), Rc::Ok);
+  EXPECT_RC(sntrDisconnectFromShmDomain(&domain_), Rc::Ok);
+  EXPECT_EQ(infoOf(&copy).connectCount, 1u) << "the second handle is left";
+  ShmHeapInfo info{};
+  EXPECT_RC(sntrDisconnectFromShmDomain(&second), Rc::Ok);
+  EXPECT_RC(sntrGetShmPoolInfo(&copy, &info), Rc::NotADomain);
+  ASSERT_RC(sntrConnectToShmDomain(nullptr, base_, &params, &domain_), Rc::Ok);
+  EXPECT_RC(sntrDestroyShmDomainHandle(&domain_), Rc::Ok);
+  EXPECT_EQ(infoOf(&copy).connectCount, 1u) << "the memory stays";
+  // A segment is mapped anew by each handle, and gone with it.
+  second = createSegment();
+  ShmPoolHandle *pool = nullptr;
+  ASSERT_RC(createPool(&pool, second, kPoolSize), Rc::Ok);
+  EXPECT_RC(sntrDisconnectFromShmDomain(&second), Rc::Ok);
+  EXPECT_RC(sntrGetShmPoolInfo(pool, &info), Rc::NotADomain);
+  EXPECT_RC(sntrDestroyShmPoolHandle(&pool), Rc::Ok);
+}
+
 }  // namespace
 }  // namespace shm_test

@@ -128,5 +128,15 @@ TEST_F(StorageDamage, OfAPoolIsSurvived) {
   for (const Part &part : kParts) sweep(pool_->poolHeaderOffset, part.first, part.last);
 }
 
+// A pool handle does not say what is mapped; the domain's own size must not be believed in its place.
+TEST_F(StorageDamage, OfADomainsSizeIsToldThroughAPoolHandleToo) {
+  const Damage<std::uint64_t> size(base_, 0x38, std::uint64_t{1} << 62);
+  const Damage<std::uint64_t> area(base_, pool_->poolHeaderOffset + 0xf0, std::uint64_t{1} << 61);
+  const Damage<std::uint64_t> poolSize(base_, pool_->poolHeaderOffset + 0x38, std::uint64_t{1} << 61);
+  ShmPoolHandle copy = *pool_, *handle = &copy;
+  EXPECT_RC(sntrSetPoolUserAppData(pool_, std::uint64_t{1} << 61, bytes_.data()), Rc::NotAPool);
+  EXPECT_RC(freePool(&handle, SNTR_FREE_POOL_ALWAYS), Rc::NotADomain);
+}
+
 }  // namespace
 }  // namespace shm_test
