@@ -21,15 +21,16 @@ void empty(Mapping &slot) {
   slot.uses.store(0, std::memory_order_release);  // to the thread that fills the slot next
 }
 
-// Takes uses away, at most as many as there are.
-void takeUses(Mapping &slot, std::uint64_t most) {
+// Takes uses away, at most as many as there are, and tells how many.
+std::uint64_t takeUses(Mapping &slot, std::uint64_t most) {
   std::uint64_t uses = slot.uses.load(std::memory_order_relaxed);
   while (uses != 0 && uses != kChanging) {
-    const std::uint64_t left = uses - std::min(uses, most);
+    const std::uint64_t taken = std::min(uses, most), left = uses - taken;
     if (!slot.uses.compare_exchange_weak(uses, left != 0 ? left : kChanging, std::memory_order_acq_rel)) continue;
     if (left == 0) empty(slot);
-    return;
+    return taken;
   }
+  return 0;
 }
 
 // Adds a use to a slot that has this address, which keeps it from changing hands. False if it has another, or no use.
@@ -72,9 +73,8 @@ bool rememberMapping(const void *base, std::uint64_t size) {
 void forgetMapping(const void *base) {
   const auto address = reinterpret_cast<std::uintptr_t>(base);
   for (Mapping &slot : windowOf(address)) {
-    if (!pin(slot, address)) continue;
-    takeUses(slot, 2);  // the pin, and the use
-    return;
+    // The pin, and the use; unless another thread that ends a use has taken the last one here.
+    if (pin(slot, address) && takeUses(slot, 2) == 2) return;
   }
 }
 
