@@ -81,7 +81,8 @@ uint32_t sntrUnlatchShmDomain(const ShmDomainHandle *domain) {
 uint32_t sntrSetDomainUserAppData(const ShmDomainHandle *domain, uint64_t size, const void *source) {
   return onDomain(Fn::sntrSetDomainUserAppData, domain, [&](Trace &t, const HeapRef &heap) {
     if (source == nullptr) return t.failLogged(2, Rc::NullUserData);
-    return t.fail(3, sntr::copyUserDataIn(heap, size, source));
+    const Rc rc = sntr::copyUserDataIn(heap, size, source);
+    return rc == Rc::BadUserAreaSize ? t.failLogged(3, rc) : t.fail(4, rc);
   });
 }
 

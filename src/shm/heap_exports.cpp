@@ -13,42 +13,62 @@ namespace sntr {
 
 namespace {
 
-// A heap as callers name it. Probes 1 to 3 of every function here.
+// A heap as callers name it; its stored offset is compared before anything else of it is believed. Probes 1 to 4 of
+// every function here.
 Rc nameHeap(const Trace &t, void *base, std::uint32_t heapType, std::uint64_t headerOffset, HeapRef &heap) {
   HeapType type{};
   if (base == nullptr) return t.failLogged(1, Rc::NullBase);
   if (Rc rc = heapTypeFrom(heapType, type); failed(rc)) return t.failLogged(2, rc);
-  if (!isMultipleOf8(headerOffset)) return t.failLogged(3, traitsOf(type).offsetMismatch);
   heap = HeapRef{static_cast<std::byte *>(base), headerOffset, type, addressesBehind(base)};
-  return Rc::Ok;
+  const bool canBe = isMultipleOf8(headerOffset) && liesWithin(headerOffset, heapHeaderSize(0), 0, heap.limit);
+  if (!canBe) return t.failLogged(3, traitsOf(type).offsetMismatch);
+  const bool same = readWord<std::uint64_t>(&headerOf(heap)->heapHeaderOffset) == headerOffset;
+  return same ? Rc::Ok : t.failLogged(4, traitsOf(type).offsetMismatch);
 }
 
-// Names a heap and runs `Rc work(const HeapRef &)`; its failure is probe 10.
+// Ends an operation: that there is no such block is the caller's failure, and logged.
+Rc ended(const Trace &t, HeapType type, Rc rc) {
+  return rc == traitsOf(type).notFound ? t.failLogged(8, rc) : t.fail(9, rc);
+}
+
+// Names a heap and runs `Rc work(const HeapRef &)`. `outputs` tells whether the caller gave all that are required.
 template <class Work>
-std::uint32_t onHeap(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, Work &&work) {
+std::uint32_t onHeap(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, bool outputs, Work &&work) {
   return traced(fn, [&](const Trace &t) {
     HeapRef heap;
     if (Rc rc = nameHeap(t, base, heapType, headerOffset, heap); failed(rc)) return rc;
-    return t.fail(10, work(heap));
+    return outputs ? ended(t, heap.type, work(heap)) : t.failLogged(5, Rc::NullStorageOutput);
   });
 }
 
-// Opens the heap, whose latch the caller holds, and runs `Rc work(const HeapView &)`.
-template <class Work>
-std::uint32_t onLists(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, Work &&work) {
-  return onHeap(fn, base, heapType, headerOffset, [&](const HeapRef &heap) {
+// Opens the heap, whose latch the caller holds, and runs `Rc work(const HeapView &)`, if `bool fits(const HeapView &)`
+// finds that what the caller names can be in this heap.
+template <class Fits, class Work>
+std::uint32_t onLists(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, bool outputs, Fits &&fits,
+                      Work &&work) {
+  return traced(fn, [&](const Trace &t) {
+    HeapRef heap;
     HeapView view;
-    if (Rc rc = openHeap(heap, view); failed(rc)) return rc;
-    return work(view);
+    if (Rc rc = nameHeap(t, base, heapType, headerOffset, heap); failed(rc)) return rc;
+    if (Rc rc = openHeap(heap, view); failed(rc)) return t.fail(6, rc);
+    if (!outputs) return t.failLogged(5, Rc::NullStorageOutput);
+    if (!fits(view)) return t.failLogged(7, Rc::ChunkOutsideHeap);
+    return ended(t, heap.type, work(view));
   });
 }
 
-// The same for an operation with outputs, none of which may be null.
-template <class Work>
-std::uint32_t onListsWithOutput(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, bool outputs,
-                                Work &&work) {
-  return onLists(fn, base, heapType, headerOffset,
-                 [&](const HeapView &view) { return outputs ? work(view) : Rc::NullStorageOutput; });
+// What a caller names: nothing that could not be, a block, the space of a node.
+constexpr auto kAnything = [](const HeapView &) { return true; };
+
+auto blockFits(std::uint64_t offset, std::uint64_t size) {
+  return [=](const HeapView &view) { return view.holdsBlock(offset, size); };
+}
+
+auto nodeFits(std::uint64_t offset) {
+  return [=](const HeapView &view) {
+    NodeRef node;
+    return !failed(view.nodeSpace(offset, node));
+  };
 }
 
 // A block that is to become free or allocated may be neither now.
@@ -186,21 +206,21 @@ uint32_t sntrCreateInitStorageHeap(void *base, uint32_t heapType, uint64_t total
 }
 
 uint32_t sntrConnectToStorageHeap(void *base, uint32_t heapType, uint64_t headerOffset) {
-  return onHeap(Fn::sntrConnectToStorageHeap, base, heapType, headerOffset,
+  return onHeap(Fn::sntrConnectToStorageHeap, base, heapType, headerOffset, true,
                 [](const HeapRef &heap) { return connectHeap(heap); });
 }
 
 uint32_t sntrDisconnectFromStorageHeap(void *base, uint32_t heapType, uint64_t headerOffset) {
-  return onHeap(Fn::sntrDisconnectFromStorageHeap, base, heapType, headerOffset,
+  return onHeap(Fn::sntrDisconnectFromStorageHeap, base, heapType, headerOffset, true,
                 [](const HeapRef &heap) { return disconnectHeap(heap); });
 }
 
 uint32_t sntrGetMemChunkFromShmHeap(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t size,
                                     uint32_t /*traceId*/, const char * /*sourceFile*/, uint32_t /*line*/,
                                     uint64_t *chunkOffset, uint64_t *userOffset) {
-  return onHeap(Fn::sntrGetMemChunkFromShmHeap, base, heapType, headerOffset, [&](const HeapRef &heap) {
+  const bool outputs = chunkOffset != nullptr && userOffset != nullptr;
+  return onHeap(Fn::sntrGetMemChunkFromShmHeap, base, heapType, headerOffset, outputs, [&](const HeapRef &heap) {
     Chunk chunk;
-    if (chunkOffset == nullptr || userOffset == nullptr) return Rc::NullStorageOutput;
     if (Rc rc = allocateChunk(heap, size, chunk); failed(rc)) return rc;
     *chunkOffset = chunk.offset;
     *userOffset = chunk.userOffset;
@@ -210,82 +230,81 @@ uint32_t sntrGetMemChunkFromShmHeap(void *base, uint32_t heapType, uint64_t head
 
 uint32_t sntrReturnMemChunkToShmHeap(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t chunkOffset,
                                      uint32_t /*traceId*/, const char * /*sourceFile*/, uint32_t /*line*/) {
-  return onHeap(Fn::sntrReturnMemChunkToShmHeap, base, heapType, headerOffset,
+  return onHeap(Fn::sntrReturnMemChunkToShmHeap, base, heapType, headerOffset, true,
                 [&](const HeapRef &heap) { return releaseChunk(heap, chunkOffset); });
 }
 
 uint32_t sntrGetFreeBlockFromSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t size,
                                    uint64_t *chunkOffset) {
-  return onListsWithOutput(Fn::sntrGetFreeBlockFromSList, base, heapType, headerOffset, chunkOffset != nullptr,
-                           [&](const HeapView &view) {
-                             if (size == 0 || !isMultipleOf8(size)) return Rc::ChunkOutsideHeap;
-                             return takeFreeBlock(view, size, *chunkOffset);
-                           });
+  const auto sizeFits = [&](const HeapView &) { return size != 0 && isMultipleOf8(size); };
+  return onLists(Fn::sntrGetFreeBlockFromSList, base, heapType, headerOffset, chunkOffset != nullptr, sizeFits,
+                 [&](const HeapView &view) { return takeFreeBlock(view, size, *chunkOffset); });
 }
 
 uint32_t sntrFindFreeBlockInSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset, uint64_t *node,
                                   uint64_t *size) {
-  return onListsWithOutput(Fn::sntrFindFreeBlockInSList, base, heapType, headerOffset,
-                           node != nullptr && size != nullptr,
-                           [&](const HeapView &view) { return findFreeBlock(view, offset, *node, *size); });
+  return onLists(Fn::sntrFindFreeBlockInSList, base, heapType, headerOffset, node != nullptr && size != nullptr,
+                 kAnything, [&](const HeapView &view) { return findFreeBlock(view, offset, *node, *size); });
 }
 
 uint32_t sntrReturnFreeBlockToSList(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset,
                                     uint64_t size) {
-  return onLists(Fn::sntrReturnFreeBlockToSList, base, heapType, headerOffset,
+  return onLists(Fn::sntrReturnFreeBlockToSList, base, heapType, headerOffset, true, blockFits(offset, size),
                  [&](const HeapView &view) { return returnFreeBlock(view, offset, size); });
 }
 
 uint32_t sntrInsertFreeMemChunk(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset, uint64_t size) {
-  return onLists(Fn::sntrInsertFreeMemChunk, base, heapType, headerOffset,
+  return onLists(Fn::sntrInsertFreeMemChunk, base, heapType, headerOffset, true, blockFits(offset, size),
                  [&](const HeapView &view) { return insertFreeChunk(view, offset, size); });
 }
 
 uint32_t sntrInsertFreeMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node) {
-  return onLists(Fn::sntrInsertFreeMemBlock, base, heapType, headerOffset, [&](const HeapView &view) {
-    return linkOldNode(view, node, [&](const NodeRef &old) {
-      const StatedIntent intent(view, Intent::Link, old.blockOffset());
-      return linkFree(view, old, old.blockOffset(), old.blockSize());
-    });
-  });
+  return onLists(Fn::sntrInsertFreeMemBlock, base, heapType, headerOffset, true, nodeFits(node),
+                 [&](const HeapView &view) {
+                   return linkOldNode(view, node, [&](const NodeRef &old) {
+                     const StatedIntent intent(view, Intent::Link, old.blockOffset());
+                     return linkFree(view, old, old.blockOffset(), old.blockSize());
+                   });
+                 });
 }
 
 uint32_t sntrDeleteFreeMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node) {
-  return onLists(Fn::sntrDeleteFreeMemBlock, base, heapType, headerOffset,
+  return onLists(Fn::sntrDeleteFreeMemBlock, base, heapType, headerOffset, true, nodeFits(node),
                  [&](const HeapView &view) { return deleteFreeBlock(view, node); });
 }
 
 uint32_t sntrInsertAllocMemChunk(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset, uint64_t size) {
-  return onLists(Fn::sntrInsertAllocMemChunk, base, heapType, headerOffset,
+  return onLists(Fn::sntrInsertAllocMemChunk, base, heapType, headerOffset, true, blockFits(offset, size),
                  [&](const HeapView &view) { return insertAllocatedChunk(view, offset, size); });
 }
 
 uint32_t sntrInsertAllocMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t node) {
-  return onLists(Fn::sntrInsertAllocMemBlock, base, heapType, headerOffset, [&](const HeapView &view) {
-    return linkOldNode(view, node, [&](const NodeRef &old) {
-      const StatedIntent intent(view, Intent::Link, old.blockOffset());
-      return linkAllocated(view, old, old.blockOffset(), old.blockSize());
-    });
-  });
+  return onLists(Fn::sntrInsertAllocMemBlock, base, heapType, headerOffset, true, nodeFits(node),
+                 [&](const HeapView &view) {
+                   return linkOldNode(view, node, [&](const NodeRef &old) {
+                     const StatedIntent intent(view, Intent::Link, old.blockOffset());
+                     return linkAllocated(view, old, old.blockOffset(), old.blockSize());
+                   });
+                 });
 }
 
 uint32_t sntrDeleteAllocMemBlock(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t offset,
                                  uint64_t *size) {
-  return onListsWithOutput(Fn::sntrDeleteAllocMemBlock, base, heapType, headerOffset, size != nullptr,
-                           [&](const HeapView &view) { return deleteAllocatedBlock(view, offset, *size); });
+  return onLists(Fn::sntrDeleteAllocMemBlock, base, heapType, headerOffset, size != nullptr, kAnything,
+                 [&](const HeapView &view) { return deleteAllocatedBlock(view, offset, *size); });
 }
 
 uint32_t sntrDefragmentSList(void *base, uint32_t heapType, uint64_t headerOffset) {
-  return onLists(Fn::sntrDefragmentSList, base, heapType, headerOffset,
+  return onLists(Fn::sntrDefragmentSList, base, heapType, headerOffset, true, kAnything,
                  [](const HeapView &view) { return compactAll(view); });
 }
 
 uint32_t sntrDefragmentSLInPlace(void *base, uint32_t heapType, uint64_t headerOffset) {
-  return onLists(Fn::sntrDefragmentSLInPlace, base, heapType, headerOffset,
+  return onLists(Fn::sntrDefragmentSLInPlace, base, heapType, headerOffset, true, kAnything,
                  [](const HeapView &view) { return compactArea(view); });
 }
 
 uint32_t sntrChangeSlistSpace(void *base, uint32_t heapType, uint64_t headerOffset, uint64_t leastGrowth) {
-  return onLists(Fn::sntrChangeSlistSpace, base, heapType, headerOffset,
+  return onLists(Fn::sntrChangeSlistSpace, base, heapType, headerOffset, true, kAnything,
                  [&](const HeapView &view) { return changeSpace(view, leastGrowth); });
 }

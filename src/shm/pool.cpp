@@ -92,7 +92,8 @@ uint32_t sntrUnlatchShmPool(const ShmPoolHandle *pool) {
 uint32_t sntrSetPoolUserAppData(const ShmPoolHandle *pool, uint64_t size, const void *source) {
   return onPool(Fn::sntrSetPoolUserAppData, pool, [&](Trace &t, const HeapRef &heap) {
     if (source == nullptr) return t.failLogged(2, Rc::NullUserData);
-    return t.fail(3, sntr::copyUserDataIn(heap, size, source));
+    const Rc rc = sntr::copyUserDataIn(heap, size, source);
+    return rc == Rc::BadUserAreaSize ? t.failLogged(3, rc) : t.fail(4, rc);
   });
 }
 

@@ -63,15 +63,23 @@ Rc findChunkOf(const HeapRef &heap, const std::byte *block, std::uint64_t &chunk
 }
 
 // The caller's address is cleared, so that releasing it again is told as null and not looked up as a stray one.
-Rc freeIn(const HeapRef &heap, void *&block) {
-  if (Rc rc = checkHeap(heap); failed(rc)) return rc;
-  std::uint64_t chunkOffset = 0;
-  if (Rc rc = findChunkOf(heap, static_cast<const std::byte *>(block), chunkOffset); failed(rc)) return rc;
+Rc releaseAt(const HeapRef &heap, std::uint64_t chunkOffset, void *&block) {
   bool released = false;
   const Rc rc = releaseChunk(heap, chunkOffset, released);
   // Also where the latch could not be given back afterwards: the bytes may be somebody else's by now.
   if (released) block = nullptr;
   return rc;
+}
+
+// The same with traces, from probe 4 on. That there is no such block is the caller's failure, and logged.
+Rc freeTraced(const Trace &t, const HeapRef &heap, void *&block) {
+  std::uint64_t chunkOffset = 0;
+  if (Rc rc = checkHeap(heap); failed(rc)) return t.fail(4, rc);
+  if (Rc rc = findChunkOf(heap, static_cast<const std::byte *>(block), chunkOffset); failed(rc)) {
+    return t.failLogged(5, rc);
+  }
+  const Rc rc = releaseAt(heap, chunkOffset, block);
+  return rc == Rc::PoolBlockNotFound ? t.failLogged(6, rc) : t.fail(7, rc);
 }
 
 }  // namespace
@@ -85,7 +93,11 @@ Rc allocateBlock(const ShmPoolHandle *pool, std::uint64_t size, void *&block) {
 Rc freeBlock(const ShmPoolHandle *pool, void *&block) {
   HeapRef heap{};
   if (Rc rc = poolHeap(pool, heap); failed(rc)) return rc;
-  return block != nullptr ? freeIn(heap, block) : Rc::NullBlock;
+  if (block == nullptr) return Rc::NullBlock;
+  if (Rc rc = checkHeap(heap); failed(rc)) return rc;
+  std::uint64_t chunkOffset = 0;
+  if (Rc rc = findChunkOf(heap, static_cast<const std::byte *>(block), chunkOffset); failed(rc)) return rc;
+  return releaseAt(heap, chunkOffset, block);
 }
 
 }  // namespace sntr
@@ -113,7 +125,7 @@ uint32_t _sntrFreeShmBlock(void **block, const ShmPoolHandle *pool, uint32_t /*t
     if (Rc rc = sntr::poolHeap(pool, heap); failed(rc)) return t.failLogged(1, rc);
     if (block == nullptr) return t.failLogged(2, Rc::NullStorageOutput);
     if (*block == nullptr) return t.failLogged(3, Rc::NullBlock);
-    return t.fail(4, sntr::freeIn(heap, *block));
+    return sntr::freeTraced(t, heap, *block);
   });
 }
 

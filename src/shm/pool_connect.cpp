@@ -11,15 +11,16 @@ namespace sntr {
 
 namespace {
 
-// The heap at an offset that the caller was told. PoolOffsetUneven, ChunkOutsideHeap, and checkHeap()'s codes.
-Rc findPool(const HeapRef &domain, std::uint64_t offset, HeapRef &pool) {
-  if (!isMultipleOf8(offset)) return Rc::PoolOffsetUneven;
+// The heap at an offset that the caller was told. PoolOffsetUneven, ChunkOutsideHeap, and checkHeap()'s codes. Probes 5
+// to 8; an offset that no pool can have is the caller's failure, and logged.
+Rc findPool(const Trace &t, const HeapRef &domain, std::uint64_t offset, HeapRef &pool) {
+  if (!isMultipleOf8(offset)) return t.failLogged(5, Rc::PoolOffsetUneven);
   const std::uint64_t end = readWord<std::uint64_t>(&headerOf(domain)->totalSize);
   // The total is read a second time here, after checkHeap() held it against what is mapped.
-  if (end > domain.limit) return Rc::NotADomain;
-  if (!liesWithin(offset, heapHeaderSize(0), domain.headerOffset, end)) return Rc::ChunkOutsideHeap;
+  if (end > domain.limit) return t.fail(6, Rc::NotADomain);
+  if (!liesWithin(offset, heapHeaderSize(0), domain.headerOffset, end)) return t.failLogged(7, Rc::ChunkOutsideHeap);
   pool = HeapRef{domain.base, offset, HeapType::Pool, end};
-  return checkHeap(pool);
+  return t.fail(8, checkHeap(pool));
 }
 
 // The pads before the pool's header tell where its chunk begins.
@@ -35,13 +36,13 @@ Rc findChunkOfPool(const HeapRef &domain, const HeapRef &pool, std::uint64_t &ch
 // The pads are looked at before the connection is counted, so that there is less to undo.
 Rc connectPool(const Trace &t, const HeapRef &domain, std::uint64_t offset, ShmPoolHandle *&out) {
   HeapRef pool{};
-  if (Rc rc = findPool(domain, offset, pool); failed(rc)) return t.fail(5, rc);
+  if (Rc rc = findPool(t, domain, offset, pool); failed(rc)) return rc;
   ShmPoolHandle draft{domain.base, domain.headerOffset, offset, 0};
-  if (Rc rc = findChunkOfPool(domain, pool, draft.poolChunkOffset); failed(rc)) return t.fail(6, rc);
-  if (Rc rc = connectHeap(pool); failed(rc)) return t.fail(7, rc);
+  if (Rc rc = findChunkOfPool(domain, pool, draft.poolChunkOffset); failed(rc)) return t.fail(9, rc);
+  if (Rc rc = connectHeap(pool); failed(rc)) return t.fail(10, rc);
   const Rc stored = storeHandle(draft, out);
-  if (failed(stored)) t.note(8, disconnectHeap(pool));
-  return t.fail(9, stored);
+  if (failed(stored)) t.note(11, disconnectHeap(pool));
+  return t.fail(12, stored);
 }
 
 // The pool's blocks stay: they belong to the pool, not to who allocated them.

@@ -77,6 +77,11 @@ TEST_F(HeapLists, RefuseBadInput) {
   EXPECT_EQ(sntrDefragmentSList(nullptr, 2, TestHeap::kHeader), code(Rc::NullBase));
   EXPECT_EQ(sntrDefragmentSList(base, 3, TestHeap::kHeader), code(Rc::BadHeapType));
   EXPECT_EQ(sntrDefragmentSList(base, 2, TestHeap::kHeader + 4), code(Rc::PoolOffsetMismatch));
+  for (const std::uint64_t wrong : {TestHeap::kHeader + 8, ~std::uint64_t{7}}) {
+    EXPECT_EQ(sntrReturnFreeBlockToSList(base, 2, wrong, start, 8), code(Rc::PoolOffsetMismatch)) << wrong;
+    EXPECT_EQ(sntrReturnMemChunkToShmHeap(base, 2, wrong, start, 0, "", 0), code(Rc::PoolOffsetMismatch)) << wrong;
+    EXPECT_EQ(sntrConnectToStorageHeap(base, 2, wrong), code(Rc::PoolOffsetMismatch)) << wrong;
+  }
   EXPECT_EQ(sntrConnectToStorageHeap(base, 1, TestHeap::kHeader), code(Rc::NotADomain)) << "a pool is no domain";
   EXPECT_EQ(call(sntrGetFreeBlockFromSList, std::uint64_t{8}, static_cast<std::uint64_t *>(nullptr)),
             code(Rc::NullStorageOutput));

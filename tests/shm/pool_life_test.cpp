@@ -1,5 +1,7 @@
 // A pool's life: created in a domain, connected, freed; what it refuses in each state, and that a refusal changes
 // nothing.
+#include <sntr/heap.h>
+
 #include <thread>
 
 #include "storage_fixture.h"
@@ -239,6 +241,28 @@ TEST_F(PoolLife, UserDataTravelsWhole) {
   EXPECT_RC(sntrSetPoolUserAppData(pool, sizeof text, text), Rc::StoredUserAreaTooLarge);
   EXPECT_RC(sntrGetPoolUserAppData(pool, &size, read), Rc::StoredUserAreaTooLarge);
   EXPECT_RC(sntrDestroyShmPoolHandle(&pool), Rc::Ok);
+}
+
+TEST_F(PoolLife, WhatIsWrongWithAnArgumentIsLogged) {
+  const std::uint64_t header = pool_->poolHeaderOffset;
+  const auto connectAt = [&](std::uint64_t offset) {
+    ShmPoolHandle *pool = nullptr;
+    return sntrConnectToShmPool(&pool, domain_, offset, this);
+  };
+  const auto releaseAt = [&](std::uint64_t offset) {
+    auto *block = reinterpret_cast<void *>(reinterpret_cast<std::uintptr_t>(base_) + offset);
+    return release(&block, pool_);
+  };
+  setWordAt<std::uint32_t>(base_, header + 0x3000 - 4, 0xeebc011a);
+  expectLogged([&] { return sntrSetPoolUserAppData(pool_, 1, this); }, Rc::BadUserAreaSize);
+  expectLogged([&] { return sntrSetDomainUserAppData(domain_, 1, this); }, Rc::BadUserAreaSize);
+  expectLogged([&] { return connectAt(header + 4); }, Rc::PoolOffsetUneven);
+  expectLogged([&] { return connectAt(kSize); }, Rc::ChunkOutsideHeap);
+  expectLogged([&] { return releaseAt(kHuge - 7); }, Rc::BlockBelowDomain);
+  expectLogged([&] { return releaseAt(kSize + 8); }, Rc::ChunkOutsideHeap);
+  expectLogged([&] { return releaseAt(header + 0x3000); }, Rc::PoolBlockNotFound);
+  expectLogged([&] { return sntrReturnMemChunkToShmHeap(base_, 2, header, 8, 0, "", 0); }, Rc::PoolBlockNotFound);
+  expectLogged([&] { return sntrReturnFreeBlockToSList(base_, 2, header, 8, 8); }, Rc::ChunkOutsideHeap);
 }
 
 // How a domain handle of a kind ends says whether pool handles made with it still have memory to work on.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <oss/fault.h>
+#include <oss/log.h>
 
 #include <cstring>
 #include <vector>
@@ -42,6 +43,26 @@ class Damage {
   std::uint64_t offset_;
   T before_;
 };
+
+// What was written to the log during a call: one line, with the call's code, as an error.
+template <class Call>
+void expectLogged(Call call, Rc want) {
+  struct LogLines {
+    int count = 0;
+    std::uint32_t code = 0, severity = 0;
+    static void take(void *context, std::uint32_t, std::uint32_t code, std::uint32_t, std::uint32_t severity,
+                     const char *) {
+      auto *lines = static_cast<LogLines *>(context);
+      *lines = LogLines{lines->count + 1, code, severity};
+    }
+  } lines;
+  ossLogSetSink(LogLines::take, &lines);
+  EXPECT_RC(call(), want);
+  ossLogSetSink(nullptr, nullptr);
+  EXPECT_EQ(lines.count, 1) << support::named(want);
+  EXPECT_RC(lines.code, want);
+  EXPECT_EQ(lines.severity, 3u) << support::named(want);
+}
 
 inline void end(ShmDomainHandle *&domain) { EXPECT_RC(sntrFreeShmDomain(&domain, SNTR_FREE_DOMAIN_ALWAYS), Rc::Ok); }
 
