@@ -106,8 +106,9 @@ SNTR_API uint32_t sntrConnectToShmPool(ShmPoolHandle **pool, ShmDomainHandle *do
  *   SNTR_RC_POOL_HANDLE_FREE_FAILED  the services layer reports a failure to free the handle */
 SNTR_API uint32_t sntrDisconnectFromShmPool(ShmPoolHandle **pool);
 
-/* Frees a pool with all its blocks: marks it, takes its eyecatcher away, gives its chunk back to the domain, and frees
- * this handle. Nobody may use a block of it afterwards. Takes the domain's latch and inside it the pool's.
+/* Frees a pool with all its blocks: unlinks what entries of the domain's shared lists (sntr/segments.h) it holds, marks
+ * it, takes its eyecatcher away, gives its chunk back to the domain, and frees this handle. A shared list that is
+ * damaged in this pool ends before the damage. Nobody may use a block of it afterwards. Takes the domain's latch and inside it the pool's.
  *   pool  the handle; null afterwards
  *   mode  SNTR_FREE_POOL_IF_UNUSED: only when no other handle is connected; SNTR_FREE_POOL_ALWAYS
  * Answers 0. Otherwise, with nothing changed and the handle good:

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "frame/process_state.h"
-#include "segments/list_nodes.h"
+#include "layout/list_nodes.h"
 #include "segments/segment_key.h"
 #include "shm/heap_header.h"
 
@@ -26,7 +26,7 @@ struct AttachEntry {
     return compareSegmentKeys(mode, &stored.key, key, order);
   }
 
-  static std::uint64_t *sharedHead(HeapTail &tail) { return &tail.attachListHead; }
+  static std::uint64_t *sharedHead(HeapTail &tail) { return &tail.lists.attached; }
   static void *privateHead() { return &sntrSegLLHeader.first; }
   static std::uint32_t privateMode() { return sntrSegLLHeader.firstVersion; }
 
@@ -48,7 +48,7 @@ struct ModuleEntry {
     return Rc::Ok;
   }
 
-  static std::uint64_t *sharedHead(HeapTail &tail) { return &tail.moduleListHead; }
+  static std::uint64_t *sharedHead(HeapTail &tail) { return &tail.lists.modules; }
   static void *privateHead() { return &sntrGCFLLHeader.first; }
   static std::uint32_t privateMode() { return 0; }  // paths have one order only
 

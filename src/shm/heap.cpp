@@ -166,7 +166,7 @@ Rc heapInfo(const HeapRef &heap, ShmHeapInfo &info) {
       word(a.intent),
       FreeSpace(view).currentLevel(),
       word(view.tail->topNode[0]),
-      word(view.tail->attachListHead),
+      word(view.tail->lists.attached),
   };
   return Rc::Ok;
 }

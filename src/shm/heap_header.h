@@ -13,6 +13,7 @@
 
 #include "frame/exclusive_latch.h"
 #include "layout/field_table.h"
+#include "layout/list_nodes.h"
 #include "layout/offset.h"
 #include "layout/rc.h"
 
@@ -81,8 +82,7 @@ static_assert(tiles(kDebugSettingsFields, 0x28) && sizeof(DebugSettings) == 0x28
 // Shared.
 struct HeapTail {
   std::uint64_t topNode[2];
-  std::uint64_t attachListHead;
-  std::uint64_t moduleListHead;
+  SharedListHeads lists;
   std::uint64_t reserved[4];
   DebugSettings debug;
   ExclusiveLatch skipListLatch;
@@ -90,8 +90,7 @@ struct HeapTail {
 
 inline constexpr FieldRow kHeapTailFields[] = {
     SNTR_FIELD(HeapTail, 0x00, 16, topNode, "top-node information"),
-    SNTR_FIELD(HeapTail, 0x10, 8, attachListHead, "first entry of the shared list of attached segments"),
-    SNTR_FIELD(HeapTail, 0x18, 8, moduleListHead, "first entry of the shared list of modules"),
+    SNTR_FIELD(HeapTail, 0x10, 16, lists, "heads of the shared lists"),
     SNTR_FIELD(HeapTail, 0x20, 32, reserved, "not written"),
     SNTR_FIELD(HeapTail, 0x40, 0x28, debug, "pad scheme of allocations"),
     SNTR_FIELD(HeapTail, 0x68, 0x88, skipListLatch, "guards the debug settings"),

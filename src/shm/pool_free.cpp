@@ -1,5 +1,8 @@
 // The end of a pool: its chunk goes back to the domain.
 //
+// Entries of the domain's shared lists that lie in the chunk are unlinked first. A process that dies after that leaves a
+// pool with some blocks that nobody uses.
+//
 // Two latches are held at once here, the domain's and inside it the pool's; that is the order everywhere. Whoever waits
 // for the pool's latch meanwhile gets it once it is left, finds no eyecatcher and goes away; the chunk cannot be handed
 // out again before the domain's latch is left.
@@ -9,6 +12,7 @@
 #include "shm/heap_access.h"
 #include "shm/pool.h"
 #include "shm/pool_handle.h"
+#include "shm/shared_lists.h"
 #include "sntr/pools.h"
 
 namespace sntr {
@@ -24,8 +28,7 @@ Rc checkBoth(const HeapRef &domain, const HeapRef &pool) {
 }
 
 // The chunk that the handle names must be one that the domain has handed out, and must hold the pool.
-Rc checkChunk(const HeapRef &domain, const HeapRef &pool, std::uint64_t chunkOffset) {
-  std::uint64_t size = 0;
+Rc findChunk(const HeapRef &domain, const HeapRef &pool, std::uint64_t chunkOffset, std::uint64_t &size) {
   if (Rc rc = findChunkLatched(domain, chunkOffset, size); failed(rc)) return rc;
   const std::uint64_t total = readWord<std::uint64_t>(&headerOf(pool)->totalSize);
   const bool holds = pool.headerOffset >= chunkOffset + kPadTypeBefore && !addsOver(chunkOffset, size) &&
@@ -42,10 +45,14 @@ void endPool(const HeapRef &pool) {
 // The work inside the domain's section. `ended` tells whether the pool is gone, because later steps may still fail.
 Rc endAndRelease(const HeapRef &domain, const HeapRef &pool, std::uint64_t chunkOffset, std::uint32_t mode,
                  bool &ended) {
+  HeapView view;
+  std::uint64_t size = 0;
+  if (Rc rc = openHeap(domain, view); failed(rc)) return rc;
   const Rc ending = heapSection(pool, [&] {
-    if (Rc rc = checkChunk(domain, pool, chunkOffset); failed(rc)) return rc;
+    if (Rc rc = findChunk(domain, pool, chunkOffset, size); failed(rc)) return rc;
     const std::uint64_t connected = readWord<std::uint64_t>(&headerOf(pool)->connectCount);
     if (mode == SNTR_FREE_POOL_IF_UNUSED && connected > 1) return Rc::PoolInUse;
+    unlinkEntriesWithin(view, chunkOffset, chunkOffset + size);
     endPool(pool);
     ended = true;
     return Rc::Ok;

@@ -181,6 +181,29 @@ TEST_F(Lists, WhatThePoolRefusesChangesNothing) {
   EXPECT_EQ(kModules.printed(pool), kModules.expected("012"));
 }
 
+// The entries of a pool that is freed leave their lists, wherever they stand; a loop among them does not hold it up.
+TEST_F(Lists, EntriesOfAFreedPoolAreUnlinked) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"02", "13"}, {"13", "02"}, {"3", "012"}, {"0", "123"}, {"", "3"}};
+  const auto leave = [&](const auto &list, const std::string &kept, ShmPoolHandle *other, const std::string &gone) {
+    list.insertAll(pool, kept);
+    return reinterpret_cast<std::uint64_t *>(list.insertAll(other, gone)) - 1;
+  };
+  for (const auto &[kept, gone] : rows) {
+    for (const bool loops : {false, true}) {
+      ShmPoolHandle *other = nullptr;
+      ASSERT_RC(support::createPool(&other, domain, 0x2000), Rc::Ok);
+      std::uint64_t *const last = leave(kSegments, kept, other, gone);
+      leave(kModules, kept, other, gone);
+      if (loops && gone.back() == '3') *last = static_cast<std::uint64_t>(reinterpret_cast<char *>(last) - base());
+      EXPECT_RC(support::freePool(&other, SNTR_FREE_POOL_ALWAYS), Rc::Ok);
+      EXPECT_EQ(kSegments.printed(pool), kSegments.expected(kept)) << gone;
+      EXPECT_EQ(kModules.printed(pool), kModules.expected(kept)) << gone;
+      for (const std::uint32_t rc : {kSegments.clear(pool), kModules.clear(pool)}) EXPECT_RC(rc, Rc::Ok) << gone;
+    }
+  }
+}
+
 // Every services call of an insertion and a deletion fails once: the first failure is told, the list is whole on either
 // side of it, and no entry is lost (the fixture counts).
 TEST_F(Lists, AFailingServicesLayerLeavesTheListWhole) {

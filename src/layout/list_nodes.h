@@ -1,10 +1,13 @@
-// The entries of the lists of attached segments and of modules: a link and the caller's record.
+// The lists of attached segments and of modules: their heads in a domain's header, and their entries, a link and the
+// caller's record.
 //
 // One format for both forms. In a shared list, which every process that maps the domain reads, the link is an offset
 // from the start of the domain, so no row may ever change; in a private list it is an address of this process.
 #pragma once
 
 #include <sntr/segments.h>
+
+#include <cstddef>
 
 #include "layout/field_table.h"
 
@@ -19,6 +22,21 @@ struct ListNode {
 
 using AttachListNode = ListNode<AttachSegInfo>;
 using ModuleListNode = ListNode<GCFModuleInfo>;
+
+// Shared. The heads, next to one another in the header of a domain.
+struct SharedListHeads {
+  std::uint64_t attached;
+  std::uint64_t modules;
+};
+
+inline constexpr FieldRow kSharedListHeadsFields[] = {
+    SNTR_FIELD(SharedListHeads, 0, 8, attached, "first entry of the shared list of attached segments"),
+    SNTR_FIELD(SharedListHeads, 8, 8, modules, "first entry of the shared list of modules"),
+};
+static_assert(tiles(kSharedListHeadsFields, 16) && sizeof(SharedListHeads) == 16);
+
+// Where the link stands in an entry of either list: all that the end of a pool needs of one.
+constexpr std::uint64_t kListLinkAt = 0;
 
 inline constexpr FieldRow kAttachSegInfoFields[] = {
     SNTR_FIELD(AttachSegInfo, 0, 4, version, "the version word"),
@@ -48,5 +66,6 @@ inline constexpr FieldRow kModuleListNodeFields[] = {
     SNTR_FIELD(ModuleListNode, 8, 0x420, record, "the caller's record"),
 };
 static_assert(tiles(kModuleListNodeFields, 0x428) && sizeof(ModuleListNode) == 0x428);
+static_assert(offsetof(AttachListNode, next) == kListLinkAt && offsetof(ModuleListNode, next) == kListLinkAt);
 
 }  // namespace sntr
