@@ -117,6 +117,15 @@ class OSSHIPCMemory {
    * Answers 0; SNTR_RC_OSS_NOT_ATTACHED; SNTR_RC_OSS_SYSTEM: the memory could not be unmapped. */
   OSS_API uint32_t detach() noexcept;
 
+  /* Removes the segment's name and stays attached: nobody can attach it any more, and who is attached stays so. A name
+   * that leads to another segment by now is left alone.
+   * Answers 0, also when the name was gone already. Otherwise nothing is changed:
+   *   SNTR_RC_OSS_NOT_ATTACHED   the object is not attached
+   *   SNTR_RC_OSS_REPLACED       the name leads to another segment
+   *   SNTR_RC_OSS_NO_PERMISSION  this user may not remove the name
+   *   SNTR_RC_OSS_SYSTEM         a system call failed for another reason */
+  OSS_API uint32_t removeName() noexcept;
+
   /* Detaches, and removes the segment's name: nobody can attach it any more, and the memory is free when the last
    * process has detached. A name that leads to another segment by now is left alone. Whatever the answer but "not
    * attached", the object is detached and can be used again.

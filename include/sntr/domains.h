@@ -112,8 +112,8 @@ SNTR_API uint32_t sntrConnectToShmDomain(const OSSIPCResID *key, void *address, 
  *   SNTR_RC_DOMAIN_HANDLE_FREE_FAILED  the services layer reports a failure to free the handle */
 SNTR_API uint32_t sntrDisconnectFromShmDomain(ShmDomainHandle **domain);
 
-/* Frees a domain: marks it, takes its eyecatcher away, destroys the segment and frees this handle. Processes that are
- * still connected keep the memory but can no longer use the domain as one. Memory of the caller's stays the caller's.
+/* Frees a domain: removes the segment's name, marks the domain and takes its eyecatcher away, detaches the segment and
+ * frees this handle. A name that leads to another segment by now is left alone. Processes that are still connected keep the memory but can no longer use the domain as one. Memory of the caller's stays the caller's.
  *   domain  the handle; null afterwards
  *   mode    SNTR_FREE_DOMAIN_IF_UNUSED: only when no other handle is connected; SNTR_FREE_DOMAIN_ALWAYS
  * Answers 0. Otherwise, with nothing changed and the handle good:
@@ -123,9 +123,10 @@ SNTR_API uint32_t sntrDisconnectFromShmDomain(ShmDomainHandle **domain);
  *   the header's codes, the latch's codes
  *   SNTR_RC_BAD_DOMAIN_FREE_MODE  another mode
  *   SNTR_RC_DOMAIN_IN_USE         SNTR_FREE_DOMAIN_IF_UNUSED, and others are connected
+ *   SNTR_RC_DESTROY_FAILED        the segment's name could not be removed, as by a user who may not
  * Or, with everything done and the pointer null:
  *   SNTR_RC_LATCH_FAILED               the latch could not be given back
- *   SNTR_RC_DESTROY_FAILED             the services layer could not destroy the segment, whose name may stay
+ *   SNTR_RC_DETACH_FAILED              the services layer reports a failure to detach
  *   SNTR_RC_DOMAIN_HANDLE_FREE_FAILED  the services layer reports a failure to free the handle */
 SNTR_API uint32_t sntrFreeShmDomain(ShmDomainHandle **domain, uint32_t mode);
 

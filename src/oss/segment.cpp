@@ -199,6 +199,12 @@ uint32_t OSSHIPCMemory::detach() noexcept {
   return code(reported(Mapping::unmap(*this), madeToFail));
 }
 
+uint32_t OSSHIPCMemory::removeName() noexcept {
+  if (injected(OSSFaultSegmentDestroy)) return code(Rc::OssInjected);
+  if (!isAttached()) return code(Rc::OssNotAttached);
+  return code(oss::removeSegmentName(mapping_->path, mapping_->file));
+}
+
 uint32_t OSSHIPCMemory::destroy() noexcept {
   const bool madeToFail = injected(OSSFaultSegmentDestroy);
   if (!isAttached()) return code(Rc::OssNotAttached);

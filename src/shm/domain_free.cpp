@@ -1,7 +1,8 @@
 // The end of a domain, and of a handle alone.
 //
-// Once the eyecatcher is gone nothing brings the domain back, so from there on every step is done whatever the one
-// before it answered, and the first failure is told.
+// The name goes first, since it is what may be refused; until then a failure changes nothing. Once the eyecatcher is gone
+// nothing brings the domain back, so from there on every step is done whatever the one before it returned, and the first
+// failure is returned.
 #include "layout/version.h"
 #include "layout/words.h"
 #include "shm/domain.h"
@@ -14,11 +15,12 @@ namespace sntr {
 namespace {
 
 // Takes the domain out of use, unless others are connected and count. `ended` tells whether it was, because leaving the
-// section may fail after that.
-Rc endDomain(const HeapRef &heap, std::uint32_t mode, bool &ended) {
+// section may fail after that. Inside the section, so that nobody connects between the count and the end.
+Rc endDomain(const HeapRef &heap, const ShmDomainHandle &domain, std::uint32_t mode, bool &ended) {
   return heapSection(heap, [&] {
     const std::uint64_t connected = readWord<std::uint64_t>(&headerOf(heap)->connectCount);
     if (mode == SNTR_FREE_DOMAIN_IF_UNUSED && connected > 1) return Rc::DomainInUse;
+    if (Rc rc = removeSegmentName(domain); failed(rc)) return rc;
     endHeap(heap);
     ended = true;
     return Rc::Ok;
@@ -34,12 +36,12 @@ Rc freeDomain(const Trace &t, ShmDomainHandle *&domain, std::uint32_t mode) {
   if (!knownMode) return t.failLogged(5, Rc::BadDomainFreeMode);
   // Before this line a refusal costs nothing; behind it the handle is spent.
   bool ended = false;
-  const Rc ending = t.fail(6, endDomain(heap, mode, ended));
+  const Rc ending = t.fail(6, endDomain(heap, *domain, mode, ended));
   if (!ended) return ending;
   forgetMemory(*domain);
-  const Rc destroyed = t.fail(7, destroySegment(*domain));
+  const Rc detached = t.fail(7, detachSegment(*domain));
   const Rc freed = t.fail(8, freeHandle(domain));
-  return firstFailure(ending, firstFailure(destroyed, freed));
+  return firstFailure(ending, firstFailure(detached, freed));
 }
 
 // The memory stays mapped and the domain does not hear of it.

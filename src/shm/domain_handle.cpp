@@ -95,6 +95,12 @@ Rc destroySegment(const ShmDomainHandle &domain) {
   return rc == 0 ? Rc::Ok : Rc::DestroyFailed;
 }
 
+Rc removeSegmentName(const ShmDomainHandle &domain) {
+  if (domain.memObject == nullptr) return Rc::Ok;
+  const Rc removed = rcFrom(memoryOf(domain)->removeName());
+  return failed(removed) && removed != Rc::OssReplaced ? Rc::DestroyFailed : Rc::Ok;
+}
+
 Rc storeHandle(const ShmDomainHandle &draft, ShmDomainHandle *&out) {
   auto *handle = static_cast<ShmDomainHandle *>(_ossMemAlloc(sizeof(ShmDomainHandle), kSourceTag, __LINE__));
   if (handle == nullptr) return Rc::DomainHandleAllocFailed;

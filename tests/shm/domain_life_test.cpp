@@ -61,6 +61,19 @@ TEST_F(DomainLife, ConnectionsAreCountedFromZeroAndFreeingAsksOnlyWhereItShall) 
   EXPECT_FALSE(support::segmentIsLeft(key_));
 }
 
+TEST_F(DomainLife, ADomainWhoseNameStaysWorksOn) {
+  ShmDomainHandle *domain = createSegment(), *other = nullptr;
+  ossFaultArm(OSSFaultSegmentDestroy, 1);
+  EXPECT_RC(sntrFreeShmDomain(&domain, SNTR_FREE_DOMAIN_IF_UNUSED), Rc::DestroyFailed);
+  EXPECT_RC(sntrConnectToShmDomain(&key_, nullptr, nullptr, &other), Rc::Ok);
+  EXPECT_EQ(infoOf(domain).connectCount, 2u);
+  EXPECT_RC(sntrFreeShmDomain(&domain, SNTR_FREE_DOMAIN_IF_UNUSED), Rc::DomainInUse);
+  EXPECT_TRUE(support::segmentIsLeft(key_)) << "refused before the name was touched";
+  EXPECT_RC(sntrDisconnectFromShmDomain(&other), Rc::Ok);
+  end(domain);
+  EXPECT_FALSE(support::segmentIsLeft(key_));
+}
+
 TEST_F(DomainLife, AHeaderInsideTheMemoryLeavesWhatIsBeforeItAlone) {
   ShmDomainParams params{};
   params.heapHeaderOffset = 0x48;
