@@ -20,6 +20,7 @@ template <class Entry>
 class SharedStore {
  public:
   using Node = ListNode<typename Entry::Record>;
+  static constexpr bool kTrusted = false;
 
   SharedStore(const ShmPoolHandle *pool, const HeapView &view) : pool_(pool), view_(view) {}
 
@@ -53,6 +54,7 @@ template <class Entry>
 class PrivateStore {
  public:
   using Node = ListNode<typename Entry::Record>;
+  static constexpr bool kTrusted = true;
   static_assert(sizeof(void *) == sizeof(std::uint64_t), "a link holds an address");
 
   void *head() const { return Entry::privateHead(); }

