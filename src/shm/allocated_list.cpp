@@ -3,21 +3,59 @@
 
 #include <algorithm>
 
+#include "shm/chunk_pads.h"
+
 namespace sntr {
 
 namespace {
 
-// The list links forward only: the nodes behind a record are reached through its own links, checked like any.
-Rc lookBehind(const AllocatedSpace &space, const NodeRef &node, Place &place) {
-  for (std::uint32_t i = 0; i <= node.level; ++i) {
-    if (place.after[i] != node) return space.damage();
-    const std::uint64_t next = node.readLink(ByChunk::kForward, i);
-    place.after[i] = NodeRef{};
-    if (next == 0) continue;
-    if (Rc rc = space.node(next, place.after[i]); failed(rc)) return rc;
-    if (place.after[i].level < i) return space.damage();
+// Where the words before a caller's bytes stand in a chunk with the usual pads. Of other pads something else stands
+// there, which leads to no record.
+constexpr std::uint64_t kUsualHintAt = 0x10 - kHintBefore;
+
+// What follows a record at a level, reached through its own link, checked like any.
+Rc lookBehind(const AllocatedSpace &space, const NodeRef &node, std::uint32_t i, NodeRef &after) {
+  countLink();
+  const std::uint64_t next = node.readLink(ByChunk::kForward, i);
+  after = NodeRef{};
+  if (next == 0) return Rc::Ok;
+  if (Rc rc = space.node(next, after); failed(rc)) return rc;
+  return after.level >= i ? Rc::Ok : space.damage();
+}
+
+// What is before a record at a level, by its own word for that, if this is true: the other leads to the record, and
+// lies lower. The list links forward, so that is all that a search would show.
+bool isBehind(const HeapView &view, const AllocatedSpace &space, const NodeRef &node, std::uint32_t i,
+              NodeRef &before) {
+  countLink();
+  const std::uint64_t back = node.readLink(kRecordBefore, i);
+  if (back == view.allocatedHead.offset) {
+    before = view.allocatedHead;
+  } else if (failed(space.node(back, before)) || before.level < i || before.blockOffset() >= node.blockOffset()) {
+    return false;
   }
-  return Rc::Ok;
+  return before.readLink(ByChunk::kForward, i) == node.offset;
+}
+
+// The record that the words of a chunk lead to, and its place up to its own level. Nothing is believed: false, unless
+// the record says that it is this chunk's, and stands in the list.
+bool followHint(const HeapView &view, std::uint64_t offset, Record &record) {
+  const AllocatedSpace space(view);
+  if (!view.holdsBlock(offset, 2 * kWordSize)) return false;
+  const std::uint64_t hint = readWord<std::uint32_t>(view.at(offset + kUsualHintAt));
+  NodeRef &node = record.node;
+  if (hint == 0 || failed(space.node(view.areaStart + hint * kWordSize, node))) return false;
+  if (node.blockOffset() != offset || !view.holdsBlock(offset, node.blockSize())) return false;
+  for (std::uint32_t i = 0; i <= node.level; ++i) {
+    if (!isBehind(view, space, node, i, record.place.before[i])) return false;
+    if (failed(lookBehind(space, node, i, record.place.after[i]))) return false;
+  }
+  return true;
+}
+
+// Makes the nodes behind a place lead back to what is before it, and a node in the place too.
+void leadBack(const NodeRef &before, const NodeRef &after, std::uint32_t i) {
+  if (after.exists()) after.writeLink(kRecordBefore, i, before.offset);
 }
 
 void raiseLevel(const AllocatedSpace &space, std::uint32_t level) {
@@ -32,7 +70,15 @@ Rc findRecord(const HeapView &view, std::uint64_t offset, Record &record) {
   record.node = record.place.after[0];
   if (!record.node.exists() || record.node.blockOffset() != offset) return view.traits().notFound;
   if (!view.holdsBlock(offset, record.node.blockSize())) return space.damage();
-  return lookBehind(space, record.node, record.place);
+  for (std::uint32_t i = 0; i <= record.node.level; ++i) {
+    if (record.place.after[i] != record.node) return space.damage();
+    if (Rc rc = lookBehind(space, record.node, i, record.place.after[i]); failed(rc)) return rc;
+  }
+  return Rc::Ok;
+}
+
+Rc findRecordNear(const HeapView &view, std::uint64_t offset, Record &record) {
+  return followHint(view, offset, record) ? Rc::Ok : findRecord(view, offset, record);
 }
 
 Rc planRecord(const HeapView &view, std::uint64_t offset, std::uint64_t size, Place &place) {
@@ -49,6 +95,10 @@ Rc planRecord(const HeapView &view, std::uint64_t offset, std::uint64_t size, Pl
 void enterRecord(const HeapView &view, const NodeRef &node, const Place &place) {
   const AllocatedSpace space(view);
   Allocated(space).link(node, place);
+  for (std::uint32_t i = 0; i <= node.level; ++i) {
+    leadBack(place.before[i], node, i);
+    leadBack(node, place.after[i], i);
+  }
   addTo(view.area->allocatedCount, 1);
   addTo(view.header->heapStat2, node.blockSize());
 }
@@ -58,6 +108,7 @@ void removeRecord(const HeapView &view, const Record &record) {
   const Allocated list(space);
   const std::uint64_t size = record.node.blockSize();
   list.unlink(record.node, record.place);
+  for (std::uint32_t i = 0; i <= record.node.level; ++i) leadBack(record.place.before[i], record.place.after[i], i);
   list.settleLevel();
   takeFrom(view.area->allocatedCount, 1);
   takeFrom(view.header->heapStat2, size);
@@ -72,6 +123,10 @@ Rc replaceRecord(const HeapView &view, const NodeRef &node, const NodeRef &with)
   publishWord<std::uint64_t>(place.before[0].link(ByChunk::kForward, 0), with.offset);
   for (std::uint32_t i = 1; i <= std::max(node.level, with.level); ++i) {
     place.before[i].writeLink(ByChunk::kForward, i, i <= with.level ? with.offset : place.after[i].offset);
+  }
+  for (std::uint32_t i = 0; i <= std::max(node.level, with.level); ++i) {
+    leadBack(i <= with.level ? with : place.before[i], place.after[i], i);
+    if (i <= with.level) leadBack(place.before[i], with, i);
   }
   const AllocatedSpace space(view);
   raiseLevel(space, with.level);

@@ -16,8 +16,17 @@ struct Record {
   Place place;
 };
 
+// Where a record keeps what is before it, at each of its levels: an array that a list which links forward leaves free.
+// The list does not need it and does not rely on it; it may be wrong after a process died, or one that does not know of
+// it has changed the list.
+constexpr Links kRecordBefore = Links::OffsetBackward;
+
 // The record of the chunk at an offset; the type's notFound where there is none.
 Rc findRecord(const HeapView &view, std::uint64_t offset, Record &record);
+
+// The same, of which the place is known up to the record's own level; by way of the hint in the chunk where that leads
+// there. Damage that is not on this way is not met.
+Rc findRecordNear(const HeapView &view, std::uint64_t offset, Record &record);
 
 // The place for a record of a chunk that lies in managed space and overlaps no recorded chunk (the type's notFound).
 Rc planRecord(const HeapView &view, std::uint64_t offset, std::uint64_t size, Place &place);

@@ -149,7 +149,7 @@ Rc returnChunk(const HeapView &view, const Record &record, NodeAfter after) {
 
 Rc returnChunkAt(const HeapView &view, std::uint64_t offset) {
   Record record;
-  if (Rc rc = findRecord(view, offset, record); failed(rc)) return rc;
+  if (Rc rc = findRecordNear(view, offset, record); failed(rc)) return rc;
   if (record.node.state() != kNodeLive) return view.traits().notFound;
   const StatedIntent intent(view, Intent::Release, offset);
   if (Rc rc = returnChunk(view, record, NodeAfter::Reusable); failed(rc)) return rc;

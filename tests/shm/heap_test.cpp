@@ -110,6 +110,30 @@ TEST(Heap, TellsAFullHeapFromAFragmentedOne) {
   EXPECT_EQ(heap.look().problem, "");
 }
 
+// The words that lead a release to its record, and from there back, may say anything: the record is found all the same.
+TEST(Heap, ReleasesAChunkWhateverLeadsToItsRecord) {
+  for (const bool hint : {true, false}) {
+    for (int wrong = 0; wrong < 6; ++wrong) {
+      TestHeap heap(1 << 16);
+      constexpr std::uint64_t kArea = TestHeap::kHeader + 0x1e8;
+      std::vector<std::uint64_t> chunks(5);
+      for (std::uint64_t &chunk : chunks) ASSERT_EQ(heap.take(64, chunk), 0u);
+      const auto record = [&](std::size_t i) {
+        return kArea + 8 * std::uint64_t{heap.read<std::uint32_t>(chunks[i] + 8)};
+      };
+      const std::uint64_t own = record(2), back = own + 0x30 + 8 * (heap.read<std::uint64_t>(own + 0x20) + 1);
+      const std::uint64_t values[] = {0, record(1), record(4), own, kArea + 0x40, heap.bytes() - 8};
+      const std::uint64_t value = values[wrong] != heap.read<std::uint64_t>(back) ? values[wrong] : 8;
+      if (hint) heap.write<std::uint32_t>(chunks[2] + 8, static_cast<std::uint32_t>((value - kArea) / 8));
+      if (!hint) heap.write<std::uint64_t>(back, value);
+      EXPECT_EQ(heap.giveBack(chunks[2]), 0u) << value;
+      EXPECT_EQ(heap.giveBack(chunks[2]), code(Rc::PoolBlockNotFound)) << value;
+      EXPECT_EQ(heap.look().problem, "") << value;
+      EXPECT_EQ(heap.look().allocated.size(), 4u) << value;
+    }
+  }
+}
+
 struct FillRow {
   const char *name;
   std::uint64_t slots;

@@ -57,7 +57,7 @@ class Walker {
     std::uint64_t last = 0;
     for (std::uint64_t node = link(head, array, 0), before = head; node != end && picture_.problem.empty();) {
       checkNode(node, allocated);
-      if (allocated == 0 && link(node, 1, 0) != before) fail("a link back is wrong");
+      if (link(node, 1, 0) != before) fail("a link back is wrong");
       const std::uint64_t offset = word(base_, node);
       if (offset < last) fail("blocks are not in order, or overlap");
       last = offset + word(base_, node + 8);
