@@ -63,8 +63,8 @@ extern "C" {
  *   SNTR_RC_NULL_BASE                   memory of the caller's is to be used and `address` is null
  *   SNTR_RC_SEGMENT_EXISTS              a segment with this key exists
  *   SNTR_RC_SEGMENT_ADDRESS_FAILED      the address of the new segment could not be obtained
- *   SNTR_RC_DOMAIN_HEADER_MISFIT        header, bookkeeping and one least block do not fit `size`, or `address` + `size`
- *                                       is beyond the address space; nothing was written
+ *   SNTR_RC_DOMAIN_HEADER_MISFIT        header, bookkeeping and one least block do not fit `size`, or the memory would
+ *                                       end beyond the address space; nothing was written
  *   SNTR_RC_LATCH_FAILED                a latch of the domain could not be initialized, got or given back
  *   SNTR_RC_DOMAIN_HANDLE_ALLOC_FAILED  no private memory is left for the handle, or this process has some thousands of
  *                                       domains and can remember no more */
@@ -114,7 +114,8 @@ SNTR_API uint32_t sntrConnectToShmDomain(const OSSIPCResID *key, void *address, 
 SNTR_API uint32_t sntrDisconnectFromShmDomain(ShmDomainHandle **domain);
 
 /* Frees a domain: removes the segment's name, marks the domain and takes its eyecatcher away, detaches the segment and
- * frees this handle. A name that leads to another segment by now is left alone. Processes that are still connected keep the memory but can no longer use the domain as one. Memory of the caller's stays the caller's.
+ * frees this handle. A name that leads to another segment by now is left alone. Processes that are still connected
+ * keep the memory but can no longer use the domain as one. Memory of the caller's stays the caller's.
  *   domain  the handle; null afterwards
  *   mode    SNTR_FREE_DOMAIN_IF_UNUSED: only when no other handle is connected; SNTR_FREE_DOMAIN_ALWAYS
  * Answers 0. Otherwise, with nothing changed and the handle good:
@@ -135,8 +136,9 @@ SNTR_API uint32_t sntrFreeShmDomain(ShmDomainHandle **domain, uint32_t mode);
  * Answers 0, or the handle's codes or the header's codes. */
 SNTR_API uint32_t sntrMarkShmDomainForDeletion(const ShmDomainHandle *domain);
 
-/* Frees a handle and nothing else: the segment stays attached until the process ends, and the connection stays counted.
- * Pool handles that were made with it can be used on; of memory of the caller's, until the caller gives it up. The domain's memory must still be mapped; it is read, not written.
+/* Frees a handle and nothing else: the segment stays attached until the process ends, and the connection stays
+ * counted. Pool handles that were made with it can be used on; of memory of the caller's, until the caller gives it
+ * up. The domain's memory must still be mapped; it is read, not written.
  *   domain  the handle; null afterwards
  * Answers 0. Otherwise, with nothing changed:
  *   the handle's codes

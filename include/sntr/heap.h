@@ -9,8 +9,8 @@
  *
  *   SNTR_RC_NULL_BASE                  base is null
  *   SNTR_RC_BAD_HEAP_TYPE              heapType is neither 1 nor 2
- *   SNTR_RC_DOMAIN_OFFSET_MISMATCH     heap type 1: the stored header offset differs, or headerOffset is uneven or leads
- *                                      beyond the address space; looked at before anything else of the heap
+ *   SNTR_RC_DOMAIN_OFFSET_MISMATCH     heap type 1: the stored header offset differs, or headerOffset is uneven or
+ *                                      leads beyond the address space; looked at before anything else of the heap
  *   SNTR_RC_POOL_OFFSET_MISMATCH       heap type 2: likewise
  *   SNTR_RC_NOT_A_DOMAIN               heap type 1: the heap reaches beyond the address space
  *   SNTR_RC_NOT_A_POOL                 heap type 2: likewise
@@ -57,8 +57,8 @@ extern "C" {
  *
  *   SNTR_RC_NULL_BASE                 base is null (also logged)
  *   SNTR_RC_BAD_HEAP_TYPE             heapType is neither 1 nor 2
- *   SNTR_RC_DOMAIN_HEADER_MISFIT / SNTR_RC_POOL_HEADER_MISFIT  header and skip-list area do not fit the total, a size is
- *                                     not the one that follows from the others, or the heap would reach beyond the
+ *   SNTR_RC_DOMAIN_HEADER_MISFIT / SNTR_RC_POOL_HEADER_MISFIT  header and skip-list area do not fit the total, a size
+ *                                     is not the one that follows from the others, or the heap would reach beyond the
  *                                     address space; nothing is written
  *   SNTR_RC_SKIP_LIST_AREA_TOO_SMALL  slAreaSize is not above slHeaderSize
  *   SNTR_RC_BAD_LATCH_VERSION         latchSelector is not SNTR_VERSION

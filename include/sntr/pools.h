@@ -19,12 +19,12 @@
  *   SNTR_RC_NULL_BASE             the handle's base address is null
  *   SNTR_RC_DOMAIN_OFFSET_UNEVEN, SNTR_RC_POOL_OFFSET_UNEVEN, SNTR_RC_POOL_CHUNK_OFFSET_UNEVEN  the handle's offset of
  *                                 the domain's header, the pool's header or the pool's chunk is not a multiple of 8
- *   SNTR_RC_NOT_A_DOMAIN          this process has no domain at the base address: every handle of it was disconnected or
- *                                 freed
+ *   SNTR_RC_NOT_A_DOMAIN          this process has no domain at the base address: every handle of it was disconnected
+ *                                 or freed
  *   SNTR_RC_CHUNK_OUTSIDE_HEAP    the pool's header does not lie in what is mapped of the domain
  * "The header's codes" are, likewise:
- *   SNTR_RC_NOT_A_POOL            the eyecatcher is another: no pool, or one that was freed; or it reaches beyond what is
- *                                 mapped of its domain
+ *   SNTR_RC_NOT_A_POOL            the eyecatcher is another: no pool, or one that was freed; or it reaches beyond what
+ *                                 is mapped of its domain
  *   SNTR_RC_POOL_OFFSET_MISMATCH  the stored header offset is not the handle's
  * "The latch's codes" are:
  *   SNTR_RC_LATCH_FAILED       the latch could not be got, for example because this thread holds it already; nothing is
@@ -106,9 +106,10 @@ SNTR_API uint32_t sntrConnectToShmPool(ShmPoolHandle **pool, ShmDomainHandle *do
  *   SNTR_RC_POOL_HANDLE_FREE_FAILED  the services layer reports a failure to free the handle */
 SNTR_API uint32_t sntrDisconnectFromShmPool(ShmPoolHandle **pool);
 
-/* Frees a pool with all its blocks: unlinks what entries of the domain's shared lists (sntr/segments.h) it holds, marks
- * it, takes its eyecatcher away, gives its chunk back to the domain, and frees this handle. A shared list that is
- * damaged in this pool ends before the damage. Nobody may use a block of it afterwards. Takes the domain's latch and inside it the pool's.
+/* Frees a pool with all its blocks: unlinks what entries of the domain's shared lists (sntr/segments.h) it holds,
+ * marks it, takes its eyecatcher away, gives its chunk back to the domain, and frees this handle. A shared list that
+ * is damaged in this pool ends before the damage. Nobody may use a block of it afterwards. Takes the domain's latch
+ * and inside it the pool's.
  *   pool  the handle; null afterwards
  *   mode  SNTR_FREE_POOL_IF_UNUSED: only when no other handle is connected; SNTR_FREE_POOL_ALWAYS
  * Answers 0. Otherwise, with nothing changed and the handle good:

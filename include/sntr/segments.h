@@ -29,9 +29,9 @@
  *   SNTR_RC_CHUNK_OUTSIDE_HEAP    the domain's header is damaged; or a link of the list leads to where no entry can be,
  *                                 or to one whose key is not greater, as in a list that leads back into itself
  * "The comparison's code" is, for lists of segments only, with nothing changed:
- *   SNTR_RC_SEGMENT_COMPARE_FAILED  private form: two keys are to be compared, and the comparison mode in the list's head
- *                                   is not SNTR_VERSION, as before the first initialization of the library. An empty
- *                                   list compares nothing, so there is no such failure on it.
+ *   SNTR_RC_SEGMENT_COMPARE_FAILED  private form: two keys are to be compared, and the comparison mode in the list's
+ *                                   head is not SNTR_VERSION, as before the first initialization of the library. An
+ *                                   empty list compares nothing, so there is no such failure on it.
  */
 #ifndef SNTR_SEGMENTS_H
 #define SNTR_SEGMENTS_H

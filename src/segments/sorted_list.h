@@ -93,8 +93,8 @@ class SortedList {
     return spot.link == 0 ? Rc::Ok : store_.node(spot.link, spot.node);
   }
 
-  // Follows the link of a node. The list ascends, so what follows has a greater key, or the link is damaged: a list that
-  // leads back into itself is found at once. ChunkOutsideHeap.
+  // Follows the link of a node. The list ascends, so what follows has a greater key, or the link is damaged: a list
+  // that leads back into itself is found at once. ChunkOutsideHeap.
   Rc goOn(Node &from, Spot &spot) const {
     int order = 1;
     if (Rc rc = follow(&from.next, spot); failed(rc) || spot.node == nullptr || Store::kTrusted) return rc;

@@ -1,8 +1,8 @@
 // The end of a domain, and of a handle alone.
 //
-// The name goes first, since it is what may be refused; until then a failure changes nothing. Once the eyecatcher is gone
-// nothing brings the domain back, so from there on every step is done whatever the one before it returned, and the first
-// failure is returned.
+// The name goes first, since it is what may be refused; until then a failure changes nothing. Once the eyecatcher is
+// gone nothing brings the domain back, so from there on every step is done whatever the one before it returned, and
+// the first failure is returned.
 #include "layout/version.h"
 #include "layout/words.h"
 #include "shm/domain.h"

@@ -33,8 +33,8 @@ constexpr std::uint32_t kProbeSegment = 70;
 Rc detachSegment(const ShmDomainHandle &domain);
 Rc destroySegment(const ShmDomainHandle &domain);
 
-// Takes the segment's name away and keeps the rest, so that nobody attaches it any more; a name that is another's by now
-// does not matter. DestroyFailed, with nothing changed; nothing happens for a domain in the caller's own memory.
+// Takes the segment's name away and keeps the rest, so that nobody attaches it any more; a name that is another's by
+// now does not matter. DestroyFailed, with nothing changed; nothing happens for a domain in the caller's own memory.
 Rc removeSegmentName(const ShmDomainHandle &domain);
 
 // Turns the draft into a handle, and remembers what it has mapped (shm/mappings.h). DomainHandleAllocFailed, also if

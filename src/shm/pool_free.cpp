@@ -1,7 +1,7 @@
 // The end of a pool: its chunk goes back to the domain.
 //
-// Entries of the domain's shared lists that lie in the chunk are unlinked first. A process that dies after that leaves a
-// pool with some blocks that nobody uses.
+// Entries of the domain's shared lists that lie in the chunk are unlinked first. A process that dies after that leaves
+// a pool with some blocks that nobody uses.
 //
 // Two latches are held at once here, the domain's and inside it the pool's; that is the order everywhere. Whoever waits
 // for the pool's latch meanwhile gets it once it is left, finds no eyecatcher and goes away; the chunk cannot be handed

@@ -7,8 +7,8 @@
 
 namespace sntr {
 
-// Unlinks every entry of the domain's shared lists that lies in [low, high), wherever it stands in its list. A list that
-// is damaged there ends before the damage; nobody could go on behind it. Cannot fail.
+// Unlinks every entry of the domain's shared lists that lies in [low, high), wherever it stands in its list. A list
+// that is damaged there ends before the damage; nobody could go on behind it. Cannot fail.
 void unlinkEntriesWithin(const HeapView &domain, std::uint64_t low, std::uint64_t high);
 
 }  // namespace sntr

@@ -36,20 +36,20 @@ TEST(Mappings, OfOneWindowAreRefusedWhenItIsFull) {
   for (const std::uint64_t i : neighbours) forgetMappings(at(i));
 }
 
+void useInTurn(std::uint64_t thread) {
+  for (std::uint64_t round = 0; round < 20000; ++round) {
+    const std::uint64_t own = 10 + thread + 4 * (round % 8), shared = 1;
+    ASSERT_TRUE(rememberMapping(at(own), own) && rememberMapping(at(shared), shared));
+    ASSERT_EQ(mappedBytes(at(own)), own);
+    ASSERT_EQ(mappedBytes(at(shared)), shared);
+    forgetMapping(at(own));
+    forgetMapping(at(shared));
+  }
+}
+
 TEST(Mappings, OfManyThreadsDoNotDisturbOneAnother) {
   std::vector<std::thread> threads;
-  for (std::uint64_t thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([thread] {
-      for (std::uint64_t round = 0; round < 20000; ++round) {
-        const std::uint64_t own = 10 + thread + 4 * (round % 8), shared = 1;
-        ASSERT_TRUE(rememberMapping(at(own), own) && rememberMapping(at(shared), shared));
-        ASSERT_EQ(mappedBytes(at(own)), own);
-        ASSERT_EQ(mappedBytes(at(shared)), shared);
-        forgetMapping(at(own));
-        forgetMapping(at(shared));
-      }
-    });
-  }
+  for (std::uint64_t thread = 0; thread < 4; ++thread) threads.emplace_back(useInTurn, thread);
   for (std::thread &thread : threads) thread.join();
   EXPECT_EQ(mappedBytes(at(1)), 0u);
 }
