@@ -25,8 +25,8 @@ Rc lookBehind(const AllocatedSpace &space, const NodeRef &node, std::uint32_t i,
 
 // What is before a record at a level, by its own word for that, if this is true: the other leads to the record, and
 // lies lower. The list links forward, so that is all that a search would show.
-bool isBehind(const HeapView &view, const AllocatedSpace &space, const NodeRef &node, std::uint32_t i,
-              NodeRef &before) {
+bool lookBefore(const HeapView &view, const AllocatedSpace &space, const NodeRef &node, std::uint32_t i,
+                NodeRef &before) {
   countLink();
   const std::uint64_t back = node.readLink(kRecordBefore, i);
   if (back == view.allocatedHead.offset) {
@@ -47,7 +47,7 @@ bool followHint(const HeapView &view, std::uint64_t offset, Record &record) {
   if (hint == 0 || failed(space.node(view.areaStart + hint * kWordSize, node))) return false;
   if (node.blockOffset() != offset || !view.holdsBlock(offset, node.blockSize())) return false;
   for (std::uint32_t i = 0; i <= node.level; ++i) {
-    if (!isBehind(view, space, node, i, record.place.before[i])) return false;
+    if (!lookBefore(view, space, node, i, record.place.before[i])) return false;
     if (failed(lookBehind(space, node, i, record.place.after[i]))) return false;
   }
   return true;
