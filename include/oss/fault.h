@@ -35,8 +35,8 @@ typedef enum OSSFaultKind {
   OSSFaultSegmentGetInfo,
   OSSFaultSegmentAuthorize,
   OSSFaultSegmentDetach,
-  OSSFaultSegmentDestroy,
-  OSSFaultKindCount /* how many kinds there are; not a kind */
+  OSSFaultSegmentDestroy, /* destroy() and removeName() */
+  OSSFaultKindCount       /* how many kinds there are; not a kind */
 } OSSFaultKind;
 
 /* What a process has taken and not yet given back. */
