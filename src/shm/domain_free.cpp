@@ -50,6 +50,8 @@ Rc destroyHandle(const Trace &t, ShmDomainHandle *&domain) {
   if (Rc rc = domainHeap(domain, heap); failed(rc)) return t.failLogged(2, rc);
   const bool ours = readWord<std::uint64_t>(&headerOf(heap)->handleAllocSelector) == kVersionWord;
   if (!ours) return t.fail(3, Rc::BadVersion);
+  // Pool handles of a domain that lives may be used on; nothing can be done with one that was freed.
+  if (failed(checkHeap(heap))) forgetMemory(*domain);
   dropMemoryObject(*domain);
   return t.fail(4, freeHandle(domain));
 }

@@ -9,7 +9,8 @@
 //
 // Invariants:
 // 1. A domain handle counts as one use of its address, from when it is stored until it is disconnected or freed. One
-//    that is only destroyed leaves its use behind: the memory stays mapped, and pool handles go on using it.
+//    that is only destroyed leaves its use behind, unless the domain was freed: the memory stays mapped, and pool
+//    handles go on using it.
 // 2. An address stands in the kMappingWindow slots from its own one on. A slot keeps its last address when it becomes
 //    free, so a search may end at one that never had any.
 // 3. The size is written after the address and erased before the slot is free. It is 0 in a slot that is not in use.

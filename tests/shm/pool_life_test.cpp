@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "shm/mappings.h"
 #include "storage_fixture.h"
 
 namespace shm_test {
@@ -263,6 +264,19 @@ TEST_F(PoolLife, WhatIsWrongWithAnArgumentIsLogged) {
   expectLogged([&] { return releaseAt(header + 0x3000); }, Rc::PoolBlockNotFound);
   expectLogged([&] { return sntrReturnMemChunkToShmHeap(base_, 2, header, 8, 0, "", 0); }, Rc::PoolBlockNotFound);
   expectLogged([&] { return sntrReturnFreeBlockToSList(base_, 2, header, 8, 8); }, Rc::ChunkOutsideHeap);
+}
+
+// The rest of a freed domain is not remembered: its address may be that of a larger one next.
+TEST_F(PoolLife, AFreedDomainIsForgottenWithItsLastHandle) {
+  ShmDomainParams params{};
+  params.heapHeaderOffset = kDomainHeader;
+  params.domainKind = SNTR_DOMAIN_MEMORY;
+  ShmDomainHandle *second = nullptr;
+  ASSERT_RC(sntrConnectToShmDomain(nullptr, base_, &params, &second), Rc::Ok);
+  end(domain_);
+  EXPECT_EQ(sntr::mappedBytes(base_), kSize);
+  EXPECT_RC(sntrDestroyShmDomainHandle(&second), Rc::Ok);
+  EXPECT_EQ(sntr::mappedBytes(base_), 0u);
 }
 
 // How a domain handle of a kind ends says whether pool handles made with it still have memory to work on.
