@@ -14,12 +14,12 @@ uint32_t sntrGetAddressForVPropertyValue(SNodeCB_t *node, uint64_t tag, void **v
 
 [[gnu::flatten]] uint32_t sntrGetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *size, void **address,
                                                    void *buffer, uint64_t latchHeld) {
-  return fast::run<fast::GetBytes, VKind, Fn::sntrGetValueForVProperty>(node, latchHeld, size, address, buffer, tag);
+  return fast::run<fast::GetBytes, VKind, Fn::sntrGetValueForVProperty>(node, tag, size, address, buffer, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize, const void *value,
                                                    uint64_t latchHeld) {
-  return fast::run<fast::SetBytes, VKind, Fn::sntrSetValueForVProperty>(node, latchHeld, valueSize, value, tag);
+  return fast::run<fast::SetBytes, VKind, Fn::sntrSetValueForVProperty>(node, tag, valueSize, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size,
@@ -45,14 +45,14 @@ uint32_t sntrGetAddressForIVPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrGetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     uint64_t *size, void **address, void *buffer, uint64_t latchHeld) {
-  return fast::run<fast::GetBytes, IVKind, Fn::sntrGetValueForIVProperty>(node, latchHeld, size, address, buffer, tag,
-                                                                          idLength, id);
+  return fast::run<fast::GetBytes, IVKind, Fn::sntrGetValueForIVProperty>(node, tag, idLength, id, size, address,
+                                                                          buffer, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForIVProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     uint64_t valueSize, const void *value, uint64_t latchHeld) {
-  return fast::run<fast::SetBytes, IVKind, Fn::sntrSetValueForIVProperty>(node, latchHeld, valueSize, value, tag,
-                                                                          idLength, id);
+  return fast::run<fast::SetBytes, IVKind, Fn::sntrSetValueForIVProperty>(node, tag, idLength, id, valueSize, value,
+                                                                          latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForIVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size,
@@ -77,13 +77,13 @@ uint32_t sntrGetAddressForBaseVPropertyValue(SNodeCB_t *node, uint64_t tag, void
 
 [[gnu::flatten]] uint32_t sntrGetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t *size, void **address,
                                                        void *buffer, uint64_t latchHeld) {
-  return fast::run<fast::GetBytes, BaseVKind, Fn::sntrGetValueForBaseVProperty>(node, latchHeld, size, address, buffer,
-                                                                                tag);
+  return fast::run<fast::GetBytes, BaseVKind, Fn::sntrGetValueForBaseVProperty>(node, tag, size, address, buffer,
+                                                                                latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForBaseVProperty(SNodeCB_t *node, uint64_t tag, uint64_t valueSize,
                                                        const void *value, uint64_t latchHeld) {
-  return fast::run<fast::SetBytes, BaseVKind, Fn::sntrSetValueForBaseVProperty>(node, latchHeld, valueSize, value, tag);
+  return fast::run<fast::SetBytes, BaseVKind, Fn::sntrSetValueForBaseVProperty>(node, tag, valueSize, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForBaseVProperty(SNodeCB_t *node, SNodeProperty_t *record, uint64_t *size,

@@ -6,7 +6,7 @@
 // way from the beginning, which alone decides what is wrong. Both ways make the same checks by the same functions.
 //
 // Each function is compiled twice. The usual case, a table of a node whose section nobody holds, becomes one without
-// calls that saves hardly a register: with the other cases in it, a get of a register executes 18 instructions more.
+// calls that saves hardly a register; with the other cases in it, a get of a register executes a tenth more instructions.
 //
 // Thread safety: any thread. A get takes no latch (frame/sequence.h); a set takes the latch in line.
 #pragma once
@@ -110,13 +110,12 @@ template <Case which, class Find, class Store>
   return found == Tried::Done ? Tried::LatchLost : found;
 }
 
-// The operations, each with its fast way and its full one. The parts of the key come last.
+// The operations, each with its fast way and its full one. Arguments stand in the order of the exported functions.
 
 struct GetRegister {
-  template <class K, Case which, class... KeyParts>
-  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, std::uint64_t latchHeld, std::int32_t *out,
-                                           KeyParts... parts) {
-    typename K::Key key{parts...};
+  template <class K, Case which>
+  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, typename K::Key key, std::int32_t *out,
+                                           std::uint64_t latchHeld) {
     if (out == nullptr || !prepareKey<K>(node, key)) return Tried::Failed;
     std::int32_t value = 0;
     const Tried tried = read<which>(node, latchHeld, [&] {
@@ -130,17 +129,17 @@ struct GetRegister {
     if (tried == Tried::Done) *out = value;
     return tried;
   }
-  template <class K, class... KeyParts>
-  static Rc full(const Trace &t, SNodeCB_t *node, std::uint64_t latchHeld, std::int32_t *out, KeyParts... parts) {
-    return getRegister<K>(t, node, {parts...}, out, latchHeld);
+  template <class K>
+  static Rc full(const Trace &t, SNodeCB_t *node, const typename K::Key &key, std::int32_t *out,
+                 std::uint64_t latchHeld) {
+    return getRegister<K>(t, node, key, out, latchHeld);
   }
 };
 
 struct SetRegister {
-  template <class K, Case which, class... KeyParts>
-  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, std::uint64_t latchHeld, std::int32_t value,
-                                           KeyParts... parts) {
-    typename K::Key key{parts...};
+  template <class K, Case which>
+  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, typename K::Key key, std::int32_t value,
+                                           std::uint64_t latchHeld) {
     if (ossCellsAreOpen == 0 || !prepareKey<K>(node, key)) return Tried::Failed;
     std::byte *record = nullptr;
     const auto findCell = [&] {
@@ -150,17 +149,17 @@ struct SetRegister {
     };
     return write<which>(node, latchHeld, findCell, [&] { storeAligned(cellAt(record + K::valueAt), value); });
   }
-  template <class K, class... KeyParts>
-  static Rc full(const Trace &t, SNodeCB_t *node, std::uint64_t latchHeld, std::int32_t value, KeyParts... parts) {
-    return setRegister<K>(t, node, {parts...}, value, latchHeld);
+  template <class K>
+  static Rc full(const Trace &t, SNodeCB_t *node, const typename K::Key &key, std::int32_t value,
+                 std::uint64_t latchHeld) {
+    return setRegister<K>(t, node, key, value, latchHeld);
   }
 };
 
 struct GetBytes {
-  template <class K, Case which, class... KeyParts>
-  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, std::uint64_t latchHeld, std::uint64_t *size,
-                                           void **address, void *buffer, KeyParts... parts) {
-    typename K::Key key{parts...};
+  template <class K, Case which>
+  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, typename K::Key key, std::uint64_t *size, void **address,
+                                           void *buffer, std::uint64_t latchHeld) {
     if (!prepareKey<K>(node, key)) return Tried::Failed;
     ValueCopy copy;
     const Tried tried = read<which>(node, latchHeld, [&] {
@@ -172,20 +171,18 @@ struct GetBytes {
     if (tried == Tried::Done) copy.deliver({size, address, buffer});
     return tried;
   }
-  template <class K, class... KeyParts>
-  static Rc full(const Trace &t, SNodeCB_t *node, std::uint64_t latchHeld, std::uint64_t *size, void **address,
-                 void *buffer, KeyParts... parts) {
-    return getBytes<K>(t, node, {parts...}, {size, address, buffer}, latchHeld);
+  template <class K>
+  static Rc full(const Trace &t, SNodeCB_t *node, const typename K::Key &key, std::uint64_t *size, void **address,
+                 void *buffer, std::uint64_t latchHeld) {
+    return getBytes<K>(t, node, key, {size, address, buffer}, latchHeld);
   }
 };
 
 struct SetBytes {
-  template <class K, Case which, class... KeyParts>
-  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, std::uint64_t latchHeld, std::uint64_t size,
-                                           const void *value, KeyParts... parts) {
-    typename K::Key key{parts...};
-    if (ossCellsAreOpen == 0 || value == nullptr) return Tried::Failed;
-    if (!prepareKey<K>(node, key, size)) return Tried::Failed;
+  template <class K, Case which>
+  [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, typename K::Key key, std::uint64_t size, const void *value,
+                                           std::uint64_t latchHeld) {
+    if (ossCellsAreOpen == 0 || value == nullptr || !prepareKey<K>(node, key, size)) return Tried::Failed;
     std::byte *record = nullptr, *room = nullptr;
     const auto findRoom = [&] {
       PropertyList list;
@@ -194,36 +191,66 @@ struct SetBytes {
     };
     return write<which>(node, latchHeld, findRoom, [&] { storeBytes<K>(record, room, {value, size}); });
   }
-  template <class K, class... KeyParts>
-  static Rc full(const Trace &t, SNodeCB_t *node, std::uint64_t latchHeld, std::uint64_t size, const void *value,
-                 KeyParts... parts) {
-    return setBytes<K>(t, node, {parts...}, {value, size}, latchHeld);
+  template <class K>
+  static Rc full(const Trace &t, SNodeCB_t *node, const typename K::Key &key, std::uint64_t size, const void *value,
+                 std::uint64_t latchHeld) {
+    return setBytes<K>(t, node, key, {value, size}, latchHeld);
   }
 };
 
 constexpr std::uint32_t resultOf(Tried tried) { return code(tried == Tried::Done ? Rc::Ok : Rc::LatchFailed); }
 
-// The two ways out of the usual case are functions of their own with the same arguments: leaving for them is a jump.
+// The last argument of an exported function: latchHeld.
+constexpr std::uint64_t lastOf(std::uint64_t last) { return last; }
+template <class First, class... Others>
+constexpr std::uint64_t lastOf(First /*first*/, Others... others) {
+  return lastOf(others...);
+}
+
+// Tries an operation with the key that the first of an exported function's arguments are.
+template <class Operation, class K, Case which, class... Others>
+requires(!kHasID<K>) [[gnu::always_inline]] inline Tried attempt(SNodeCB_t *node, std::uint64_t tag, Others... others) {
+  return Operation::template fast<K, which>(node, typename K::Key{tag}, others...);
+}
+template <class Operation, class K, Case which, class... Others>
+requires kHasID<K>
+[[gnu::always_inline]] inline Tried attempt(SNodeCB_t *node, std::uint64_t tag, std::uint64_t idLength, const void *id,
+                                            Others... others) {
+  return Operation::template fast<K, which>(node, typename K::Key{tag, idLength, id}, others...);
+}
+
+// The same in full.
+template <class Operation, class K, class... Others>
+requires(!kHasID<K>) Rc perform(const Trace &t, SNodeCB_t *node, std::uint64_t tag, Others... others) {
+  return Operation::template full<K>(t, node, typename K::Key{tag}, others...);
+}
+template <class Operation, class K, class... Others>
+requires kHasID<K> Rc perform(const Trace &t, SNodeCB_t *node, std::uint64_t tag, std::uint64_t idLength,
+                              const void *id, Others... others) {
+  return Operation::template full<K>(t, node, typename K::Key{tag, idLength, id}, others...);
+}
+
+// The two ways out of the usual case are functions of their own with the arguments as they came: leaving for them is a
+// jump.
 template <class Operation, class K, Fn fn, class... Arguments>
-[[gnu::noinline]] std::uint32_t runInFull(SNodeCB_t *node, std::uint64_t latchHeld, Arguments... arguments) {
-  return traced(fn, [&](const Trace &t) { return Operation::template full<K>(t, node, latchHeld, arguments...); });
+[[gnu::noinline]] std::uint32_t runInFull(SNodeCB_t *node, Arguments... arguments) {
+  return traced(fn, [&](const Trace &t) { return perform<Operation, K>(t, node, arguments...); });
 }
 
 template <class Operation, class K, Fn fn, class... Arguments>
-[[gnu::noinline, gnu::flatten]] std::uint32_t runInAnyCase(SNodeCB_t *node, std::uint64_t latchHeld,
-                                                           Arguments... arguments) {
-  const Tried tried = Operation::template fast<K, Case::Any>(node, latchHeld, arguments...);
-  return tried != Tried::Failed ? resultOf(tried) : runInFull<Operation, K, fn>(node, latchHeld, arguments...);
+[[gnu::noinline, gnu::flatten]] std::uint32_t runInAnyCase(SNodeCB_t *node, Arguments... arguments) {
+  const Tried tried = attempt<Operation, K, Case::Any>(node, arguments...);
+  return tried != Tried::Failed ? resultOf(tried) : runInFull<Operation, K, fn>(node, arguments...);
 }
 
 // The whole of an exported operation.
 template <class Operation, class K, Fn fn, class... Arguments>
-[[gnu::always_inline]] inline std::uint32_t run(SNodeCB_t *node, std::uint64_t latchHeld, Arguments... arguments) {
-  if (node == nullptr) return runInFull<Operation, K, fn>(node, latchHeld, arguments...);
-  if (!isGuarded(node, latchHeld)) return runInAnyCase<Operation, K, fn>(node, latchHeld, arguments...);
-  const Tried tried = Operation::template fast<K, Case::Usual>(node, 0, arguments...);
-  if (tried == Tried::Unusual) return runInAnyCase<Operation, K, fn>(node, 0, arguments...);
-  return tried != Tried::Failed ? resultOf(tried) : runInFull<Operation, K, fn>(node, 0, arguments...);
+[[gnu::always_inline]] inline std::uint32_t run(SNodeCB_t *node, Arguments... arguments) {
+  if (node == nullptr) return runInFull<Operation, K, fn>(node, arguments...);
+  if (!isGuarded(node, lastOf(arguments...))) return runInAnyCase<Operation, K, fn>(node, arguments...);
+  const Tried tried = attempt<Operation, K, Case::Usual>(node, arguments...);
+  if (tried == Tried::Unusual) return runInAnyCase<Operation, K, fn>(node, arguments...);
+  return tried != Tried::Failed ? resultOf(tried) : runInFull<Operation, K, fn>(node, arguments...);
 }
 
 }  // namespace sntr::fast

@@ -61,8 +61,9 @@ struct PropertyList {
       if (list.bucketCounts[i] == 0 || list.bucketCounts[i] >= kBucketCountLimit) return Rc::BadBucketCount;
     }
   }
-  const std::uint64_t head = kind.tableHeader + kWordSize * list.bucketTotal();
-  return head + kTailSize <= list.area.size() ? Rc::Ok : Rc::BadBucketCount;
+  // Offsets from the node: no area begins so near to it that the tail of a small one could wrap.
+  const std::uint64_t first = list.area.begin() + kind.tableHeader + kWordSize * list.bucketTotal();
+  return first <= list.area.end() - kTailSize ? Rc::Ok : Rc::BadBucketCount;
 }
 
 // Reads the limits of an opened area. MaxIDSizeTooLarge, BadMaxValueSize.

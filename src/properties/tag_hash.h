@@ -101,9 +101,8 @@ constexpr DigitStep pairStep(std::uint32_t pair) {
           static_cast<std::uint8_t>(ones ^ tens)};
 }
 
-// The digits above which there is none: two, one, or none, which 0 stands for. This last step makes p itself, not p + 1.
+// The digits above which there is none: two, or one. This last step makes p itself, not p + 1.
 constexpr DigitStep lastStep(std::uint32_t above) {
-  if (above == 0) return {1, -1, 0, 0, 0};
   const std::uint32_t digit = '0' + above;
   if (above < 10)
     return {static_cast<std::uint16_t>(digit + 1), 0, 0, static_cast<std::uint8_t>(digit),
@@ -113,36 +112,45 @@ constexpr DigitStep lastStep(std::uint32_t above) {
   return step;
 }
 
-using DigitTable = std::array<DigitStep, kPairs>;
-constexpr DigitTable digitTable(DigitStep (*stepOf)(std::uint32_t)) {
-  DigitTable table{};
-  for (std::uint32_t pair = 0; pair < kPairs; ++pair) table[pair] = stepOf(pair);
-  return table;
-}
-inline constexpr DigitTable kPairSteps = digitTable(pairStep);
-inline constexpr DigitTable kLastSteps = digitTable(lastStep);
+// The tables side by side: one address leads to each.
+struct DigitTables {
+  std::array<DigitStep, kPairs> pairs;
+  std::array<DigitStep, kPairs> last;
+  std::array<std::uint16_t, kPairs> whole;  // the hash of a number that has no other digits
+};
+inline constexpr DigitTables kDigits = [] {
+  DigitTables tables{};
+  for (std::uint32_t i = 0; i < kPairs; ++i) {
+    tables.pairs[i] = pairStep(i);
+    tables.last[i] = lastStep(i);
+    tables.whole[i] = static_cast<std::uint16_t>(foldDigits(KeyHash(0), i));
+  }
+  return tables;
+}();
 
 // The hash of a tag that a property may have: that of its digits, of which it has seven at most. Every operation on one
-// property waits for it; so pairs of digits are looked up and not worked out, and two to four digits are one way through
-// without a branch, which nobody could foresee.
+// property waits for it. So pairs of digits are looked up and not worked out, and three and four digits are one way
+// through without a branch, since no processor foresees which it is.
 constexpr std::uint64_t hashPropertyTag(std::uint64_t tag) {
   const auto number = static_cast<std::uint32_t>(tag);
-  // Of one digit the first two sums are the same, and cancel.
-  if (number < 10) return '0' + number + 1;
+  if (number < kPairs) return kDigits.whole[number];
   std::uint32_t above = number / kPairs;
-  const DigitStep &first = kPairSteps[number - kPairs * above];
+  const DigitStep &first = kDigits.pairs[number - kPairs * above];
   std::uint64_t product = first.start, sum = first.sum, exclusive = first.exclusive;
   const auto take = [&](const DigitStep &step) {
     product = product * step.factor + static_cast<std::uint64_t>(std::int64_t{step.addend});
     sum += step.sum;
     exclusive ^= step.exclusive;
   };
-  while (above >= kPairs) {
+  const auto takeNext = [&] {
     const std::uint32_t rest = above / kPairs;
-    take(kPairSteps[above - kPairs * rest]);
+    take(kDigits.pairs[above - kPairs * rest]);
     above = rest;
-  }
-  take(kLastSteps[above]);
+  };
+  if (above >= kPairs) takeNext();
+  if (above >= kPairs) [[unlikely]]
+    takeNext();
+  take(kDigits.last[above]);
   return product ^ sum ^ exclusive;
 }
 

@@ -13,11 +13,11 @@ uint32_t sntrGetAddressForRPropertyValue(SNodeCB_t *node, uint64_t tag, int32_t 
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value, uint64_t latchHeld) {
-  return fast::run<fast::GetRegister, RKind, Fn::sntrGetValueForRProperty>(node, latchHeld, value, tag);
+  return fast::run<fast::GetRegister, RKind, Fn::sntrGetValueForRProperty>(node, tag, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForRProperty(SNodeCB_t *node, uint64_t tag, int32_t value, uint64_t latchHeld) {
-  return fast::run<fast::SetRegister, RKind, Fn::sntrSetValueForRProperty>(node, latchHeld, value, tag);
+  return fast::run<fast::SetRegister, RKind, Fn::sntrSetValueForRProperty>(node, tag, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
@@ -40,12 +40,12 @@ uint32_t sntrGetAddressForIRPropertyValue(SNodeCB_t *node, uint64_t tag, uint64_
 
 [[gnu::flatten]] uint32_t sntrGetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     int32_t *value, uint64_t latchHeld) {
-  return fast::run<fast::GetRegister, IRKind, Fn::sntrGetValueForIRProperty>(node, latchHeld, value, tag, idLength, id);
+  return fast::run<fast::GetRegister, IRKind, Fn::sntrGetValueForIRProperty>(node, tag, idLength, id, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForIRProperty(SNodeCB_t *node, uint64_t tag, uint64_t idLength, const void *id,
                                                     int32_t value, uint64_t latchHeld) {
-  return fast::run<fast::SetRegister, IRKind, Fn::sntrSetValueForIRProperty>(node, latchHeld, value, tag, idLength, id);
+  return fast::run<fast::SetRegister, IRKind, Fn::sntrSetValueForIRProperty>(node, tag, idLength, id, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForIRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
@@ -67,12 +67,12 @@ uint32_t sntrGetAddressForBaseRPropertyValue(SNodeCB_t *node, uint64_t tag, int3
 
 [[gnu::flatten]] uint32_t sntrGetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t *value,
                                                        uint64_t latchHeld) {
-  return fast::run<fast::GetRegister, BaseRKind, Fn::sntrGetValueForBaseRProperty>(node, latchHeld, value, tag);
+  return fast::run<fast::GetRegister, BaseRKind, Fn::sntrGetValueForBaseRProperty>(node, tag, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrSetValueForBaseRProperty(SNodeCB_t *node, uint64_t tag, int32_t value,
                                                        uint64_t latchHeld) {
-  return fast::run<fast::SetRegister, BaseRKind, Fn::sntrSetValueForBaseRProperty>(node, latchHeld, value, tag);
+  return fast::run<fast::SetRegister, BaseRKind, Fn::sntrSetValueForBaseRProperty>(node, tag, value, latchHeld);
 }
 
 [[gnu::flatten]] uint32_t sntrGetValueAndRCForBaseRProperty(SNodeCB_t *node, SNodeProperty_t *record, int32_t *value,
