@@ -1,5 +1,5 @@
-/* The trace: every call of the library as a line of a file, while it is switched on; and codes and function numbers as
- * readable text. Any thread, any moment.
+/* The trace: every call of the library as lines of a file, while it is switched on; and codes and function numbers as
+ * readable text. Any thread, any moment, a signal handler and a forked child included.
  *
  * A line is the time (UTC, milliseconds), the process and thread, the function's name, and what happened:
  *
@@ -7,9 +7,11 @@
  *   2031-07-04T16:20:11.042Z 4711/4712 sntrCreateNode error at probe 20: NullAreaSizes 0x...
  *   2031-07-04T16:20:11.042Z 4711/4712 sntrCreateNode exit NullAreaSizes 0x...
  *
- * Each line is written by one call to the end of the file, so that several processes may trace to the same one. Who
- * traces may hold latches that others wait for; a line that the file cannot take at once is lost rather than waited
- * for.
+ * The library does not trace the arguments of a call: the two numbers of an entry are the same in every line.
+ *
+ * Each line is one write() to the end of the file, so that several processes may trace to the same one. No lock is
+ * held meanwhile. A thread that traces may hold latches that others wait for; a line that the file cannot take at once
+ * is lost rather than waited for.
  */
 #ifndef OSS_TRACE_H
 #define OSS_TRACE_H
@@ -49,8 +51,12 @@ OSS_API void _gtraceErrorVar(uint32_t thread, uint32_t function, uint32_t probe,
 OSS_API void _gtraceExit(uint32_t thread, uint32_t function, const uint32_t *result, uint64_t last);
 
 /* Switches the trace on, to the end of a file, which is created (mode 0644, less the umask) when there is none. When it
- * is on already the file is changed, without a line lost or in the wrong one. A forked child goes on tracing to the
- * same file; a program started with exec() does not.
+ * is on already the file is changed, and each line of another thread goes whole to the one file or the other. A forked
+ * child goes on tracing to the same file; a program started with exec() does not.
+ *
+ * The first call takes a descriptor for as long as the process lives. A program that closes all its descriptors, as a
+ * daemon does, switches the trace on after that. Threads that switch at the same moment do no harm, but which of them
+ * prevails is open; the trace can then be on while its file is closed, until it is switched again.
  *   path  a regular file or a character device (a terminal, /dev/null). Pipes and sockets are refused: their reader's
  *         end would end the program.
  * Answers 0. Otherwise the trace is as it was before:
@@ -59,8 +65,8 @@ OSS_API void _gtraceExit(uint32_t thread, uint32_t function, const uint32_t *res
  *   SNTR_RC_OSS_SYSTEM         it could not be opened for another reason */
 OSS_API uint32_t ossTraceOn(const char *path);
 
-/* Switches the trace off and closes the file; lines that other threads are writing are finished first. Answers 0, also
- * when the trace was off. */
+/* Switches the trace off and closes the file. A line that another thread is writing meanwhile is written whole, maybe
+ * after this has returned, or not at all. Returns 0, also when the trace was off. */
 OSS_API uint32_t ossTraceOff(void);
 
 /* The name of the function with this number. Never null: an unknown number gives "unknown". The text is constant. */

@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include "layout/rc.h"
+#include "system_calls.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ void giveWay(int attempt) {
   } else if (attempt < kSpins + kYields) {
     sched_yield();
   } else {
-    nanosleep(&kNap, nullptr);
+    oss::sleepUncancelled(kNap);
   }
 }
 

@@ -15,7 +15,7 @@ using sntr::Rc;
 Rc copyText(const oss::TextLine &line, char *buffer, uint64_t size) {
   const bool fits = line.length() < size;
   const std::size_t length = fits ? line.length() : size - 1;
-  std::memcpy(buffer, line.text(), length);
+  std::memcpy(buffer, line.get(), length);
   buffer[length] = '\0';
   return fits ? Rc::Ok : Rc::OssTruncated;
 }
@@ -32,10 +32,10 @@ uint32_t ecfErrorGetDescription(uint32_t code, char *buffer, uint64_t size) {
   oss::TextLine line;
   const sntr::RcRow *row = sntr::findResultCode(code);
   if (row != nullptr) {
-    line.add("%s: %s", row->name, row->text);
+    line.text(row->name).text(": ").text(row->text);
     return sntr::code(copyText(line, buffer, size));
   }
-  line.add("unknown result code 0x%08x", code);
+  line.text("unknown result code 0x").hexadecimal(code, 8);
   static_cast<void>(copyText(line, buffer, size));  // that the code is unknown says more than that the line was cut
   return sntr::code(Rc::OssUnknownCode);
 }

@@ -1,26 +1,37 @@
-// The log; the contract is in oss/log.h. Any thread: sink and context are used and changed under the log lock alone,
-// which is held while the sink runs, so that a sink that was replaced has come back.
+// The log; the contract is in oss/log.h. Any thread, any moment, without a lock.
+//
+// A sink and its context are one record, which never changes and is never freed: a thread may be about to use it when
+// another one replaces it, and there is no telling when it is done. Equal ones share a record, so that a program which
+// sets the same sinks again and again needs no more of them.
 #include <oss/log.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <new>
 
 #include "layout/rc.h"
-#include "process_lock.h"
+#include "system_calls.h"
 #include "text_line.h"
 
 namespace oss {
 
 namespace {
 
+using sntr::Rc;
+
 struct Sink {
-  std::atomic<OSSLogSink> function;
+  OSSLogSink function;
   void *context;
+  const Sink *next;  // the one before, in the list of all
 };
 
-// Atomic for one reader, which the lock does not keep out: the child of a fork() made while another thread sets a sink.
-// It must find the function null, or the context that belongs to it.
-constinit Sink gSink{nullptr, nullptr};
+constinit std::atomic<const Sink *> gSinks{nullptr};
+constinit std::atomic<const Sink *> gSink{nullptr};  // null: the system's log
 
 constexpr std::uint32_t kCritical = LOG_CRIT;
 constexpr std::uint32_t kLeastSevere = LOG_DEBUG;
@@ -33,12 +44,43 @@ struct Event {
   std::uint32_t severity;
 };
 
+// Acquire: pairs with the release in newSink().
+const Sink *findSink(OSSLogSink function, void *context) {
+  const Sink *sink = gSinks.load(std::memory_order_acquire);
+  while (sink != nullptr && (sink->function != function || sink->context != context)) sink = sink->next;
+  return sink;
+}
+
+// Two threads that add equal ones at once add two, which is harmless. Release: pairs with the acquire in findSink().
+const Sink *newSink(OSSLogSink function, void *context) {
+  void *const memory = std::malloc(sizeof(Sink));
+  if (memory == nullptr) return nullptr;
+  auto *const sink = new (memory) Sink{function, context, gSinks.load(std::memory_order_relaxed)};
+  while (!gSinks.compare_exchange_weak(sink->next, sink, std::memory_order_release, std::memory_order_relaxed)) {
+  }
+  return sink;
+}
+
+// One datagram to the system's log. Without a time: the one who receives it adds his own. What cannot be sent at once
+// is lost. A socket for each line, because one that is kept would outlive a restart of the receiver.
+void sendToSystem(std::uint32_t severity, const char *line) {
+  constexpr sockaddr_un kReceiver = {AF_UNIX, "/dev/log"};
+  BoundedText<TextLine::kSize + 64> message;
+  message.text("<").decimal(LOG_USER | severity).text(">").text(program_invocation_short_name);
+  message.text("[").decimal(static_cast<std::uint32_t>(getpid())).text("]: ").text(line);
+  const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (socket < 0) return;
+  static_cast<void>(sendUncancelled(socket, message.get(), message.length(),
+                                    reinterpret_cast<const sockaddr *>(&kReceiver), sizeof kReceiver));
+  closeUncancelled(socket);
+}
+
 void deliver(const Event &event, const TextLine &line) {
-  Locked hold(gLogLock);
-  if (const OSSLogSink sink = gSink.function.load(std::memory_order_acquire); sink != nullptr) {
-    sink(gSink.context, event.function, event.code, event.probe, event.severity, line.text());
+  // Acquire: pairs with the release in ossLogSetSink().
+  if (const Sink *sink = gSink.load(std::memory_order_acquire); sink != nullptr) {
+    sink->function(sink->context, event.function, event.code, event.probe, event.severity, line.get());
   } else {
-    syslog(LOG_USER | static_cast<int>(event.severity), "%s", line.text());
+    sendToSystem(event.severity, line.get());
   }
 }
 
@@ -50,26 +92,28 @@ const char *shown(const char *text) { return text != nullptr ? text : "unknown";
 
 void ossLog(uint32_t function, uint32_t code, uint32_t probe, uint32_t severity) {
   oss::TextLine line;
-  if (function != 0) {
-    line.addFunction(function);
-    line.add(": ");
-  }
-  line.addValue(code);
-  line.add(" at probe %u", probe);
+  if (function != 0) line.function(function).text(": ");
+  line.value(code).text(" at probe ").decimal(probe);
   const sntr::RcRow *row = sntr::findResultCode(code);
-  if (row != nullptr) line.add(": %s", row->text);
+  if (row != nullptr) line.text(": ").text(row->text);
   oss::deliver({function, code, probe, severity < oss::kLeastSevere ? severity : oss::kLeastSevere}, line);
 }
 
-void ossLogSetSink(OSSLogSink sink, void *context) {
-  oss::Locked hold(oss::gLogLock);
-  oss::gSink.function.exchange(nullptr, std::memory_order_acquire);  // the context is not set before this
-  oss::gSink.context = context;
-  oss::gSink.function.store(sink, std::memory_order_release);
+uint32_t ossLogSetSink(OSSLogSink sink, void *context) {
+  const oss::Sink *record = nullptr;
+  if (sink != nullptr) {
+    record = oss::findSink(sink, context);
+    if (record == nullptr) record = oss::newSink(sink, context);
+    if (record == nullptr) return sntr::code(oss::Rc::OssNoMemory);
+  }
+  // Release: pairs with the acquire in deliver().
+  oss::gSink.store(record, std::memory_order_release);
+  return sntr::code(oss::Rc::Ok);
 }
 
 void ossAssertFailed(const char *expression, const char *file, uint32_t line) {
   oss::TextLine text;
-  text.add("%s line %u: this must hold and does not: %s", oss::shown(file), line, oss::shown(expression));
+  text.text(oss::shown(file)).text(" line ").decimal(line);
+  text.text(": this must hold and does not: ").text(oss::shown(expression));
   oss::deliver({0, 0, line, oss::kCritical}, text);
 }

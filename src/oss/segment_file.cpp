@@ -9,6 +9,8 @@
 
 #include <cerrno>
 
+#include "system_calls.h"
+
 namespace oss {
 
 namespace {
@@ -37,7 +39,7 @@ bool exceedsFilesystem(int file, std::uint64_t size) {
 }
 
 Rc reservePiece(int file, std::uint64_t from, std::uint64_t length, int &interruptions) {
-  while (fallocate(file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(from), static_cast<off_t>(length)) != 0) {
+  while (reserveUncancelled(file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(from), static_cast<off_t>(length)) != 0) {
     if (errno != EINTR || ++interruptions > kMostInterruptions) return rcOfErrno(errno);
   }
   return Rc::Ok;
@@ -53,7 +55,7 @@ SegmentPath segmentPath(const OSSIPCResID &key) noexcept {
 }
 
 Descriptor::~Descriptor() {
-  if (isOpen()) close(file_);
+  if (isOpen()) closeUncancelled(file_);
 }
 
 FileIdentity identityOf(const struct stat &status) noexcept { return {status.st_dev, status.st_ino}; }
@@ -84,7 +86,7 @@ Rc rcOfErrno(int error) noexcept {
 }
 
 int createSegmentFile(const SegmentPath &path) noexcept {
-  return open(path.get(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  return openUncancelled(path.get(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
 }
 
 Rc reserveSegmentFile(int file, std::uint64_t size) noexcept {
@@ -99,7 +101,7 @@ Rc reserveSegmentFile(int file, std::uint64_t size) noexcept {
 
 int openSegmentFile(const SegmentPath &path) noexcept {
   // Without waiting: somebody may have put a pipe there.
-  return open(path.get(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  return openUncancelled(path.get(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
 Rc checkSegmentFile(const struct stat &status) noexcept {
@@ -123,7 +125,7 @@ Rc removeSegmentName(const SegmentPath &path, const FileIdentity &file) noexcept
 Rc authorizeSegmentFile(const SegmentPath &path, const FileIdentity &file, uid_t owner, gid_t group,
                         mode_t mode) noexcept {
   // A descriptor that only stands for the file: it pins what was looked at, and needs no permission on it.
-  const Descriptor place(open(path.get(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  const Descriptor place(openUncancelled(path.get(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!place.isOpen()) return rcOfErrno(errno);
   struct stat status;
   if (fstat(place.get(), &status) != 0) return rcOfErrno(errno);

@@ -10,8 +10,8 @@
 
 #include <cstdint>
 
+#include "bounded_text.h"
 #include "layout/rc.h"
-#include "path_text.h"
 
 struct stat;
 

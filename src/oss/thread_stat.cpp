@@ -3,7 +3,6 @@
 // the last closing bracket.
 #include "thread_stat.h"
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -11,7 +10,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "path_text.h"
+#include "bounded_text.h"
+#include "system_calls.h"
 
 namespace oss {
 
@@ -31,10 +31,10 @@ struct ThreadStat {
 
 // Reads the beginning of a file as text. False when it cannot be read or is empty.
 bool readText(const char *path, char (&text)[kLineSize]) {
-  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  const int fd = openUncancelled(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
-  const ssize_t length = read(fd, text, kLineSize - 1);
-  close(fd);
+  const ssize_t length = readUncancelled(fd, text, kLineSize - 1);
+  closeUncancelled(fd);
   if (length <= 0) return false;
   text[length] = '\0';
   return true;

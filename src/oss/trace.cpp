@@ -1,18 +1,20 @@
-// The trace file and the lines in it; the contract is in oss/trace.h. Any thread.
+// The trace file and the lines in it; the contract is in oss/trace.h. Any thread, any moment, without a lock.
 //
-// The descriptor is used and changed under the trace lock alone: a line written without it could go to a file that
-// another thread has opened under the same number meanwhile. The enabled word lies outside the lock, as a hint for
-// callers; what decides is the descriptor.
+// Invariants
+// 1. The number of the trace's descriptor is set once and never closed, so no other file ever gets it. Switching gives
+//    the number another file in one step of the kernel: a line goes whole to the old file or to the new one.
+// 2. While the trace is off, the number leads to something that cannot be written.
 #include <fcntl.h>
 #include <oss/identity.h>
 #include <oss/trace.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 
 #include "layout/rc.h"
-#include "process_lock.h"
+#include "system_calls.h"
 #include "text_line.h"
 #include "trace_lines.h"
 
@@ -25,9 +27,8 @@ using sntr::Rc;
 constexpr int kNoFile = -1;
 constexpr mode_t kFileMode = 0644;
 
-// Guarded by the trace lock. In a forked child it may be the parent's last value or the one before, and both are right
-// there: it is replaced before the old file is closed.
-constinit int gFile = kNoFile;
+// Relaxed wherever it is used: the number alone is read, and the kernel orders what it leads to.
+constinit std::atomic<int> gFile{kNoFile};
 
 constinit OSSTraceControlBlock gControl{};
 
@@ -37,39 +38,42 @@ bool isTraceable(int file) {
   return fstat(file, &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode));
 }
 
-// Without waiting, so that opening a pipe comes back and can be refused, and writing to a stopped terminal comes back.
+Rc rcOfRefusedFile(int error) {
+  if (error == EACCES || error == EPERM || error == EROFS) return Rc::OssNoPermission;
+  return error == EISDIR || error == ENXIO ? Rc::OssBadArgument : Rc::OssSystem;
+}
+
+// Without waiting, so that opening a pipe returns and can be refused, and writing to a stopped terminal returns.
 Rc openFile(const char *path, int &file) {
   if (path == nullptr || *path == '\0') return Rc::OssBadArgument;
-  file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kFileMode);
-  if (file < 0) {
-    if (errno == EACCES || errno == EPERM || errno == EROFS) return Rc::OssNoPermission;
-    return errno == EISDIR || errno == ENXIO ? Rc::OssBadArgument : Rc::OssSystem;
-  }
+  file = openUncancelled(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kFileMode);
+  if (file < 0) return rcOfRefusedFile(errno);
   if (isTraceable(file)) return Rc::Ok;
-  close(file);
+  closeUncancelled(file);
   return Rc::OssBadArgument;
 }
 
-void switchTo(int file) {
-  Locked hold(gTraceLock);
-  const int former = gFile;
-  gFile = file;
-  // Relaxed: pairs with the load in ossTraceIsOn(), which reads nothing else.
-  __atomic_store_n(&gControl.enabled, file == kNoFile ? 0U : 1U, __ATOMIC_RELAXED);
-  if (former != kNoFile) close(former);
+// Makes an open file the trace's; the caller's descriptor is used up.
+Rc switchTo(int file) {
+  int number = kNoFile;
+  if (gFile.compare_exchange_strong(number, file, std::memory_order_relaxed)) return Rc::Ok;
+  const Rc rc = dup3(file, number, O_CLOEXEC) >= 0 ? Rc::Ok : Rc::OssSystem;
+  closeUncancelled(file);
+  return rc;
 }
+
+// Relaxed: pairs with the load in ossTraceIsOn(), which reads nothing else.
+void setEnabled(std::uint32_t enabled) { __atomic_store_n(&gControl.enabled, enabled, __ATOMIC_RELAXED); }
 
 void begin(TextLine &line, std::uint32_t thread) {
-  line.addTime(ossTimeGetUTC());
-  line.add(" %d/%u ", static_cast<int>(getpid()), thread);
+  line.time(ossTimeGetUTC());
+  line.text(" ").decimal(static_cast<std::uint32_t>(getpid())).text("/").decimal(thread).text(" ");
 }
 
+// A line that cannot be written is lost: there is nobody to report it to.
 void end(TextLine &line) {
-  line.add("\n");
-  Locked hold(gTraceLock);
-  if (gFile == kNoFile) return;
-  // A line that cannot be written is lost: there is nobody to tell.
-  [[maybe_unused]] const ssize_t written = write(gFile, line.text(), line.length());
+  line.text("\n");
+  static_cast<void>(writeUncancelled(gFile.load(std::memory_order_relaxed), line.get(), line.length()));
 }
 
 }  // namespace
@@ -78,8 +82,8 @@ void traceRefusedMemory(std::uint64_t size, const char *sourceTag, std::uint32_t
   if (ossTraceIsOn() == 0) return;
   TextLine text;
   begin(text, ossThreadID());
-  text.add("memory: %s line %u was refused %llu bytes", sourceTag != nullptr ? sourceTag : "unknown", line,
-           static_cast<unsigned long long>(size));
+  text.text("memory: ").text(sourceTag != nullptr ? sourceTag : "unknown").text(" line ").decimal(line);
+  text.text(" was refused ").decimal(size).text(" bytes");
   end(text);
 }
 
@@ -91,8 +95,7 @@ void _gtraceEntry(uint32_t thread, uint32_t function, uint64_t first, uint64_t s
   if (ossTraceIsOn() == 0) return;
   oss::TextLine line;
   oss::begin(line, thread);
-  line.addFunction(function);
-  line.add(" entry %llu %llu", static_cast<unsigned long long>(first), static_cast<unsigned long long>(second));
+  line.function(function).text(" entry ").decimal(first).text(" ").decimal(second);
   oss::end(line);
 }
 
@@ -100,9 +103,8 @@ void _gtraceErrorVar(uint32_t thread, uint32_t function, uint32_t probe, uint32_
   if (ossTraceIsOn() == 0) return;
   oss::TextLine line;
   oss::begin(line, thread);
-  line.addFunction(function);
-  line.add(" error at probe %u: ", probe);
-  line.addValue(value);
+  line.function(function).text(" error at probe ").decimal(probe).text(": ");
+  line.value(value);
   oss::end(line);
 }
 
@@ -110,24 +112,28 @@ void _gtraceExit(uint32_t thread, uint32_t function, const uint32_t *result, uin
   if (ossTraceIsOn() == 0) return;
   oss::TextLine line;
   oss::begin(line, thread);
-  line.addFunction(function);
-  line.add(" exit");
+  line.function(function).text(" exit");
   if (result != nullptr) {
-    line.add(" ");
-    line.addValue(*result);
+    line.text(" ");
+    line.value(*result);
   }
-  if (last != 0) line.add(" %llu", static_cast<unsigned long long>(last));
+  if (last != 0) line.text(" ").decimal(last);
   oss::end(line);
 }
 
 uint32_t ossTraceOn(const char *path) {
   int file = oss::kNoFile;
-  const sntr::Rc rc = oss::openFile(path, file);
-  if (!sntr::failed(rc)) oss::switchTo(file);
-  return sntr::code(rc);
+  if (const sntr::Rc rc = oss::openFile(path, file); sntr::failed(rc)) return sntr::code(rc);
+  if (const sntr::Rc rc = oss::switchTo(file); sntr::failed(rc)) return sntr::code(rc);
+  oss::setEnabled(1);
+  return sntr::code(sntr::Rc::Ok);
 }
 
 uint32_t ossTraceOff(void) {
-  oss::switchTo(oss::kNoFile);
+  oss::setEnabled(0);
+  if (oss::gFile.load(std::memory_order_relaxed) == oss::kNoFile) return sntr::code(sntr::Rc::Ok);
+  // A descriptor that cannot be written takes the file's place. Without one the file stays open, which nobody sees.
+  const int nowhere = oss::openUncancelled("/", O_PATH | O_CLOEXEC);
+  if (nowhere >= 0) static_cast<void>(oss::switchTo(nowhere));
   return sntr::code(sntr::Rc::Ok);
 }

@@ -1,7 +1,12 @@
 // Trace, log, and codes as text.
 #include <fcntl.h>
 #include <oss/fault.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 #include <atomic>
 #include <cstring>
@@ -13,6 +18,7 @@
 
 #include "layout/functions.h"
 #include "process.h"
+#include "support/segments.h"
 #include "support/words.h"
 
 namespace oss_test {
@@ -190,43 +196,143 @@ TEST_F(Diagnostics, SinkMayLogAndStepDown) {
   EXPECT_EQ(second.probe, 2U);
 }
 
-// A sink's context may go as soon as another sink is set; the sanitizers see a use after that.
-TEST_F(Diagnostics, FormerSinkHasComeBack) {
+// Two sinks that take turns, each with a context of its own, while threads log.
+TEST_F(Diagnostics, SinkAndContextStayAPair) {
+  static std::atomic<int> mixed{0};
+  static int contexts[2];
+  const OSSLogSink sinks[2] = {
+      [](void *context, uint32_t, uint32_t, uint32_t, uint32_t, const char *) { mixed += context != &contexts[0]; },
+      [](void *context, uint32_t, uint32_t, uint32_t, uint32_t, const char *) { mixed += context != &contexts[1]; }};
   std::atomic<bool> stop{false};
+  ossLogSetSink(sinks[0], &contexts[0]);
   std::thread logger([&] {
     while (!stop) ossLog(0, 0, 1, 3);
   });
-  for (int i = 0; i < 300; ++i) {
-    auto heard = std::make_unique<Heard>();
-    ossLogSetSink(Heard::sink, heard.get());
-    usleep(50);
-    ossLogSetSink([](void *, uint32_t, uint32_t, uint32_t, uint32_t, const char *) {}, nullptr);
-  }
+  for (int i = 0; i < 30000; ++i) EXPECT_RC(ossLogSetSink(sinks[i % 2], &contexts[i % 2]), Rc::Ok);
   stop = true;
   logger.join();
+  EXPECT_EQ(mixed, 0);
 }
 
-TEST_F(Diagnostics, ChildForkedFromASinkOrATraceIsNotStuck) {
-  std::atomic<bool> stop{false};
-  ossTraceOn("/dev/null");
-  ossLogSetSink([](void *, uint32_t, uint32_t, uint32_t, uint32_t, const char *) { usleep(200); }, nullptr);
-  std::thread busy([&] {
-    while (!stop) ossLog(0, 0, 1, 3);
+// Runs a function on a thread that ends with null, unless it is ended before.
+void *resultOfThread(void *(*work)(void *), void *argument, void (*meanwhile)(pthread_t) = nullptr) {
+  pthread_t thread;
+  void *result = nullptr;
+  EXPECT_EQ(pthread_create(&thread, nullptr, work, argument), 0);
+  if (meanwhile != nullptr) meanwhile(thread);
+  EXPECT_EQ(pthread_join(thread, &result), 0);
+  return result;
+}
+
+TEST_F(Diagnostics, ThreadThatEndsInsideLeavesTraceAndLogToOthers) {
+  Child others([&] {
+    alarm(20);
+    const auto log = [](void *) -> void * { return ossLog(0, 0, 1, 3), nullptr; };
+    ossLogSetSink([](void *, uint32_t, uint32_t, uint32_t, uint32_t, const char *) { pthread_exit(nullptr); }, nullptr);
+    resultOfThread(log, nullptr);
+    ossLogSetSink(nullptr, nullptr);
+    ossLog(0, 0, 1, 3);
+    ossTraceOn(path("trace").c_str());
+    const auto trace = [](void *) -> void * {
+      pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
+      for (;;) _gtraceExit(1, kNoFunction, nullptr, 0);
+    };
+    for (int i = 0; i < 50; ++i) {
+      resultOfThread(trace, nullptr, [](pthread_t thread) {
+        usleep(500);
+        pthread_cancel(thread);
+      });
+      _gtraceExit(2, kNoFunction, nullptr, 0);
+    }
+    return static_cast<int>(ossTraceOff());
   });
-  std::thread tracer([&] {
-    while (!stop) _gtraceExit(1, kNoFunction, nullptr, 0);
-  });
-  for (int i = 0; i < 30; ++i) {
-    Child child([] {
-      alarm(20);
-      ossLog(0, 0, 1, 3);
-      return static_cast<int>(ossTraceOff());
-    });
-    EXPECT_EQ(child.result(), 0) << "fork " << i;
+  EXPECT_EQ(others.result(), 0);
+}
+
+// Calls that wait, open, read or write, made by a thread that ends at the next cancellation point.
+TEST_F(Diagnostics, NoCallIsACancellationPoint) {
+  static ossVLatch latch;
+  static std::string file;
+  file = path("trace");
+  const struct {
+    const char *name;
+    void (*call)();
+  } rows[] = {{"identity", [] { ossThreadID(); }},
+              {"trace", [] { ossTraceOn(file.c_str()), _gtraceExit(1, kNoFunction, nullptr, 0), ossTraceOff(); }},
+              {"log", [] { ossLog(0, 0, 1, 3); }},
+              {"segment",
+               [] {
+                 const OSSIPCMemoryCreateParam made{OSS_IPC_VERSION, support::newKey(), 0, 4096, nullptr, 0600, 0};
+                 OSSHIPCMemory segment, second;
+                 EXPECT_RC(segment.create(&made), Rc::Ok);
+                 EXPECT_RC(second.attach(&made.key, nullptr), Rc::Ok);
+                 EXPECT_RC(second.authorize(OSS_IPC_KEEP_ID, OSS_IPC_KEEP_ID, 0640), Rc::Ok);
+                 EXPECT_RC(second.destroy(), Rc::Ok);
+               }},
+              {"latch", [] { EXPECT_RC(ossVLatchGet(&latch), Rc::OssLatchTimeout); }},
+              {"byte", [] {
+                 uint8_t byte = 1;
+                 std::thread owner([&] {
+                   usleep(20000);
+                   __atomic_store_n(&byte, 0, __ATOMIC_RELEASE);
+                 });
+                 EXPECT_RC(ossLockGetConflict(&byte), Rc::Ok);
+                 pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);  // join() is one
+                 owner.join();
+               }}};
+  ossVLatchInit(&latch, 0);
+  ossVLatchGet(&latch);
+  ossVLatchSetWaitLimit(20);
+  for (const auto &row : rows) {
+    const auto run = [](void *call) -> void * {
+      pthread_cancel(pthread_self());
+      reinterpret_cast<void (*)()>(call)();
+      return nullptr;
+    };
+    EXPECT_EQ(resultOfThread(run, reinterpret_cast<void *>(row.call)), nullptr) << row.name;
   }
-  stop = true;
-  busy.join();
-  tracer.join();
+  ossVLatchSetWaitLimit(30000);
+  ossVLatchRelease(&latch);
+}
+
+// A directory /dev of the calling process's own, empty. Below 0: the kernel refuses it.
+int enterOwnDev() {
+  const int user = geteuid() == 0 ? 0 : CLONE_NEWUSER;
+  if (unshare(CLONE_NEWNS | user) != 0) return -1;
+  if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return -1;
+  return mount("tmpfs", "/dev", "tmpfs", 0, nullptr);
+}
+
+// What the receiver has got, up to its "]: "; empty: nothing.
+std::string received(int receiver, bool withText = false) {
+  char line[600];
+  const ssize_t length = recv(receiver, line, sizeof line, MSG_DONTWAIT);
+  const std::string text(line, length < 0 ? 0 : static_cast<size_t>(length));
+  return withText ? text : text.substr(0, text.find("]: "));
+}
+
+TEST_F(Diagnostics, LogReachesTheSystemsLogWithoutWaiting) {
+  constexpr int kRefused = 77;
+  Child own([] {
+    alarm(20);
+    if (enterOwnDev() != 0) return kRefused;
+    ossLog(0, 5, 1, 3);  // nobody listens
+    const int receiver = socket(AF_UNIX, SOCK_DGRAM, 0);
+    const sockaddr_un address = {AF_UNIX, "/dev/log"};
+    if (bind(receiver, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) return 1;
+    const std::string prefix = std::string("<11>") + program_invocation_short_name + "[";
+    ossLog(0, 5, 1, 3);
+    EXPECT_EQ(received(receiver, true), prefix + std::to_string(getpid()) + "]: 0x00000005 at probe 1");
+    Child forked([] { return ossLog(0, 5, 1, 3), 0; });
+    const std::string child = std::to_string(forked.pid());
+    if (forked.result() != 0) return 2;
+    EXPECT_EQ(received(receiver), prefix + child);
+    for (int i = 0; i < 5000; ++i) ossLog(0, 5, 1, 3);  // more than wait for a receiver
+    return testing::Test::HasFailure() ? 3 : 0;
+  });
+  const int result = own.result();
+  if (result == kRefused) GTEST_SKIP() << "this kernel gives its user no user and mount namespace of his own";
+  EXPECT_EQ(result, 0);
 }
 
 TEST(Describe, WritesNameAndTextAsFarAsTheyFit) {
