@@ -22,6 +22,7 @@
 #define OSS_OSS_H
 
 #include <oss/atomic.h>
+#include <oss/error.h>
 #include <oss/identity.h>
 #include <oss/latch.h>
 #include <oss/log.h>

@@ -46,10 +46,10 @@ extern "C" {
  * The rules for the parameters hold for defaults too: a domain smaller than the default granule must be given another.
  *
  * Answers 0 with a handle stored; or 0 with `*domain` left alone, when the services layer refused to create the segment
- * for another reason than that it exists (no permission, no space, a size or mode that no segment can have; the trace
- * tells). So set `*domain` to null before the call and look at it afterwards. Otherwise `*domain` is left alone and the
- * segment is destroyed again. Memory of the caller's in which building began carries no eyecatcher; if nothing was
- * written, an eyecatcher of an earlier domain stays:
+ * for another reason than that it exists (no permission, no space, a size or mode that no segment can have). Then
+ * ossGetLastSystemError() and the trace tell the reason. So set `*domain` to null before the call and look at it
+ * afterwards. Otherwise `*domain` is left alone and the segment is destroyed again. Memory of the caller's in which
+ * building began carries no eyecatcher; if nothing was written, an eyecatcher of an earlier domain stays:
  *   SNTR_RC_NULL_DOMAIN_HANDLE          `domain` is null
  *   SNTR_RC_PARAM_OFFSET_UNEVEN         `heapHeaderOffset` is not a multiple of 8
  *   SNTR_RC_BAD_USER_AREA_SIZE          `userAppAreaSize` is above `size`

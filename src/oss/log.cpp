@@ -16,6 +16,7 @@
 
 #include "layout/rc.h"
 #include "system_calls.h"
+#include "system_error.h"
 #include "text_line.h"
 
 namespace oss {
@@ -104,7 +105,7 @@ uint32_t ossLogSetSink(OSSLogSink sink, void *context) {
   if (sink != nullptr) {
     record = oss::findSink(sink, context);
     if (record == nullptr) record = oss::newSink(sink, context);
-    if (record == nullptr) return sntr::code(oss::Rc::OssNoMemory);
+    if (record == nullptr) return sntr::code(oss::systemFailure(oss::Rc::OssNoMemory, ENOMEM));
   }
   // Release: pairs with the acquire in deliver().
   oss::gSink.store(record, std::memory_order_release);

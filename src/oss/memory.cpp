@@ -1,10 +1,12 @@
 // Private memory; the contract is in oss/memory.h. Any thread.
 #include <oss/memory.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 
 #include "inject.h"
+#include "system_error.h"
 #include "trace_lines.h"
 
 static_assert(alignof(std::max_align_t) >= 16, "the C library's memory is aligned as the interface says");
@@ -17,6 +19,7 @@ void *_ossMemAlloc(uint64_t size, const char *sourceTag, uint32_t line) {
   if (memory != nullptr) {
     oss::countHeld(OSSFaultHeldBlocks, 1);
   } else {
+    static_cast<void>(oss::systemFailure(oss::Rc::OssNoMemory, ENOMEM));
     oss::traceRefusedMemory(size, sourceTag, line);
   }
   return memory;

@@ -13,6 +13,8 @@
 
 #include "inject.h"
 #include "segment_file.h"
+#include "system_error.h"
+#include "trace_lines.h"
 
 static_assert(offsetof(OSSIPCMemoryCreateParam, key) == 8 && offsetof(OSSIPCMemoryCreateParam, reserved) == 20);
 static_assert(offsetof(OSSIPCMemoryCreateParam, size) == 24 && offsetof(OSSIPCMemoryCreateParam, accessMode) == 40);
@@ -25,6 +27,7 @@ namespace oss {
 struct OpenedSegment {
   void *address;
   struct stat status;
+  const char *detail;  // why it could not be opened, beyond result code and errno; null: there is no more to say
 };
 
 }  // namespace oss
@@ -39,8 +42,10 @@ struct OSSHIPCMemory::Mapping {
   uint64_t size = 0;
   OSSIPCMemoryInfo lastSeen{};
 
-  static uint32_t settle(OSSHIPCMemory &object, Mapping *mapping, const oss::OpenedSegment &opened,
-                         oss::Rc rc) noexcept;
+  static oss::Rc create(OSSHIPCMemory &object, const OSSIPCMemoryCreateParam *parameters) noexcept;
+  static oss::Rc attach(OSSHIPCMemory &object, const OSSIPCResID *key, void *requestedAddress) noexcept;
+  static oss::Rc settle(OSSHIPCMemory &object, Mapping *mapping, const oss::OpenedSegment &opened, const char *attempt,
+                        oss::Rc rc) noexcept;
   static oss::Rc unmap(OSSHIPCMemory &object) noexcept;
 };
 
@@ -51,6 +56,7 @@ using oss::countHeld;
 using oss::Descriptor;
 using oss::failed;
 using oss::injected;
+using oss::keepingSystemError;
 using oss::OpenedSegment;
 using oss::Rc;
 using oss::reported;
@@ -64,7 +70,7 @@ OSSIPCMemoryInfo infoOf(const struct stat &status, uint64_t mapped) {
 // The address is a hint: without MAP_FIXED the kernel never replaces what is mapped there.
 Rc map(int file, uint64_t size, void *hint, void *&address) {
   void *mapped = mmap(hint, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-  if (mapped == MAP_FAILED) return errno == ENOMEM ? Rc::OssNoMemory : Rc::OssSystem;
+  if (mapped == MAP_FAILED) return oss::systemFailure(errno == ENOMEM ? Rc::OssNoMemory : Rc::OssSystem, errno);
   address = mapped;
   return Rc::Ok;
 }
@@ -81,39 +87,44 @@ Rc furnish(int file, const OSSIPCMemoryCreateParam &wanted, OpenedSegment &made)
   if (Rc rc = map(file, wanted.size, wanted.requestedAddress, made.address); failed(rc)) return rc;
   const bool done = fchmod(file, static_cast<mode_t>(wanted.accessMode)) == 0 && fstat(file, &made.status) == 0;
   if (done) return Rc::Ok;
+  const Rc rc = oss::systemFailure(Rc::OssSystem, errno);
   munmap(made.address, wanted.size);
-  return Rc::OssSystem;
+  return rc;
 }
 
 Rc createFile(const oss::SegmentPath &path, const OSSIPCMemoryCreateParam &wanted, OpenedSegment &made) {
   const Descriptor file(oss::createSegmentFile(path));
   if (!file.isOpen()) {
-    const Rc rc = oss::rcOfErrno(errno);
+    const Rc rc = oss::failureOf(errno);
     return rc == Rc::OssNotFound ? Rc::OssSystem : rc;  // it is the directory that is missing
   }
   // Known before anything can fail, so that the name is taken back only while it leads to this file.
-  if (fstat(file.get(), &made.status) != 0) return Rc::OssSystem;
+  if (fstat(file.get(), &made.status) != 0) return oss::systemFailure(Rc::OssSystem, errno);
   const oss::FileIdentity identity = oss::identityOf(made.status);
   const Rc rc = furnish(file.get(), wanted, made);
-  if (failed(rc)) static_cast<void>(oss::removeSegmentName(path, identity));
-  return rc;
+  if (!failed(rc)) return rc;
+  const int reason = oss::tSystemError;
+  static_cast<void>(oss::removeSegmentName(path, identity));
+  return oss::systemFailure(rc, reason);
 }
 
 Rc openFile(const oss::SegmentPath &path, void *hint, OpenedSegment &found) {
   const Descriptor file(oss::openSegmentFile(path));
-  if (!file.isOpen() || fstat(file.get(), &found.status) != 0) return oss::rcOfErrno(errno);
-  if (Rc rc = oss::checkSegmentFile(found.status); failed(rc)) return rc;
+  if (!file.isOpen() || fstat(file.get(), &found.status) != 0) return oss::failureOf(errno);
+  found.detail = oss::whyNoSegment(found.status);
+  if (found.detail != nullptr) return Rc::OssNotASegment;
   return map(file.get(), static_cast<uint64_t>(found.status.st_size), hint, found.address);
 }
 
 }  // namespace
 
 // Ends an attempt to attach: the object takes the mapping over, or the mapping goes.
-uint32_t OSSHIPCMemory::Mapping::settle(OSSHIPCMemory &object, Mapping *mapping, const OpenedSegment &opened,
-                                        Rc rc) noexcept {
+Rc OSSHIPCMemory::Mapping::settle(OSSHIPCMemory &object, Mapping *mapping, const OpenedSegment &opened,
+                                  const char *attempt, Rc rc) noexcept {
   if (failed(rc)) {
+    oss::traceRefusedSegment(attempt, mapping->path.get(), rc, oss::tSystemError, opened.detail);
     delete mapping;
-    return code(rc);
+    return rc;
   }
   mapping->file = oss::identityOf(opened.status);
   mapping->size = static_cast<uint64_t>(opened.status.st_size);
@@ -121,17 +132,37 @@ uint32_t OSSHIPCMemory::Mapping::settle(OSSHIPCMemory &object, Mapping *mapping,
   object.address_ = opened.address;
   object.mapping_ = mapping;
   countHeld(OSSFaultHeldSegments, 1);
-  return code(Rc::Ok);
+  return Rc::Ok;
+}
+
+Rc OSSHIPCMemory::Mapping::create(OSSHIPCMemory &object, const OSSIPCMemoryCreateParam *parameters) noexcept {
+  if (object.isAttached()) return Rc::OssAlreadyAttached;
+  if (Rc rc = checkParameters(parameters); failed(rc)) return rc;
+  auto *mapping = new Mapping{.path = oss::segmentPath(parameters->key)};
+  if (mapping == nullptr) return oss::systemFailure(Rc::OssNoMemory, ENOMEM);
+  OpenedSegment made{};
+  const Rc rc = createFile(mapping->path, *parameters, made);
+  return settle(object, mapping, made, "create", rc);  // NOLINT(clang-analyzer-unix.Malloc): kept there, or deleted
+}
+
+Rc OSSHIPCMemory::Mapping::attach(OSSHIPCMemory &object, const OSSIPCResID *key, void *requestedAddress) noexcept {
+  if (object.isAttached()) return Rc::OssAlreadyAttached;
+  if (key == nullptr) return Rc::OssBadArgument;
+  auto *mapping = new Mapping{.path = oss::segmentPath(*key)};
+  if (mapping == nullptr) return oss::systemFailure(Rc::OssNoMemory, ENOMEM);
+  OpenedSegment found{};
+  const Rc rc = openFile(mapping->path, requestedAddress, found);
+  return settle(object, mapping, found, "attach", rc);  // NOLINT(clang-analyzer-unix.Malloc): as in create()
 }
 
 // Leaves the object detached, whatever the answer.
 Rc OSSHIPCMemory::Mapping::unmap(OSSHIPCMemory &object) noexcept {
-  const bool done = munmap(object.address_, object.mapping_->size) == 0;
+  const Rc rc = munmap(object.address_, object.mapping_->size) == 0 ? Rc::Ok : oss::systemFailure(Rc::OssSystem, errno);
   delete object.mapping_;
   object.mapping_ = nullptr;
   object.address_ = nullptr;
   countHeld(OSSFaultHeldSegments, -1);
-  return done ? Rc::Ok : Rc::OssSystem;
+  return rc;
 }
 
 // The C library's allocation, here and for a Mapping: the language's own would bring in a second runtime library, which
@@ -145,58 +176,54 @@ OSSHIPCMemory::~OSSHIPCMemory() { delete mapping_; }
 
 uint32_t OSSHIPCMemory::create(const OSSIPCMemoryCreateParam *parameters) noexcept {
   if (injected(OSSFaultSegmentCreate)) return code(Rc::OssInjected);
-  if (isAttached()) return code(Rc::OssAlreadyAttached);
-  if (Rc rc = checkParameters(parameters); failed(rc)) return code(rc);
-  auto *mapping = new Mapping{.path = oss::segmentPath(parameters->key)};
-  if (mapping == nullptr) return code(Rc::OssNoMemory);
-  OpenedSegment made{};
-  const Rc rc = createFile(mapping->path, *parameters, made);
-  return Mapping::settle(*this, mapping, made, rc);  // NOLINT(clang-analyzer-unix.Malloc): it is kept there, or deleted
+  return code(keepingSystemError([&] { return Mapping::create(*this, parameters); }));
 }
 
 uint32_t OSSHIPCMemory::attach(const OSSIPCResID *key, void *requestedAddress) noexcept {
   if (injected(OSSFaultSegmentAttach)) return code(Rc::OssInjected);
-  if (isAttached()) return code(Rc::OssAlreadyAttached);
-  if (key == nullptr) return code(Rc::OssBadArgument);
-  auto *mapping = new Mapping{.path = oss::segmentPath(*key)};
-  if (mapping == nullptr) return code(Rc::OssNoMemory);
-  OpenedSegment found{};
-  const Rc rc = openFile(mapping->path, requestedAddress, found);
-  return Mapping::settle(*this, mapping, found, rc);  // NOLINT(clang-analyzer-unix.Malloc): as in create()
+  return code(keepingSystemError([&] { return Mapping::attach(*this, key, requestedAddress); }));
 }
 
 bool OSSHIPCMemory::isAttached() const noexcept { return address_ != nullptr; }
 
 uint32_t OSSHIPCMemory::getAddress(void **address) const noexcept {
   if (injected(OSSFaultSegmentGetAddress)) return code(Rc::OssInjected);
-  if (address == nullptr) return code(Rc::OssBadArgument);
-  if (!isAttached()) return code(Rc::OssNotAttached);
-  *address = address_;
-  return code(Rc::Ok);
+  return code(keepingSystemError([&] {
+    if (address == nullptr) return Rc::OssBadArgument;
+    if (!isAttached()) return Rc::OssNotAttached;
+    *address = address_;
+    return Rc::Ok;
+  }));
 }
 
 uint32_t OSSHIPCMemory::getInfo(OSSIPCMemoryInfo *info) noexcept {
   if (injected(OSSFaultSegmentGetInfo)) return code(Rc::OssInjected);
-  if (info == nullptr) return code(Rc::OssBadArgument);
-  if (!isAttached()) return code(Rc::OssNotAttached);
-  struct stat status;
-  const Rc rc = oss::lookUpSegmentFile(mapping_->path, mapping_->file, status);
-  if (!failed(rc)) mapping_->lastSeen = infoOf(status, mapping_->size);
-  *info = mapping_->lastSeen;
-  return code(Rc::Ok);
+  return code(keepingSystemError([&] {
+    if (info == nullptr) return Rc::OssBadArgument;
+    if (!isAttached()) return Rc::OssNotAttached;
+    struct stat status;
+    const Rc rc = oss::lookUpSegmentFile(mapping_->path, mapping_->file, status);
+    if (!failed(rc)) mapping_->lastSeen = infoOf(status, mapping_->size);
+    *info = mapping_->lastSeen;
+    return Rc::Ok;
+  }));
 }
 
 uint32_t OSSHIPCMemory::authorize(uint32_t owner, uint32_t group, uint32_t mode) noexcept {
   if (injected(OSSFaultSegmentAuthorize)) return code(Rc::OssInjected);
-  if (mode > oss::kPermissionBits) return code(Rc::OssBadArgument);
-  if (!isAttached()) return code(Rc::OssNotAttached);
-  return code(oss::authorizeSegmentFile(mapping_->path, mapping_->file, owner, group, mode));
+  return code(keepingSystemError([&] {
+    if (mode > oss::kPermissionBits) return Rc::OssBadArgument;
+    if (!isAttached()) return Rc::OssNotAttached;
+    return oss::authorizeSegmentFile(mapping_->path, mapping_->file, owner, group, mode);
+  }));
 }
 
 uint32_t OSSHIPCMemory::detach() noexcept {
   const bool madeToFail = injected(OSSFaultSegmentDetach);
-  if (!isAttached()) return code(Rc::OssNotAttached);
-  return code(reported(Mapping::unmap(*this), madeToFail));
+  return code(keepingSystemError([&] {
+    if (!isAttached()) return Rc::OssNotAttached;
+    return reported(Mapping::unmap(*this), madeToFail);
+  }));
 }
 
 uint32_t OSSHIPCMemory::removeName() noexcept {
@@ -207,9 +234,11 @@ uint32_t OSSHIPCMemory::removeName() noexcept {
 
 uint32_t OSSHIPCMemory::destroy() noexcept {
   const bool madeToFail = injected(OSSFaultSegmentDestroy);
-  if (!isAttached()) return code(Rc::OssNotAttached);
-  // The name while the memory is still mapped: unmapped, the inode that the name is compared with could be another's.
-  const Rc removed = oss::removeSegmentName(mapping_->path, mapping_->file);
-  const Rc unmapped = Mapping::unmap(*this);
-  return code(reported(sntr::firstFailure(removed, unmapped), madeToFail));
+  return code(keepingSystemError([&] {
+    if (!isAttached()) return Rc::OssNotAttached;
+    // The name while the memory is still mapped: unmapped, its inode, which is compared, could be another's.
+    const Rc removed = oss::removeSegmentName(mapping_->path, mapping_->file);
+    const Rc unmapped = Mapping::unmap(*this);
+    return reported(sntr::firstFailure(removed, unmapped), madeToFail);
+  }));
 }

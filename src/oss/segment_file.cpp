@@ -10,6 +10,7 @@
 #include <cerrno>
 
 #include "system_calls.h"
+#include "system_error.h"
 
 namespace oss {
 
@@ -40,7 +41,7 @@ bool exceedsFilesystem(int file, std::uint64_t size) {
 
 Rc reservePiece(int file, std::uint64_t from, std::uint64_t length, int &interruptions) {
   while (reserveUncancelled(file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(from), static_cast<off_t>(length)) != 0) {
-    if (errno != EINTR || ++interruptions > kMostInterruptions) return rcOfErrno(errno);
+    if (errno != EINTR || ++interruptions > kMostInterruptions) return failureOf(errno);
   }
   return Rc::Ok;
 }
@@ -60,7 +61,9 @@ Descriptor::~Descriptor() {
 
 FileIdentity identityOf(const struct stat &status) noexcept { return {status.st_dev, status.st_ino}; }
 
-Rc rcOfErrno(int error) noexcept {
+namespace {
+
+Rc rcOfErrno(int error) {
   switch (error) {
     case EEXIST:
       return Rc::OssExists;
@@ -85,18 +88,24 @@ Rc rcOfErrno(int error) noexcept {
   }
 }
 
+}  // namespace
+
+Rc failureOf(int error) noexcept { return systemFailure(rcOfErrno(error), error); }
+
 int createSegmentFile(const SegmentPath &path) noexcept {
   return openUncancelled(path.get(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
 }
 
 Rc reserveSegmentFile(int file, std::uint64_t size) noexcept {
-  if (exceedsFileLimit(size) || exceedsFilesystem(file, size)) return Rc::OssNoSpace;
+  // The reasons that the system would have given.
+  if (exceedsFileLimit(size)) return failureOf(EFBIG);
+  if (exceedsFilesystem(file, size)) return failureOf(ENOSPC);
   int interruptions = 0;
   for (std::uint64_t from = 0; from < size; from += kPiece) {
     const std::uint64_t length = size - from < kPiece ? size - from : kPiece;
     if (Rc rc = reservePiece(file, from, length, interruptions); failed(rc)) return rc;
   }
-  return ftruncate(file, static_cast<off_t>(size)) == 0 ? Rc::Ok : rcOfErrno(errno);
+  return ftruncate(file, static_cast<off_t>(size)) == 0 ? Rc::Ok : failureOf(errno);
 }
 
 int openSegmentFile(const SegmentPath &path) noexcept {
@@ -104,13 +113,14 @@ int openSegmentFile(const SegmentPath &path) noexcept {
   return openUncancelled(path.get(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
-Rc checkSegmentFile(const struct stat &status) noexcept {
-  const bool plausible = status.st_size > 0 && static_cast<std::uint64_t>(status.st_size) <= kLargestSegment;
-  return S_ISREG(status.st_mode) && plausible ? Rc::Ok : Rc::OssNotASegment;
+const char *whyNoSegment(const struct stat &status) noexcept {
+  if (!S_ISREG(status.st_mode)) return "no regular file";
+  if (status.st_size <= 0) return "too short: empty";
+  return static_cast<std::uint64_t>(status.st_size) > kLargestSegment ? "too long" : nullptr;
 }
 
 Rc lookUpSegmentFile(const SegmentPath &path, const FileIdentity &file, struct stat &status) noexcept {
-  if (lstat(path.get(), &status) != 0) return rcOfErrno(errno);
+  if (lstat(path.get(), &status) != 0) return failureOf(errno);
   const bool same = status.st_dev == file.device && status.st_ino == file.inode;
   return same ? Rc::Ok : Rc::OssReplaced;
 }
@@ -118,7 +128,7 @@ Rc lookUpSegmentFile(const SegmentPath &path, const FileIdentity &file, struct s
 Rc removeSegmentName(const SegmentPath &path, const FileIdentity &file) noexcept {
   struct stat status;
   Rc rc = lookUpSegmentFile(path, file, status);
-  if (!failed(rc) && unlink(path.get()) != 0) rc = rcOfErrno(errno);
+  if (!failed(rc) && unlink(path.get()) != 0) rc = failureOf(errno);
   return rc == Rc::OssNotFound ? Rc::Ok : rc;  // somebody was faster, to the same end
 }
 
@@ -126,16 +136,16 @@ Rc authorizeSegmentFile(const SegmentPath &path, const FileIdentity &file, uid_t
                         mode_t mode) noexcept {
   // A descriptor that only stands for the file: it pins what was looked at, and needs no permission on it.
   const Descriptor place(openUncancelled(path.get(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  if (!place.isOpen()) return rcOfErrno(errno);
+  if (!place.isOpen()) return failureOf(errno);
   struct stat status;
-  if (fstat(place.get(), &status) != 0) return rcOfErrno(errno);
+  if (fstat(place.get(), &status) != 0) return failureOf(errno);
   if (status.st_dev != file.device || status.st_ino != file.inode) return Rc::OssReplaced;
   // The owner first: a new mode must not open the file to a group that is about to lose it.
-  if (fchownat(place.get(), "", owner, group, AT_EMPTY_PATH) != 0) return rcOfErrno(errno);
+  if (fchownat(place.get(), "", owner, group, AT_EMPTY_PATH) != 0) return failureOf(errno);
   PathText link;
   link.text("/proc/self/fd/").decimal(static_cast<std::uint32_t>(place.get()));
   if (chmod(link.get(), mode) == 0) return Rc::Ok;
-  return errno == ENOENT ? Rc::OssSystem : rcOfErrno(errno);  // it is /proc that is missing
+  return errno == ENOENT ? systemFailure(Rc::OssSystem, errno) : failureOf(errno);  // it is /proc that is missing
 }
 
 }  // namespace oss

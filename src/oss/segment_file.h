@@ -50,8 +50,8 @@ struct FileIdentity {
 
 FileIdentity identityOf(const struct stat &status) noexcept;
 
-// The result code of a failed system call on a segment's file.
-Rc rcOfErrno(int error) noexcept;
+// Stores the reason of a failed system call on a segment's file, and returns its result code.
+Rc failureOf(int error) noexcept;
 
 // Opens a file that did not exist, for its creator alone. The answer is the descriptor, or below 0 with errno set.
 int createSegmentFile(const SegmentPath &path) noexcept;
@@ -63,8 +63,8 @@ Rc reserveSegmentFile(int file, std::uint64_t size) noexcept;
 // Opens an existing file for reading and writing. As createSegmentFile().
 int openSegmentFile(const SegmentPath &path) noexcept;
 
-// Whether a file can be a segment: Ok, or OssNotASegment.
-Rc checkSegmentFile(const struct stat &status) noexcept;
+// Why a file cannot be a segment, in words for the trace; null: it can.
+const char *whyNoSegment(const struct stat &status) noexcept;
 
 // Looks what the name leads to. Ok: to this file, and `status` is what it is like; OssNotFound: to nothing;
 // OssReplaced: to another file; otherwise the look itself failed.

@@ -12,9 +12,11 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 
 #include "layout/rc.h"
 #include "system_calls.h"
+#include "system_error.h"
 #include "text_line.h"
 #include "trace_lines.h"
 
@@ -47,7 +49,7 @@ Rc rcOfRefusedFile(int error) {
 Rc openFile(const char *path, int &file) {
   if (path == nullptr || *path == '\0') return Rc::OssBadArgument;
   file = openUncancelled(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kFileMode);
-  if (file < 0) return rcOfRefusedFile(errno);
+  if (file < 0) return systemFailure(rcOfRefusedFile(errno), errno);
   if (isTraceable(file)) return Rc::Ok;
   closeUncancelled(file);
   return Rc::OssBadArgument;
@@ -57,7 +59,7 @@ Rc openFile(const char *path, int &file) {
 Rc switchTo(int file) {
   int number = kNoFile;
   if (gFile.compare_exchange_strong(number, file, std::memory_order_relaxed)) return Rc::Ok;
-  const Rc rc = dup3(file, number, O_CLOEXEC) >= 0 ? Rc::Ok : Rc::OssSystem;
+  const Rc rc = dup3(file, number, O_CLOEXEC) >= 0 ? Rc::Ok : systemFailure(Rc::OssSystem, errno);
   closeUncancelled(file);
   return rc;
 }
@@ -84,6 +86,18 @@ void traceRefusedMemory(std::uint64_t size, const char *sourceTag, std::uint32_t
   begin(text, ossThreadID());
   text.text("memory: ").text(sourceTag != nullptr ? sourceTag : "unknown").text(" line ").decimal(line);
   text.text(" was refused ").decimal(size).text(" bytes");
+  end(text);
+}
+
+void traceRefusedSegment(const char *attempt, const char *path, Rc rc, int error, const char *detail) noexcept {
+  if (ossTraceIsOn() == 0) return;
+  TextLine text;
+  begin(text, ossThreadID());
+  text.text("segment: ").text(attempt).text(" ").text(path).text(": ");
+  text.value(sntr::code(rc));
+  if (const sntr::RcRow *row = sntr::findResultCode(sntr::code(rc)); row != nullptr) text.text(", ").text(row->text);
+  if (const char *name = error != 0 ? strerrorname_np(error) : nullptr; name != nullptr) text.text(", ").text(name);
+  if (detail != nullptr) text.text(", ").text(detail);
   end(text);
 }
 
@@ -122,11 +136,13 @@ void _gtraceExit(uint32_t thread, uint32_t function, const uint32_t *result, uin
 }
 
 uint32_t ossTraceOn(const char *path) {
-  int file = oss::kNoFile;
-  if (const sntr::Rc rc = oss::openFile(path, file); sntr::failed(rc)) return sntr::code(rc);
-  if (const sntr::Rc rc = oss::switchTo(file); sntr::failed(rc)) return sntr::code(rc);
-  oss::setEnabled(1);
-  return sntr::code(sntr::Rc::Ok);
+  return sntr::code(oss::keepingSystemError([path] {
+    int file = oss::kNoFile;
+    if (const sntr::Rc rc = oss::openFile(path, file); sntr::failed(rc)) return rc;
+    const sntr::Rc rc = oss::switchTo(file);
+    if (!sntr::failed(rc)) oss::setEnabled(1);
+    return rc;
+  }));
 }
 
 uint32_t ossTraceOff(void) {

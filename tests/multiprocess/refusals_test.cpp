@@ -1,5 +1,8 @@
 // What is refused because of another process, or because of what stands under the segment's name: the code, nothing
 // changed, and all goes on when the reason has gone.
+#include <oss/error.h>
+
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -190,6 +193,15 @@ TEST_F(SharedSegment, AForeignFileUnderTheNameIsRefusedAndLeftAlone) {
     support::removeSegment(foreign);
   }
   EXPECT_EQ(infoOf(domain).connectCount, 1u) << "a domain was reached through a link";
+}
+
+TEST_F(SharedSegment, ASegmentThatTheSystemRefusesLeavesTheReason) {
+  ShmDomainHandle *handle = nullptr;
+  int reason = 0;
+  EXPECT_RC(sntrCreateShmDomain(&key, nullptr, uint64_t{1} << 45, nullptr, &handle), Rc::Ok);
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_RC(ossGetLastSystemError(&reason), Rc::Ok);
+  EXPECT_EQ(reason, ENOSPC);
 }
 
 }  // namespace

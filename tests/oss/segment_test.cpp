@@ -4,10 +4,12 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
-#include <optional>
+#include <thread>
 
 #include "process.h"
 #include "support/segments.h"
@@ -235,13 +237,60 @@ TEST_F(Segment, TellsWhatItIsLikeNow) {
   EXPECT_RC(second.detach(), Rc::Ok);
 }
 
+// What a failure leaves for ossGetLastSystemError(), and in the trace.
+TEST_F(Segment, SystemsReasonIsKept) {
+  const std::string trace = testing::TempDir() + "oss_reasons_" + std::to_string(getpid());
+  const auto make = [&](OSSIPCMemoryCreateParam parameters) { return OSSHIPCMemory().create(&parameters); };
+  const auto tooLarge = [&] {
+    OSSIPCMemoryCreateParam parameters = parameters_;
+    parameters.size = uint64_t{1} << 46;
+    return make(parameters);
+  };
+  const struct {
+    const char *name;
+    std::function<uint32_t()> call;
+    int want;
+    std::string traced;
+  } rows[] = {
+      {"missing", [&] { return attach(segment_); }, ENOENT,
+       ": OssNotFound 0x90000044, no segment has this key, ENOENT"},
+      {"no room", tooLarge, ENOSPC, ", ENOSPC"},
+      {"created", [&] { return create(); }, ENOSPC, ""},
+      {"exists", [&] { return make(parameters_); }, EEXIST,
+       ": OssExists 0x9000004a, a segment with this key exists, EEXIST"},
+      {"bad argument", [&] { return segment_.getAddress(nullptr); }, 0, ""},
+      {"memory", [&] { return _ossMemAlloc(~uint64_t{0}, "test", 1) == nullptr ? 1U : 0U; }, ENOMEM, " was refused "},
+      {"trace", [&] { return ossTraceOn("/nowhere/file"); }, ENOENT, ""},
+      {"empty", [&] { return fs::resize_file(path_, 0), OSSHIPCMemory().attach(&parameters_.key, nullptr); }, 0,
+       ": OssNotASegment 0x90000045, what the key leads to is not a regular file of plausible size, too short: empty"},
+  };
+  int reason = -1;
+  EXPECT_RC(ossGetLastSystemError(nullptr), Rc::OssBadArgument);
+  for (const auto &row : rows) {
+    ossTraceOn(trace.c_str());
+    row.call();
+    ossTraceOff();
+    EXPECT_RC(ossGetLastSystemError(&reason), Rc::Ok);
+    EXPECT_EQ(reason, row.want) << row.name;
+    std::thread([&] { ossGetLastSystemError(&reason); }).join();
+    EXPECT_EQ(reason, 0) << row.name << ", on another thread";
+    std::ifstream file(trace);
+    std::string line;
+    std::getline(file, line);
+    EXPECT_TRUE(row.traced.empty() ? line.empty() : line.find(row.traced) != line.npos) << row.name << ": " << line;
+    fs::remove(trace);
+  }
+}
+
 TEST_F(Segment, PermissionIsAsked) {
   parameters_.accessMode = 0400;
   ASSERT_RC(create(), Rc::Ok);
   Child stranger([&] {
     if (geteuid() == 0 && setuid(kNobody) != 0) return 1;
     OSSHIPCMemory second;
-    if (attach(second) != sntr::code(Rc::OssNoPermission)) return 2;
+    int reason = 0;
+    if (attach(second) != sntr::code(Rc::OssNoPermission) || ossGetLastSystemError(&reason) != 0) return 2;
+    if (reason != EACCES) return 5;
     if (getuid() != kNobody) return 0;  // its owner, who may do what follows
     if (segment_.authorize(OSS_IPC_KEEP_ID, OSS_IPC_KEEP_ID, 0666) != sntr::code(Rc::OssNoPermission)) return 3;
     return segment_.destroy() == sntr::code(Rc::OssNoPermission) && !segment_.isAttached() ? 0 : 4;
