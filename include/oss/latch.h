@@ -8,7 +8,8 @@
  *   - One thread holds a latch at a time. Which thread, is part of the latch: getting one that the calling thread holds
  *     already, and releasing one that it does not hold, fail and change nothing.
  *   - A forked child is not its parent: it holds none of the parent's latches. A program that replaces itself with
- *     exec() stays the same thread and keeps what it held, although it no longer knows.
+ *     exec() goes on as the process's first thread, whichever thread called it, and keeps what that one held, although
+ *     it no longer knows. What any other thread held, the caller of exec() included, passes on as from a dead owner.
  *   - A latch whose owner has died passes to the next thread that wants it, as success. What the dead owner left half
  *     done is for that thread to find, in the structure that the latch guards. The owner is dead when there is no such
  *     thread any more, when it is a zombie, or when its number belongs to a thread that started at another time.

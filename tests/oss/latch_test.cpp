@@ -184,6 +184,15 @@ TEST_F(Latch, PassesOnFromADeadOwner) {
          return static_cast<int>(sleep(60));
        },
        nullptr},
+      {"thread that called exec()",
+       [&] {
+         std::thread([&] {
+           hold();
+           execl("/bin/sleep", "sleep", "60", nullptr);
+         }).join();
+         return 1;
+       },
+       nullptr},
       {"first thread of a living process",
        [&] {
          std::thread other([] { sleep(60); });
