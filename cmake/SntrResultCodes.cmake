@@ -58,7 +58,7 @@ function(sntr_generate_result_codes table header)
   file(CONFIGURE OUTPUT "${header}" CONTENT [=[/*
  * Every result code by name. Generated from the library's own table of codes; do not edit.
  *
- * A function that succeeds returns 0. sntrPrintrc() renders a code as its name and text at run time.
+ * A function that succeeds returns 0. sntrPrintrc() renders a code as its macro, number and text at run time.
  */
 #ifndef SNTR_RESULT_CODES_H
 #define SNTR_RESULT_CODES_H

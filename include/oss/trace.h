@@ -80,7 +80,8 @@ OSS_API uint32_t ossTraceOff(void);
 /* The name of the function with this number. Never null: an unknown number gives "unknown". The text is constant. */
 OSS_API const char *ecfGetFunctionName(uint32_t function);
 
-/* Writes "NAME: text" for a result code, 0 ("Ok: success") included.
+/* Writes the macro, the number and the meaning of a result code, 0 included, such as
+ * "SNTR_RC_OSS_EXISTS (0x9000004a): a segment with this key exists".
  *   code    the result code
  *   buffer  receives the text; always ends with a NUL
  *   size    of the buffer, in bytes

@@ -11,6 +11,20 @@ namespace {
 
 using sntr::Rc;
 
+bool isUpper(char letter) { return letter >= 'A' && letter <= 'Z'; }
+bool isLower(char letter) { return letter >= 'a' && letter <= 'z'; }
+
+// Appends the name that sntr/result_codes.h gives to a code: IRListFull is SNTR_RC_IR_LIST_FULL. A word begins with a
+// capital that ends a word of small letters or digits, or that begins one of small letters.
+void addMacroName(oss::TextLine &line, const char *name) {
+  line.text("SNTR_RC_");
+  for (const char *at = name; *at != '\0'; ++at) {
+    const bool begins = at != name && isUpper(at[0]) && (!isUpper(at[-1]) || isLower(at[1]));
+    const char letter[] = {isLower(*at) ? static_cast<char>(*at - 'a' + 'A') : *at, '\0'};
+    line.text(begins ? "_" : "").text(letter);
+  }
+}
+
 // Copies as much as fits and ends it with a NUL.
 Rc copyText(const oss::TextLine &line, char *buffer, uint64_t size) {
   const bool fits = line.length() < size;
@@ -32,7 +46,8 @@ uint32_t ecfErrorGetDescription(uint32_t code, char *buffer, uint64_t size) {
   oss::TextLine line;
   const sntr::RcRow *row = sntr::findResultCode(code);
   if (row != nullptr) {
-    line.text(row->name).text(": ").text(row->text);
+    addMacroName(line, row->name);
+    line.text(" (0x").hexadecimal(code, 8).text("): ").text(row->text);
     return sntr::code(copyText(line, buffer, size));
   }
   line.text("unknown result code 0x").hexadecimal(code, 8);

@@ -45,7 +45,7 @@ TEST(Utilities, ReverseBytesPrintCodesAndTellTheThread) {
   }
   char text[80];
   EXPECT_RC(sntrPrintrc(code(Rc::NullNode), text, sizeof(text)), Rc::Ok);
-  EXPECT_STREQ(text, "NullNode: the node is null");
+  EXPECT_STREQ(text, "SNTR_RC_NULL_NODE (0x900000de): the node is null");
   EXPECT_RC(sntrPrintrc(code(Rc::NullNode), text, 9), Rc::OssTruncated);
   EXPECT_EQ(ossThreadIDAsInt(), ossThreadID());
 }

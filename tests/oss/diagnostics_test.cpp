@@ -336,7 +336,7 @@ TEST_F(Diagnostics, LogReachesTheSystemsLogWithoutWaiting) {
 }
 
 TEST(Describe, WritesNameAndTextAsFarAsTheyFit) {
-  const std::string text = "OssExists: a segment with this key exists";
+  const std::string text = "SNTR_RC_OSS_EXISTS (0x9000004a): a segment with this key exists";
   const struct {
     uint32_t code;
     uint64_t size;
@@ -346,7 +346,7 @@ TEST(Describe, WritesNameAndTextAsFarAsTheyFit) {
       {0x9000004a, text.size() + 1, Rc::Ok, text},
       {0x9000004a, text.size(), Rc::OssTruncated, text.substr(0, text.size() - 1)},
       {0x9000004a, 1, Rc::OssTruncated, ""},
-      {0, 100, Rc::Ok, "Ok: success"},
+      {0, 100, Rc::Ok, "SNTR_RC_OK (0x00000000): success"},
       {0x12345678, 100, Rc::OssUnknownCode, "unknown result code 0x12345678"},
       {0x12345678, 8, Rc::OssUnknownCode, "unknown"},
       {0xffffffff, 100, Rc::OssUnknownCode, "unknown result code 0xffffffff"},
@@ -362,6 +362,21 @@ TEST(Describe, WritesNameAndTextAsFarAsTheyFit) {
   EXPECT_RC(ecfErrorGetDescription(0, nullptr, 10), Rc::OssBadArgument);
   EXPECT_RC(ecfErrorGetDescription(0, &byte, 0), Rc::OssBadArgument);
   EXPECT_EQ(byte, '#');
+}
+
+TEST(Describe, NamesEveryCodeAsThePublicHeaderDoes) {
+  std::ifstream header(SNTR_RESULT_CODES_H);
+  size_t codes = 0;
+  for (std::string word, name, value; header >> word;) {
+    if (word != "#define" || !(header >> name >> value) || name.rfind("SNTR_RC_", 0) != 0) continue;
+    char text[160];
+    const std::string number = value.substr(value.find('(') + 1);
+    EXPECT_RC(ecfErrorGetDescription(static_cast<uint32_t>(std::stoul(number, nullptr, 16)), text, sizeof text),
+              Rc::Ok);
+    EXPECT_EQ(std::string(text).find(name + " ("), 0U) << text;
+    ++codes;
+  }
+  EXPECT_EQ(codes, std::size(sntr::kResultCodes));
 }
 
 TEST(Describe, KnowsFunctionsByNumber) {
