@@ -1,6 +1,9 @@
 // Reads /proc/.../stat: one line, whose fields are counted from 1. Field 1 is the thread's number. Field 2 is the
 // program's name in brackets and may hold anything, brackets and blanks included, so the fields after it are found from
 // the last closing bracket.
+//
+// It is always the line of a thread, also for a process's first. An emulator of another processor (qemu-user) makes up
+// the line of the process that it runs, with a start time that no other process sees.
 #include "thread_stat.h"
 
 #include <signal.h>
@@ -74,21 +77,16 @@ bool readStat(const char *path, ThreadStat &stat) {
 }  // namespace
 
 std::uint32_t ownStartStamp(std::uint32_t thread) noexcept {
-  // The first thread is the process, whose own line is found faster. A /proc of another PID namespace shows us under
-  // another number, or not at all.
-  PathText path;
-  path.text("/proc/self/");
-  if (static_cast<std::uint32_t>(getpid()) != thread) path.text("task/").decimal(thread).text("/");
-  path.text("stat");
+  // A /proc of another PID namespace shows us under another number, or not at all.
   ThreadStat stat;
-  return readStat(path.get(), stat) && stat.number == thread ? stat.stamp : kNoStamp;
+  return readStat("/proc/thread-self/stat", stat) && stat.number == thread ? stat.stamp : kNoStamp;
 }
 
 bool threadIsDead(std::uint32_t thread, std::uint32_t stamp, bool trustProc) noexcept {
   // Signal 0 only asks. EPERM means that there is such a thread; it takes a thread's number as well as a process's.
   if (kill(static_cast<pid_t>(thread), 0) != 0 && errno == ESRCH) return true;
   PathText path;
-  path.text("/proc/").decimal(thread).text("/stat");
+  path.text("/proc/").decimal(thread).text("/task/").decimal(thread).text("/stat");
   ThreadStat stat;
   if (!trustProc || !readStat(path.get(), stat)) return false;
   const bool ended = stat.state == 'Z' || stat.state == 'X' || stat.state == 'x';
