@@ -12,7 +12,7 @@
  * A segment that cannot be created or attached, and memory that is refused, have lines of their own. They come before
  * the failure of the call that needed them, and say what the call's result code leaves out:
  *
- *   2031-07-04T16:20:11.042Z 4711/4712 segment: attach /dev/shm/qx7osse...: OssNotFound 0x90000044, no segment has ...
+ *   2031-07-04T16:20:11.042Z 4711/4712 segment: attach /dev/shm/qx7osse...: OssNotFound ..., no segment has this key, ...
  *
  * There, a missing segment is OssNotFound and ENOENT, a lacking permission OssNoPermission and EACCES. An empty file, as
  * a segment is while it is being created, is OssNotASegment and "too short: empty".
@@ -81,7 +81,7 @@ OSS_API uint32_t ossTraceOff(void);
 OSS_API const char *ecfGetFunctionName(uint32_t function);
 
 /* Writes the macro, the number and the meaning of a result code, 0 included, such as
- * "SNTR_RC_OSS_EXISTS (0x9000004a): a segment with this key exists".
+ * "SNTR_RC_OSS_EXISTS (0x...): a segment with this key exists".
  *   code    the result code
  *   buffer  receives the text; always ends with a NUL
  *   size    of the buffer, in bytes

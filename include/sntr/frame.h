@@ -98,7 +98,7 @@ SNTR_API uint32_t SNTROneTimeOnlyInitialization(uint32_t firstVersion, uint32_t 
 SNTR_API uint32_t SNTRCleanup(uint32_t mode);
 
 /* Writes the macro, the number and the meaning of a result code, such as
- * "SNTR_RC_NULL_NODE (0x900000de): the node is null". Not traced. Any thread.
+ * "SNTR_RC_NULL_NODE (0x...): the node is null". Not traced. Any thread.
  *   rc      the result code, 0 included
  *   buffer  receives the text; always ends with a NUL
  *   size    of the buffer, in bytes
