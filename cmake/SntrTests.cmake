@@ -58,7 +58,7 @@ function(sntr_add_test folder)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 90)
   endif()
-  if(SNTR_SANITIZE)
+  if(SNTR_SANITIZE OR CMAKE_CROSSCOMPILING)
     math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 3")
   endif()
   gtest_discover_tests(test_${folder} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${folder}/"

@@ -73,12 +73,15 @@ need_cmake_325() {
     die "needs CMake 3.25 or newer (Debian 12 has it), this is $version"
 }
 
-# build <preset>: configures and builds; a stale cache, of another place or compiler, is thrown away first.
+# build <preset> [target...]: configures and builds, everything or the targets; a stale cache, of another place or
+# compiler, is thrown away first.
 build() {
+  local preset=$1
+  shift
   need_cmake_325
-  say "building: $1"
-  cmake --preset "$1" >/dev/null || cmake --fresh --preset "$1"
-  cmake --build --preset "$1" -j "$JOBS"
+  say "building: $preset"
+  cmake --preset "$preset" >/dev/null || cmake --fresh --preset "$preset"
+  cmake --build --preset "$preset" -j "$JOBS" ${1:+--target "$@"}
 }
 
 # run_tests <preset> [command...]: every test; the command, if given, starts ctest.

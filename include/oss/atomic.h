@@ -1,12 +1,16 @@
 /* A signed 32-bit integer in shared memory, changed by one indivisible instruction.
  *
  * 128 bytes are kept for it and the number stands in the first four, little-endian; the calls leave the other bytes
- * alone. It may stand at any byte. Where the four bytes cross a line of the processor's cache, though, a call takes a
- * hundred times as long; ten milliseconds and more on a system that slows down programs which do so, as many do; and a
- * system can be set to end such programs.
- * Keep the cells 4-aligned wherever a format leaves the choice.
+ * alone. It may stand at any byte, but keep it 4-aligned wherever a format leaves the choice:
+ *   - If the four bytes cross a line of the processor's cache, increment(), add() and swap() are split locks. One takes a
+ *     hundred times as long as another call, and about 10 ms on recent kernels, which slow such programs down
+ *     (split_lock_detect). A kernel can be set to end them.
+ *   - The status-node library stores a register that crosses a line plainly, under its node's latch. A program that
+ *     keeps such a register's address and reads it without the latch may see it torn, half of it old and half new.
+ *   - On a processor other than x86-64 a call on a cell that is not 4-aligned is not indivisible. There only the holder
+ *     of a latch may make one, and a reader without the latch may see the number torn.
  *
- * Any thread of any process may call at any moment. Each call but init() both acquires and releases: what a thread
+ * Any thread of any process may call at any moment, that last case aside. Each call but init() both acquires and releases: what a thread
  * wrote before its call is seen by a thread whose later call meets the result. The members are C++ only; a C program
  * sees the bytes.
  */

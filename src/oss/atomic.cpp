@@ -1,17 +1,14 @@
 // Indivisible operations on a 32-bit cell at any address; the contract is in oss/atomic.h. Any thread of any process.
 //
 // The language's atomics assume an aligned cell, so they serve the aligned ones, where the checkers of a debugging
-// build can follow them too. At other addresses the processor's locked instruction does the same and is written out.
+// build can follow them too. At other addresses the locked instruction of x86-64 does the same and is written out; a
+// processor without one has a plain load and store there.
 #include <oss/atomic.h>
 #include <oss/fast_paths.h>
 
 #include <atomic>
 
 #include "inject.h"
-
-#ifndef __x86_64__
-#error "cells at odd addresses need the locked instructions of x86-64"
-#endif
 
 namespace {
 
@@ -25,27 +22,53 @@ struct __attribute__((packed, may_alias)) OddCell {
 
 bool isAligned(const unsigned char *cell) { return reinterpret_cast<uintptr_t>(cell) % alignof(int) == 0; }
 
+#ifdef __x86_64__
+
+int exchangeAddOdd(OddCell &cell, int amount) {
+  asm volatile("lock xaddl %0, %1" : "+r"(amount), "+m"(cell) : : "memory", "cc");
+  return amount;
+}
+
+int exchangeOdd(OddCell &cell, int value) {
+  asm volatile("xchgl %0, %1" : "+r"(value), "+m"(cell) : : "memory");
+  return value;
+}
+
+#else
+
+// Not indivisible: the caller holds a latch, see the contract.
+int exchangeOdd(volatile OddCell &cell, int value) {
+  const int previous = cell.value;
+  std::atomic_thread_fence(std::memory_order_acq_rel);
+  cell.value = value;
+  return previous;
+}
+
+int exchangeAddOdd(volatile OddCell &cell, int amount) {
+  return exchangeOdd(cell, static_cast<int>(static_cast<unsigned>(cell.value) + static_cast<unsigned>(amount)));
+}
+
+#endif
+
 // Order, here and below: both sides. A reader of another process may take the cell's value as a sign that what was
 // written before it is there, and a writer may take it as a sign that a reader is done.
 int exchangeAdd(unsigned char *cell, int amount) {
   if (isAligned(cell)) return __atomic_fetch_add(reinterpret_cast<AlignedCell *>(cell), amount, __ATOMIC_ACQ_REL);
-  asm volatile("lock xaddl %0, %1" : "+r"(amount), "+m"(*reinterpret_cast<OddCell *>(cell)) : : "memory", "cc");
-  return amount;
+  return exchangeAddOdd(*reinterpret_cast<OddCell *>(cell), amount);
 }
 
 int exchange(unsigned char *cell, int value) {
   if (isAligned(cell)) return __atomic_exchange_n(reinterpret_cast<AlignedCell *>(cell), value, __ATOMIC_ACQ_REL);
-  asm volatile("xchgl %0, %1" : "+r"(value), "+m"(*reinterpret_cast<OddCell *>(cell)) : : "memory");
-  return value;
+  return exchangeOdd(*reinterpret_cast<OddCell *>(cell), value);
 }
 
 // Release: pairs with the acquire in the other operations, should the creator make the cell known by nothing else. A
-// plain store, as nobody may be using the cell yet; it is one instruction at any address.
+// plain store, as nobody may be using the cell yet; it is one instruction at any address on x86-64.
 void store(unsigned char *cell, int value) {
   if (isAligned(cell)) {
     __atomic_store_n(reinterpret_cast<AlignedCell *>(cell), value, __ATOMIC_RELEASE);
   } else {
-    std::atomic_signal_fence(std::memory_order_release);
+    std::atomic_thread_fence(std::memory_order_release);
     reinterpret_cast<volatile OddCell *>(cell)->value = value;
   }
 }

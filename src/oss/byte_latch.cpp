@@ -19,7 +19,9 @@ constexpr timespec kNap = {0, 200000};
 // Gives way for longer the longer the wait has been.
 void giveWay(int attempt) {
   if (attempt < kSpins) {
+#ifdef __x86_64__
     __builtin_ia32_pause();
+#endif
   } else if (attempt < kSpins + kYields) {
     sched_yield();
   } else {

@@ -13,6 +13,13 @@ namespace {
 // Aligned and odd, within one cache line.
 constexpr size_t kPlaces[] = {0, 1, 2, 3, 4};
 
+// Where calls on a cell are indivisible: oss/atomic.h.
+#ifdef __x86_64__
+constexpr size_t kIndivisible = 1;
+#else
+constexpr size_t kIndivisible = alignof(int);
+#endif
+
 struct alignas(64) Bytes {
   unsigned char memory[256];
 };
@@ -71,6 +78,7 @@ TEST(Atomic, WorksAcrossACacheLine) {
 TEST(Atomic, LosesNothingBetweenProcessesAndThreads) {
   constexpr int kEach = 30000;
   for (const size_t at : kPlaces) {
+    if (at % kIndivisible != 0) continue;
     Shared<Bytes> bytes;
     cellAt(*bytes.operator->(), at)->init(0, 1);
     const auto work = [&] {

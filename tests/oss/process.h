@@ -53,7 +53,9 @@ class Child {
  public:
   using Work = std::function<int()>;
   static pid_t viaLibrary() { return fork(); }
-  static pid_t viaKernel() { return static_cast<pid_t>(syscall(SYS_fork)); }
+  static pid_t viaKernel() {
+    return static_cast<pid_t>(syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr));
+  }
 
   explicit Child(const Work &work, pid_t (*make)() = viaLibrary) : pid_(make()) {
     if (pid_ != 0) return;
