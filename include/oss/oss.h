@@ -8,9 +8,9 @@
  *   whatever it has interrupted. Segments, private memory and ossLogSetSink() may not.
  *
  * Cancellation
- *   No call of this layer, and no call of the library above but those that print a list, is a cancellation point: a
- *   thread with a pending pthread_cancel() ends in a call of its own, never inside one of ours. Sinks that the program
- *   sets may be cancellation points, which is then its own risk.
+ *   No call of this layer, and no call of the library above, is a cancellation point: a thread with a pending
+ *   pthread_cancel() ends in a call of its own, never inside one of ours. Sinks that the program sets may be
+ *   cancellation points, which is then its own risk.
  *
  *   A thread that is cancelled asynchronously inside a call is like a thread that has died there. The latches that it
  *   held pass to the next thread that wants them, and what they guard may be half changed. What it was about to give

@@ -1,6 +1,8 @@
 // The operations on the lists, over a kind of entry and a place: argument checks and traces around sorted_list.h.
 #pragma once
 
+#include <pthread.h>
+
 #include "frame/trace.h"
 #include "segments/list_stores.h"
 #include "segments/sorted_list.h"
@@ -37,9 +39,14 @@ Rc deleteEntries(const Trace &t, const Place &place) {
   return t.fail(1, onList<Entry>(place, [](const auto &list) { return list.clear(); }));
 }
 
+// The C library's output is a cancellation point, and the list's latch is held meanwhile.
 template <class Entry, class Place>
 Rc printEntries(const Trace &t, const Place &place) {
-  return t.fail(1, onList<Entry>(place, [](const auto &list) { return list.print(); }));
+  int former = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);
+  const Rc rc = onList<Entry>(place, [](const auto &list) { return list.print(); });
+  pthread_setcancelstate(former, nullptr);
+  return t.fail(1, rc);
 }
 
 }  // namespace sntr

@@ -1,4 +1,5 @@
 // The lists of segments and modules, shared and private: order, keys, printed lines, damage, and what failures leave.
+#include <pthread.h>
 #include <sntr/frame.h>
 #include <sntr/segments.h>
 
@@ -224,6 +225,20 @@ TEST_F(Lists, AFailingServicesLayerLeavesTheListWhole) {
       if (record != nullptr) EXPECT_RC(list.erase(pool, list.key(1)), Rc::Ok);
     }
   });
+}
+
+TEST_F(Lists, PrintingIsNoCancellationPoint) {
+  setvbuf(stdout, nullptr, _IONBF, 0);
+  const auto print = [](void *) -> void * {
+    pthread_cancel(pthread_self());
+    EXPECT_RC(sntrPrintGCFNodePMLList(), Rc::Ok);
+    return nullptr;
+  };
+  pthread_t thread;
+  void *result = nullptr;
+  ASSERT_EQ(pthread_create(&thread, nullptr, print, nullptr), 0);
+  ASSERT_EQ(pthread_join(thread, &result), 0);
+  EXPECT_EQ(result, nullptr);
 }
 
 }  // namespace
