@@ -2,17 +2,17 @@
  *
  * 128 bytes are kept for it and the number stands in the first four, little-endian; the calls leave the other bytes
  * alone. It may stand at any byte, but keep it 4-aligned wherever a format leaves the choice:
- *   - If the four bytes cross a line of the processor's cache, increment(), add() and swap() are split locks. One takes a
- *     hundred times as long as another call, and about 10 ms on recent kernels, which slow such programs down
+ *   - If the four bytes cross a line of the processor's cache, increment(), add() and swap() are split locks. One takes
+ *     a hundred times as long as another call, and about 10 ms on recent kernels, which slow such programs down
  *     (split_lock_detect). A kernel can be set to end them.
  *   - The status-node library stores a register that crosses a line plainly, under its node's latch. A program that
  *     keeps such a register's address and reads it without the latch may see it torn, half of it old and half new.
  *   - On a processor other than x86-64 a call on a cell that is not 4-aligned is not indivisible. There only the holder
  *     of a latch may make one, and a reader without the latch may see the number torn.
  *
- * Any thread of any process may call at any moment, that last case aside. Each call but init() both acquires and releases: what a thread
- * wrote before its call is seen by a thread whose later call meets the result. The members are C++ only; a C program
- * sees the bytes.
+ * Any thread of any process may call at any moment, that last case aside. Each call but init() both acquires and
+ * releases: what a thread wrote before its call is seen by a thread whose later call meets the result. The members are
+ * C++ only; a C program sees the bytes.
  */
 #ifndef OSS_ATOMIC_H
 #define OSS_ATOMIC_H

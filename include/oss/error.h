@@ -11,9 +11,9 @@ extern "C" {
 
 /**
  * Returns the system's reason for the last failure of a services-layer call on the calling thread: a number of
- * <errno.h>, such as EACCES. Calls on segments and on the trace file, and _ossMemAlloc(), store it when they fail, be it
- * inside a call of the library above. A call that succeeds leaves it; so does every call on a latch or an atomic cell,
- * since those need nothing that the system could refuse.
+ * <errno.h>, such as EACCES. Calls on segments and on the trace file, _ossMemAlloc() and ossLogSetSink() store it when
+ * they fail, be it inside a call of the library above. A call that succeeds leaves it; so does every call on a latch or
+ * an atomic cell, since those need nothing that the system could refuse.
  *
  * sntrCreateShmDomain() returns 0 without a handle if the system refuses the segment. This is where the reason is then.
  *

@@ -11,8 +11,8 @@ extern "C" {
 #endif
 
 /**
- * Receives the log of the process in place of the system's log: the arguments of ossLog(), and one readable line made of
- * them, without a line end, which is gone after the call. Runs on the logging thread, on several threads at once if
+ * Receives the log of the process in place of the system's log: the arguments of ossLog(), and one readable line made
+ * of them, without a line end, which is gone after the call. Runs on the logging thread, on several threads at once if
  * several log. It may log itself and may set another sink.
  *
  * A sink is its program's own risk: it runs inside the call that logs. If it blocks, takes a lock or is a cancellation

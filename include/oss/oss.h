@@ -14,8 +14,8 @@
  *
  *   A thread that is cancelled asynchronously inside a call is like a thread that has died there. The latches that it
  *   held pass to the next thread that wants them, and what they guard may be half changed. What it was about to give
- *   back, such as memory, a mapping or a descriptor, stays taken. Two things have no owner and stay locked for ever: the
- *   bytes of SNTROneTimeOnlyInitialization() and SNTRCleanup(), and the C library's own locks, as in malloc(). So a
+ *   back, such as memory, a mapping or a descriptor, stays taken. Two things have no owner and stay locked for ever:
+ *   the bytes of SNTROneTimeOnlyInitialization() and SNTRCleanup(), and the C library's own locks, as in malloc(). So a
  *   thread that starts or ends the library, or that makes or ends handles, must not allow asynchronous cancellation.
  */
 #ifndef OSS_OSS_H

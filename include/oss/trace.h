@@ -12,10 +12,10 @@
  * A segment that cannot be created or attached, and memory that is refused, have lines of their own. They come before
  * the failure of the call that needed them, and say what the call's result code leaves out:
  *
- *   2031-07-04T16:20:11.042Z 4711/4712 segment: attach /dev/shm/qx7osse...: OssNotFound ..., no segment has this key, ...
+ *   2031-07-04T16:20:11.042Z 4711/4712 segment: attach /dev/shm/qx7osse...: OssNotFound 0x..., no segment has ...
  *
- * There, a missing segment is OssNotFound and ENOENT, a lacking permission OssNoPermission and EACCES. An empty file, as
- * a segment is while it is being created, is OssNotASegment and "too short: empty".
+ * There, a missing segment is OssNotFound and ENOENT, a lacking permission OssNoPermission and EACCES. An empty file,
+ * as a segment is while it is being created, is OssNotASegment and "too short: empty".
  *
  * Each line is one write() to the end of the file, so that several processes may trace to the same one. No lock is
  * held meanwhile. A thread that traces may hold latches that others wait for; a line that the file cannot take at once
