@@ -3,6 +3,7 @@
 #include <sched.h>
 #include <time.h>
 
+#include "layout/pause.h"
 #include "layout/rc.h"
 #include "system_calls.h"
 
@@ -19,9 +20,7 @@ constexpr timespec kNap = {0, 200000};
 // Gives way for longer the longer the wait has been.
 void giveWay(int attempt) {
   if (attempt < kSpins) {
-#ifdef __x86_64__
-    __builtin_ia32_pause();
-#endif
+    sntr::pauseBriefly();
   } else if (attempt < kSpins + kYields) {
     sched_yield();
   } else {

@@ -228,8 +228,8 @@ uint32_t OSSHIPCMemory::detach() noexcept {
 
 uint32_t OSSHIPCMemory::removeName() noexcept {
   if (injected(OSSFaultSegmentDestroy)) return code(Rc::OssInjected);
-  if (!isAttached()) return code(Rc::OssNotAttached);
-  return code(oss::removeSegmentName(mapping_->path, mapping_->file));
+  return code(keepingSystemError(
+      [&] { return isAttached() ? oss::removeSegmentName(mapping_->path, mapping_->file) : Rc::OssNotAttached; }));
 }
 
 uint32_t OSSHIPCMemory::destroy() noexcept {
