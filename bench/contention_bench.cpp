@@ -125,6 +125,8 @@ const bool registered = [] {
   addAll<RFloor>("floor");
   addAll<RBoost<boostmap::PlainMutex>>("boost_plain");
   addAll<RBoost<boostmap::RobustMutex>>("boost_robust");
+  addTogether<RFloorNoLatch>("floor_no_latch", Call::Get);
+  addBesideWriter<RFloorNoLatch>("floor_no_latch");
   addBesideWriter<UnprotectedRNode>("ours_unprotected");
   return true;
 }();

@@ -6,12 +6,19 @@ namespace bench {
 namespace {
 
 template <class Store>
-void addGetSet(const std::string &work, const std::string &subject, std::initializer_list<std::uint32_t> numbers) {
+void addGet(const std::string &work, const std::string &subject, std::initializer_list<std::uint32_t> numbers) {
   for (const std::uint32_t n : numbers) {
     add("get_" + work + "/" + subject, [](benchmark::State &state) {
       auto &store = cached<Store>(number(state));
       timeEach(state, Order::below(number(state)), [&](Key key) { return store.get(key); });
     })->Arg(n);
+  }
+}
+
+template <class Store>
+void addGetSet(const std::string &work, const std::string &subject, std::initializer_list<std::uint32_t> numbers) {
+  addGet<Store>(work, subject, numbers);
+  for (const std::uint32_t n : numbers) {
     add("set_" + work + "/" + subject, [](benchmark::State &state) {
       auto &store = cached<Store>(number(state));
       timeEach(state, Order::below(number(state)), [&](Key key) { return store.set(key); });
@@ -71,10 +78,12 @@ const bool registered = [] {
 
   addGetSet<VNode<64>>("v64", "ours", {10, 1000, 30000});
   addGetSet<VFloor<64>>("v64", "floor", {10, 1000, 30000});
+  addGet<VFloorWords<64>>("v64", "floor_words", {10, 1000, 30000});
   addGetSet<VBoost<64, PlainMutex>>("v64", "boost_plain", {10, 1000, 30000});
   addGetSet<VBoost<64, RobustMutex>>("v64", "boost_robust", {10, 1000, 30000});
   addGetSet<VNode<4096>>("v4096", "ours", {10, 1000});
   addGetSet<VFloor<4096>>("v4096", "floor", {10, 1000});
+  addGet<VFloorWords<4096>>("v4096", "floor_words", {10, 1000});
   addGetSet<VBoost<4096, PlainMutex>>("v4096", "boost_plain", {10, 1000});
   addGetSet<VBoost<4096, RobustMutex>>("v4096", "boost_robust", {10, 1000});
   addGetSet<IVNode<64>>("iv64", "ours", {10, 1000, 30000});

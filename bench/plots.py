@@ -4,7 +4,7 @@ from html import escape
 
 WIDTH, HEIGHT = 720, 400
 LEFT, RIGHT, TOP, BOTTOM = 70, 150, 40, 60
-COLOURS = ("#0b6", "#888", "#06c", "#c60", "#a3a")
+COLOURS = ("#0b6", "#888", "#06c", "#c60", "#a3a", "#b90")
 STYLE = "font-family='sans-serif' font-size='12'"
 
 

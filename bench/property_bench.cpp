@@ -9,13 +9,21 @@ namespace {
 constexpr std::uint32_t kNumbers[] = {10, 100, 1000, 10000, 30000};
 
 template <class Store>
-void addGetSet(const std::string &subject, const std::string &suffix = "", Tags tags = Tags::Dense,
-               Visit visit = Visit::AtRandom) {
+void addGet(const std::string &subject, const std::string &suffix = "", Tags tags = Tags::Dense,
+            Visit visit = Visit::AtRandom) {
   for (const std::uint32_t n : kNumbers) {
     add("get_r" + suffix + "/" + subject, [=](benchmark::State &state) {
       auto &store = cached<Store>(number(state), tags);
       timeEach(state, Order::below(number(state), tags, visit), [&](Key key) { return store.get(key); });
     })->Arg(n);
+  }
+}
+
+template <class Store>
+void addGetSet(const std::string &subject, const std::string &suffix = "", Tags tags = Tags::Dense,
+               Visit visit = Visit::AtRandom) {
+  addGet<Store>(subject, suffix, tags, visit);
+  for (const std::uint32_t n : kNumbers) {
     add("set_r" + suffix + "/" + subject, [=](benchmark::State &state) {
       auto &store = cached<Store>(number(state), tags);
       timeEach(state, Order::below(number(state), tags, visit), [&](Key key) { return store.set(key); });
@@ -62,6 +70,9 @@ const bool registered = [] {
   addAll<RFloor>("floor");
   addAll<RBoost<boostmap::PlainMutex>>("boost_plain");
   addAll<RBoost<boostmap::RobustMutex>>("boost_robust");
+  addGet<RFloorNoLatch>("floor_no_latch");
+  addGet<RFloorNoLatch>("floor_no_latch", "_sparse", Tags::Sparse);
+  addGet<RFloorNoLatch>("floor_no_latch", "_in_turn", Tags::Dense, Visit::InTurn);
   for (const Visit visit : {Visit::AtRandom, Visit::InTurn}) {
     const std::string suffix = visit == Visit::InTurn ? "_in_turn" : "";
     addGetSet<UnprotectedRNode>("ours_unprotected", suffix, Tags::Dense, visit);

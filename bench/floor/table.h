@@ -48,6 +48,19 @@ class Node {
   }
   std::uint32_t exitRead() { return !isLatched() || latch().leave() ? 0 : 1; }
 
+  // Runs a read without the latch: count, mark, what `read` loads, count again. Runs it once more if a writer was inside.
+  template <class Read>
+  std::uint32_t readBetweenWrites(Read &&read) {
+    for (;;) {
+      const std::int32_t count = look(&control_->primaryLatch.writeCount);
+      if (look(&control_->primaryLatch.writeInProgress) != 0) continue;
+      const std::uint32_t rc = read();
+      // Acquire: what was read stays before the second look. Pairs with the order of the stores in enterWrite().
+      __atomic_thread_fence(__ATOMIC_ACQUIRE);
+      if (look(&control_->primaryLatch.writeCount) == count) return rc;
+    }
+  }
+
   // A writer leaves a mark and a count, by which the next one sees that it died.
   void enterWrite() {
     if (!isLatched()) return;
@@ -66,6 +79,11 @@ class Node {
   void countChange() { store(&control_->reconfigCounter, load<std::int32_t>(&control_->reconfigCounter) + 1); }
 
  private:
+  // Acquire: nothing that is read later moves before it. Pairs with the stores of a writer.
+  static std::int32_t look(const void *word) {
+    return __atomic_load_n(static_cast<const std::int32_t *>(word), __ATOMIC_ACQUIRE);
+  }
+
   SNodeCB_t *control_;
 };
 
@@ -147,6 +165,17 @@ inline bool matches(const Place &place, std::uint64_t tag) { return place.slot !
   return node.exitRead();
 }
 
+// The same without a latch and without checks: the least that such a read can do.
+[[gnu::noinline]] inline std::uint32_t getRNoLatch(Node &node, std::uint64_t tag, std::int32_t *value) {
+  const std::uint64_t hash = hashTag(tag);
+  return node.readBetweenWrites([&]() -> std::uint32_t {
+    const char *slot = findPresent<kRTable>(node, tag, hash);
+    if (slot == nullptr) return kMissing;
+    *value = readCell(slot + kRCellAt);
+    return 0;
+  });
+}
+
 [[gnu::noinline]] inline std::uint32_t setR(Node &node, std::uint64_t tag, std::int32_t value) {
   const std::uint64_t hash = hashTag(tag);
   node.enterWrite();
@@ -169,6 +198,32 @@ inline char *valueOf(Node &node, const char *slot) {
   *size = load<std::uint64_t>(slot + kRecordAt + offsetof(sntr::VRecord, valueSize));
   std::memcpy(bytes, valueOf(node, slot), *size);
   return node.exitRead();
+}
+
+// Words of 8 bytes into a stage, one by one because another process may be writing them.
+inline void stageWords(std::uint64_t *stage, const char *value, std::uint64_t size) {
+  constexpr std::uint64_t kLine = 64;
+  for (std::uint64_t at = 0; at < size; at += kLine) __builtin_prefetch(value + at);
+#pragma GCC unroll 16
+  for (std::uint64_t i = 0; i < size / sizeof *stage; ++i) {
+    stage[i] = __atomic_load_n(reinterpret_cast<const std::uint64_t *>(value) + i, __ATOMIC_RELAXED);
+  }
+}
+
+// The same without a latch: what was read goes to the caller only when it is known to be of one moment. For values of at
+// most 4 KiB whose sizes are multiples of 8.
+[[gnu::noinline]] inline std::uint32_t getVWords(Node &node, std::uint64_t tag, std::uint64_t *size, void *bytes) {
+  alignas(64) std::uint64_t stage[512];
+  const std::uint64_t hash = hashTag(tag);
+  const std::uint32_t rc = node.readBetweenWrites([&]() -> std::uint32_t {
+    const char *slot = findPresent<kVTable>(node, tag, hash);
+    if (slot == nullptr) return kMissing;
+    *size = load<std::uint64_t>(slot + kRecordAt + offsetof(sntr::VRecord, valueSize));
+    stageWords(stage, valueOf(node, slot), *size);
+    return 0;
+  });
+  if (rc == 0) std::memcpy(bytes, stage, *size);
+  return rc;
 }
 
 [[gnu::noinline]] inline std::uint32_t setV(Node &node, std::uint64_t tag, std::uint64_t size, const void *bytes) {

@@ -171,14 +171,14 @@ class VNode {
   Bytes<size> buffer_;
 };
 
-template <std::uint32_t size>
+template <std::uint32_t size, auto getV = floor::getV>
 class VFloor : CopyOf<VNode<size>> {
  public:
   explicit VFloor(std::uint32_t n) : CopyOf<VNode<size>>(n) {}
 
   std::uint64_t get(Key key) {
     std::uint64_t length = 0;
-    const std::uint32_t rc = floor::getV(this->node_, key.tag, &length, buffer_.bytes);
+    const std::uint32_t rc = getV(this->node_, key.tag, &length, buffer_.bytes);
     return answerBytes(rc, buffer_.bytes, length, size, key);
   }
   std::uint64_t set(Key key) {
@@ -189,6 +189,10 @@ class VFloor : CopyOf<VNode<size>> {
  private:
   Bytes<size> buffer_;
 };
+
+// A floor whose gets take no latch.
+template <std::uint32_t size>
+using VFloorWords = VFloor<size, floor::getVWords>;
 
 template <std::uint32_t size, class Mutex>
 class VBoost {

@@ -63,7 +63,7 @@ class CopyOf {
   floor::Node node_;
 };
 
-class RFloor : CopyOf<RNode> {
+class RFloor : protected CopyOf<RNode> {
  public:
   explicit RFloor(std::uint32_t n, Tags tags = Tags::Dense, std::uint32_t model = SNTR_MODEL_LATCHED)
       : CopyOf(n, tags, model) {}
@@ -76,6 +76,17 @@ class RFloor : CopyOf<RNode> {
   std::uint64_t set(Key key) { return floor::setR(node_, key.tag, valueOf(key)); }
   std::uint64_t add(Key key) { return floor::addR(node_, key.tag, valueOf(key)); }
   std::uint64_t remove(Key key) { return floor::deleteR(node_, key.tag); }
+};
+
+// A floor whose gets take no latch; its sets do.
+struct RFloorNoLatch : RFloor {
+  using RFloor::RFloor;
+
+  std::uint64_t get(Key key) {
+    std::int32_t value = 0;
+    const std::uint32_t rc = floor::getRNoLatch(node_, key.tag, &value);
+    return answer(rc, value, key);
+  }
 };
 
 struct UnprotectedRFloor : RFloor {
