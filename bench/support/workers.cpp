@@ -79,18 +79,20 @@ void giveUp() {
   DoneFlag::set();
 }
 
-void runProcesses(unsigned count, const WorkerTask &task) {
-  unsigned started = 0;
-  for (; started < count; ++started) {
+void runProcesses(unsigned count, const WorkerTask &task, const Meanwhile &meanwhile) {
+  std::vector<pid_t> started;
+  while (started.size() < count) {
     const pid_t child = fork();
     if (child == 0) {
-      work(started, count, task);
+      work(static_cast<unsigned>(started.size()), count, task);
       _exit(0);
     }
     if (child < 0) break;
+    started.push_back(child);
   }
-  if (started < count) giveUp();
-  for (; started > 0; --started) {
+  if (started.size() < count) giveUp();
+  if (started.size() == count && meanwhile) meanwhile(started);
+  for (std::size_t left = started.size(); left > 0; --left) {
     int status = 0;
     if (waitpid(-1, &status, 0) < 0 || status != 0) giveUp();
   }
@@ -106,11 +108,11 @@ void runThreads(unsigned count, const WorkerTask &task) {
 
 }  // namespace
 
-Elapsed runTogether(Workers kind, unsigned count, const WorkerTask &task) {
+Elapsed runTogether(Workers kind, unsigned count, const WorkerTask &task, const Meanwhile &meanwhile) {
   require(count <= kMaxWorkers, "too many workers");
   Meeting &shared = meeting();
   shared = Meeting{};
-  kind == Workers::Processes ? runProcesses(count, task) : runThreads(count, task);
+  kind == Workers::Processes ? runProcesses(count, task, meanwhile) : runThreads(count, task);
   require(shared.failed == 0, "a worker could not be started, or died");
   std::int64_t first = shared.worker[0].start;
   std::int64_t last = shared.worker[0].end;

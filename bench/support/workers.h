@@ -5,8 +5,11 @@
 // its parent has mapped.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 namespace bench {
 
@@ -21,8 +24,11 @@ struct Elapsed {
   double ofFirst;
 };
 
+// What the parent does while the processes work, whose ids it is given in their order.
+using Meanwhile = std::function<void(const std::vector<pid_t> &workers)>;
+
 // Throws when a worker could not be started or failed.
-Elapsed runTogether(Workers kind, unsigned count, const WorkerTask &task);
+Elapsed runTogether(Workers kind, unsigned count, const WorkerTask &task, const Meanwhile &meanwhile = {});
 
 // A flag that all workers of a run see; cleared before each.
 class DoneFlag {
