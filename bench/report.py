@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Turns the benchmarks' JSON into the report: medians, spreads, the goals beside what was reached, and the plots.
 
-  report.py RESULTS.json --out FOLDER [--names FILE] [--into PAGE] [--quick]
+  report.py --out FOLDER [--results FILE] [--instructions FILE] [--names FILE] [--before COMMIT] [--into PAGE] [--quick]
 
 Writes FOLDER/report.md, report.json and two plots. --names holds the names of all benchmarks, one a line: what was not
-run then is an error, as is a benchmark that reported one. --into puts the tables between the marker comments of a page
-and the plots into the folder beside it that has the page's name. --quick prints the ratios and judges none.
+run then is an error, as is a benchmark that reported one. --before names the commit of the subject `before`. --into puts
+the tables between the marker comments of a page and the plots into the folder beside it that has the page's name.
+--quick prints the ratios and judges none. Without --results only the table of instructions is printed.
 """
 import argparse
 import json
@@ -15,7 +16,7 @@ import statistics
 import subprocess
 import sys
 
-from goals import GOALS
+from goals import GOALS, INSTRUCTIONS, VERSION_GOALS
 from plots import bars, lines
 
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
@@ -43,12 +44,18 @@ class Results:
             # Time that a benchmark takes itself is wall time; else the processor's, which others disturb less.
             taken = run["real_time" if "manual_time" in run["name"] else "cpu_time"]
             samples.setdefault(name, []).append(taken * NANOSECONDS[run["time_unit"]])
-        self.median = {name: statistics.median(values) for name, values in samples.items()}
+        # The longest call of all rounds is what a work of that name is about.
+        self.median = {name: max(values) if name.startswith("longest_") else statistics.median(values)
+                       for name, values in samples.items()}
         self.spread = {name: half_quartiles(values) / self.median[name] for name, values in samples.items()}
         self.rounds = max((len(values) for values in samples.values()), default=0)
 
     def ratio(self, ours, theirs):
         return self.median[ours] / self.median[theirs]
+
+    def goals(self):
+        """All, or those without an earlier commit if none was measured."""
+        return GOALS + (VERSION_GOALS if any("/before/" in name for name in self.median) else [])
 
 
 def half_quartiles(values):
@@ -60,7 +67,8 @@ def half_quartiles(values):
 
 
 def missing(results, names):
-    needed = {plain(name) for name in names} | {name for goal in GOALS for pair in goal.pairs for name in pair}
+    needed = {plain(name) for name in names}
+    needed |= {name for goal in results.goals() for pair in goal.pairs for name in pair}
     failed = {error.split(":")[0] for error in results.errors}
     return sorted(needed - set(results.median) - failed)
 
@@ -71,15 +79,31 @@ def rows(head, body):
 
 def goal_rows(results, judged):
     body = []
-    for goal in GOALS:
+    for goal in results.goals():
         for row in goal.rows(results):
-            cells = [row.work, goal.against, f"{goal.most:g}", f"{row.ratio:.2f}"]
-            cells.append(f"{time(results.median[row.ours])} : {time(results.median[row.theirs])}")
+            ours, theirs = results.median[row.ours], results.median[row.theirs]
+            measured, show = (ours, time) if goal.absolute else (row.ratio, "{:.2f}".format)
+            most = "" if goal.most is None else time(goal.most) if goal.absolute else f"{goal.most:g}"
+            cells = [row.work, goal.against, most, show(measured), f"{time(ours)} : {time(theirs)}"]
             cells.append("" if row.best is None else f"{row.best:.2f}")
-            body.append(cells + (["yes" if row.ratio <= goal.most else "**no**"] if judged else []))
+            body.append(cells + ([reached(measured, goal.most)] if judged else []))
     head = ["Work", "Against", "At most", "Measured", "Ours : theirs", "Floor in our place"]
     head += ["Reached"] if judged else []
     return rows(head, body)
+
+
+def reached(measured, most):
+    if most is None:
+        return ""
+    return "yes" if measured <= most else "**no**"
+
+
+def instruction_rows(counts):
+    body = []
+    for call, count in counts.items():
+        most = INSTRUCTIONS.get(call)
+        body.append([call, "" if most is None else str(most), f"{count:.1f}", reached(count, most)])
+    return rows(["Call", "At most", "Instructions", "Reached"], body)
 
 
 def time(nanoseconds):
@@ -106,23 +130,31 @@ def all_rows(results):
     return rows(["Work", "Subject", "Median", "Spread", "Ratio to the others"], body)
 
 
-def machine(data):
-    """Of the run where the results tell it, of this machine otherwise."""
+def processor():
+    """Its name, and the numbers that say which one of that name it is."""
+    info = dict(re.findall(r"^([^\t:]+)\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.MULTILINE))
+    numbers = ", ".join(f"{label} {info.get(key, 'unknown')}" for label, key in
+                        (("family", "cpu family"), ("model", "model"), ("stepping", "stepping")))
+    return f"{info.get('model name', 'unknown processor')} ({numbers})"
+
+
+def machine(data, before):
+    """Of the run if the results have it, of this machine otherwise."""
     context = data["context"]
-    model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
     version = ["c++", "-dumpfullversion"]
-    return [f"- {model.group(1) if model else 'unknown processor'}, {context['num_cpus']} processors of "
-            f"{context['mhz_per_cpu']} MHz; load when the run began {context['load_avg'][0]:.2f}",
+    earlier = [f"- The earlier commit (`before`): {before}"] if before else []
+    return [f"- {processor()}, {context['num_cpus']} processors of {context['mhz_per_cpu']} MHz; "
+            f"load when the run began {context['load_avg'][0]:.2f}",
             f"- Linux {pathlib.Path('/proc/sys/kernel/osrelease').read_text().strip()}, GCC "
             f"{subprocess.run(version, capture_output=True, text=True, check=True).stdout.strip()}, release build",
-            f"- {context['date'][:10]}"]
+            f"- {context['date'][:10]}", *earlier]
 
 
 def plot_numbers(results):
     """Cost against the number of properties."""
     series = {}
     for name, median in results.median.items():
-        match = re.fullmatch(r"get_r/(ours|floor|boost_plain|boost_robust|lmdb)/(\d+)", name)
+        match = re.fullmatch(r"get_r/(ours|floor|floor_no_latch|boost_plain|boost_robust|lmdb)/(\d+)", name)
         if match:
             series.setdefault(match.group(1), []).append((int(match.group(2)), median))
     return lines("get R by tag", "properties", "ns a call", {name: sorted(points) for name, points in series.items()})
@@ -158,13 +190,19 @@ def put_into(page, sections, plots):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("results", type=pathlib.Path)
     parser.add_argument("--out", type=pathlib.Path, required=True)
+    parser.add_argument("--results", type=pathlib.Path)
+    parser.add_argument("--instructions", type=pathlib.Path)
+    parser.add_argument("--before")
     parser.add_argument("--names", type=pathlib.Path)
     parser.add_argument("--into", type=pathlib.Path)
     parser.add_argument("--quick", action="store_true")
     options = parser.parse_args()
 
+    counted = instruction_rows(json.loads(options.instructions.read_text())) if options.instructions else []
+    if options.results is None:
+        print(*counted, sep="\n")
+        return 0
     data = json.loads(options.results.read_text())
     results = Results(data)
     names = options.names.read_text().split() if options.names else []
@@ -173,7 +211,11 @@ def main():
         print(*faults, sep="\n", file=sys.stderr)
         return 1
 
-    sections = {"machine": machine(data), "goals": goal_rows(results, not options.quick), "all": all_rows(results)}
+    caption = [f"Measured on: {processor()}.", ""]
+    sections = {"machine": machine(data, options.before), "goals": caption + goal_rows(results, not options.quick)}
+    if counted:
+        sections["instructions"] = caption + counted
+    sections["all"] = caption + all_rows(results)
     plots = {"numbers.svg": plot_numbers(results), "contention.svg": plot_contention(results)}
     options.out.mkdir(parents=True, exist_ok=True)
     for name, svg in plots.items():
@@ -181,7 +223,7 @@ def main():
     (options.out / "report.md").write_text("\n\n".join("\n".join(table) for table in sections.values()) + "\n")
     summary = {name: {"nanoseconds": results.median[name], "spread": results.spread[name]} for name in results.median}
     (options.out / "report.json").write_text(json.dumps(summary, indent=1, sort_keys=True) + "\n")
-    print(*sections["goals"], sep="\n")
+    print(*sections["goals"], "", *counted, sep="\n")
     if options.into:
         put_into(options.into, sections, plots)
     return 0
