@@ -1,5 +1,6 @@
 // Services-layer calls made to fail once, in turn, through the operations on properties of every kind: the first failure
 // is told, every section is left, and the list can be used.
+#include "frame/sequence.h"
 #include "properties/kind_node.h"
 
 namespace properties_test {
@@ -47,7 +48,7 @@ class Faults : public FilledKindNode {
       }
       restore(undamaged);
     }
-    const bool reads = kReadsWithoutLatch && (operation == 'g' || operation == 'r');
+    const bool reads = sntr::kReadsWithoutLatch && (operation == 'g' || operation == 'r');
     EXPECT_EQ(failed > 1, !reads) << text(operation) << (reads ? "takes a latch" : "makes no calls that can fail");
   }
 };
