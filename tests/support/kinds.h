@@ -127,20 +127,51 @@ struct Properties {
     if (&kind == &kBaseR) return sntrSetValueForBaseRProperty(n, k.tag, v.number, held);
     return sntrSetValueForBaseVProperty(n, k.tag, size, bytes, held);
   }
+  // Allocates no memory. The buffer, too, must be large enough for whatever the area may hold.
+  std::uint32_t getInto(const Key &k, std::int32_t &number, std::uint64_t &size, void *buffer) const {
+    const auto [id, length] = std::pair(k.id.data(), k.id.size());
+    if (&kind == &kR) return sntrGetValueForRProperty(n, k.tag, &number, held);
+    if (&kind == &kIR) return sntrGetValueForIRProperty(n, k.tag, length, id, &number, held);
+    if (&kind == &kBaseR) return sntrGetValueForBaseRProperty(n, k.tag, &number, held);
+    if (&kind == &kV) return sntrGetValueForVProperty(n, k.tag, &size, nullptr, buffer, held);
+    if (&kind == &kIV) return sntrGetValueForIVProperty(n, k.tag, length, id, &size, nullptr, buffer, held);
+    return sntrGetValueForBaseVProperty(n, k.tag, &size, nullptr, buffer, held);
+  }
   // The room for bytes must be large enough for whatever the area may hold; a failure leaves the value as it was.
   std::uint32_t get(const Key &k, Value &v, std::size_t room) const {
-    const auto [id, length] = std::pair(k.id.data(), k.id.size());
-    if (&kind == &kR) return sntrGetValueForRProperty(n, k.tag, &v.number, held);
-    if (&kind == &kIR) return sntrGetValueForIRProperty(n, k.tag, length, id, &v.number, held);
-    if (&kind == &kBaseR) return sntrGetValueForBaseRProperty(n, k.tag, &v.number, held);
-    std::string bytes(room, '\0');
+    std::string bytes(kind.hasBytes() ? room : 0, '\0');
     std::uint64_t size = 0;
-    const std::uint32_t rc = &kind == &kV ? sntrGetValueForVProperty(n, k.tag, &size, nullptr, bytes.data(), held)
-                             : &kind == &kIV
-                                 ? sntrGetValueForIVProperty(n, k.tag, length, id, &size, nullptr, bytes.data(), held)
-                                 : sntrGetValueForBaseVProperty(n, k.tag, &size, nullptr, bytes.data(), held);
-    if (rc == 0) v.bytes = bytes.substr(0, size);
+    const std::uint32_t rc = getInto(k, v.number, size, bytes.data());
+    if (rc == 0 && kind.hasBytes()) v.bytes = bytes.substr(0, size);
     return rc;
+  }
+  std::uint32_t record(const Key &k, SNodeProperty_t *&out) const {
+    const auto [id, length] = std::pair(k.id.data(), k.id.size());
+    if (&kind == &kR) return sntrGetAddressForRProperty(n, k.tag, &out);
+    if (&kind == &kV) return sntrGetAddressForVProperty(n, k.tag, &out);
+    if (&kind == &kIR) return sntrGetAddressForIRProperty(n, k.tag, length, id, &out);
+    if (&kind == &kIV) return sntrGetAddressForIVProperty(n, k.tag, length, id, &out);
+    return &kind == &kBaseR ? sntrGetAddressForBaseRProperty(n, k.tag, &out)
+                            : sntrGetAddressForBaseVProperty(n, k.tag, &out);
+  }
+  // Value and result code together, by the record.
+  std::uint32_t getBoth(SNodeProperty_t *r, std::int32_t &number, std::uint64_t &size, void *buffer,
+                        std::uint64_t &rc) const {
+    if (&kind == &kR) return sntrGetValueAndRCForRProperty(n, r, &number, &rc, held);
+    if (&kind == &kIR) return sntrGetValueAndRCForIRProperty(n, r, &number, &rc, held);
+    if (&kind == &kBaseR) return sntrGetValueAndRCForBaseRProperty(n, r, &number, &rc, held);
+    if (&kind == &kV) return sntrGetValueAndRCForVProperty(n, r, &size, nullptr, buffer, &rc, held);
+    if (&kind == &kIV) return sntrGetValueAndRCForIVProperty(n, r, &size, nullptr, buffer, &rc, held);
+    return sntrGetValueAndRCForBaseVProperty(n, r, &size, nullptr, buffer, &rc, held);
+  }
+  std::uint32_t setBoth(SNodeProperty_t *r, const Value &v, std::uint64_t rc) const {
+    const auto [bytes, size] = std::pair(v.bytes.data(), v.bytes.size());
+    if (&kind == &kR) return sntrSetValueAndRCForRProperty(n, r, v.number, rc, held);
+    if (&kind == &kIR) return sntrSetValueAndRCForIRProperty(n, r, v.number, rc, held);
+    if (&kind == &kBaseR) return sntrSetValueAndRCForBaseRProperty(n, r, v.number, rc, held);
+    if (&kind == &kV) return sntrSetValueAndRCForVProperty(n, r, size, bytes, rc, held);
+    if (&kind == &kIV) return sntrSetValueAndRCForIVProperty(n, r, size, bytes, rc, held);
+    return sntrSetValueAndRCForBaseVProperty(n, r, size, bytes, rc, held);
   }
   std::uint32_t setRC(const Key &k, std::uint64_t rc) const {
     if (&kind == &kR) return sntrSetRCForRProperty(n, k.tag, rc, held);
