@@ -1,4 +1,5 @@
 // Latches: the rules of oss/latch.h, with real processes that die at bad moments.
+#include <linux/futex.h>
 #include <sched.h>
 
 #include <algorithm>
@@ -52,6 +53,17 @@ class Latch : public testing::Test {
     for (;;) pause();
   }
 
+  // Waits for the latch with a limit of its own, and changes nothing but, for the owner, the waiters bit.
+  uint32_t await() {
+    uint64_t deadline = 0;
+    return ossVLatchAwait(latch(), &deadline);
+  }
+
+  uint64_t word() { return __atomic_load_n(reinterpret_cast<uint64_t *>(latch()->storage + 8), __ATOMIC_RELAXED); }
+  bool somebodyWaits() {
+    return becomes([&] { return (word() & kWaitersBit) != 0; });
+  }
+
   bool waitForStep(int step) {
     return becomes([&] { return scene_->step >= step; });
   }
@@ -64,6 +76,7 @@ class Latch : public testing::Test {
     EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok);
   }
 
+  static constexpr uint64_t kWaitersBit = 1ULL << 31;
   Shared<Scene> scene_;
 };
 
@@ -88,6 +101,10 @@ TEST_F(Latch, RefusesBadArguments) {
   EXPECT_RC(ossVLatchInit(nullptr, 1), Rc::OssBadArgument);
   EXPECT_RC(ossVLatchGet(nullptr), Rc::OssBadArgument);
   EXPECT_RC(ossVLatchRelease(nullptr), Rc::OssBadArgument);
+  EXPECT_RC(ossVLatchTestHeld(nullptr), Rc::OssBadArgument);
+  uint64_t deadline = 0;
+  EXPECT_RC(ossVLatchAwait(nullptr, &deadline), Rc::OssBadArgument);
+  EXPECT_RC(ossVLatchAwait(latch(), nullptr), Rc::OssBadArgument);
   EXPECT_RC(ossVLatchSetWaitLimit(0), Rc::OssBadArgument);
   EXPECT_RC(ossLockGetConflict(nullptr), Rc::OssBadArgument);
 }
@@ -105,6 +122,7 @@ TEST_F(Latch, ReportsDamageAndLeavesItAlone) {
     setOwnerWord(*latch(), row.owner);
     EXPECT_RC(ossVLatchGet(latch()), Rc::OssLatchDamaged) << row.name;
     EXPECT_RC(ossVLatchRelease(latch()), Rc::OssLatchDamaged) << row.name;
+    EXPECT_RC(await(), Rc::OssLatchDamaged) << row.name;
     EXPECT_EQ(ownerWord(*latch()), row.owner) << row.name;
   }
   for (int byte = 0; byte < 8; ++byte) {
@@ -136,17 +154,42 @@ TEST_F(Latch, NeverHangsOnRandomBytes) {
 }
 
 TEST_F(Latch, BelongsToTheThreadThatGotIt) {
+  EXPECT_RC(ossVLatchTestHeld(latch()), Rc::OssLatchNotHeld);
+  EXPECT_RC(await(), Rc::Ok);
   ASSERT_RC(ossVLatchGet(latch()), Rc::Ok);
+  EXPECT_RC(ossVLatchTestHeld(latch()), Rc::Ok);
+  EXPECT_RC(await(), Rc::OssLatchHeld);
   std::thread([&] {
+    EXPECT_RC(ossVLatchTestHeld(latch()), Rc::OssLatchNotHeld);
     EXPECT_RC(ossVLatchRelease(latch()), Rc::OssLatchNotHeld);
     ossVLatchSetWaitLimit(60);
+    EXPECT_RC(await(), Rc::OssLatchTimeout);
     const auto start = Clock::now();
     EXPECT_RC(ossVLatchGet(latch()), Rc::OssLatchTimeout);
     EXPECT_GE(Clock::now() - start, 60ms);
     EXPECT_LT(Clock::now() - start, 10s);
   }).join();
+  EXPECT_RC(ossVLatchTestHeld(latch()), Rc::Ok) << "others wait";
   EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok);
   expectPassesSoon();
+}
+
+TEST_F(Latch, WaitsOnUntilTheDeadlineOfAnEarlierCall) {
+  uint64_t deadline = 0;
+  ossVLatchSetWaitLimit(60);
+  EXPECT_RC(ossVLatchAwait(latch(), &deadline), Rc::Ok);
+  const uint64_t first = deadline;
+  EXPECT_NE(first, 0U);
+  ossVLatchSetWaitLimit(20000);
+  Child owner([&] {
+    if (ossVLatchGet(latch()) != 0) return 1;
+    scene_->step = 1;
+    sleep(2);  // within the new limit, and beyond the old one
+    return static_cast<int>(ossVLatchRelease(latch()));
+  });
+  ASSERT_TRUE(waitForStep(1));
+  EXPECT_RC(ossVLatchAwait(latch(), &deadline), Rc::OssLatchTimeout);
+  EXPECT_EQ(deadline, first);
 }
 
 TEST_F(Latch, ChildOfForkIsNotItsParent) {
@@ -207,6 +250,7 @@ TEST_F(Latch, PassesOnFromADeadOwner) {
     Child owner(row.work);
     ASSERT_TRUE(waitForStep(1));
     if (row.end != nullptr) row.end(owner);
+    EXPECT_RC(await(), Rc::OssLatchOwnerDead);
     expectPassesSoon();
   }
 }
@@ -238,10 +282,6 @@ TEST_F(Latch, StaysWithALivingOwner) {
 // The slice of a waiter that has just gone to sleep would take 8 ms; a wake does not wait for it. And the woken thread
 // cannot know whether it slept alone, so it holds the latch with the waiters bit.
 TEST_F(Latch, ReleaseWakesTheSleeper) {
-  constexpr uint64_t kWaiters = 1ULL << 31;
-  const auto word = [&] {
-    return __atomic_load_n(reinterpret_cast<uint64_t *>(latch()->storage + 8), __ATOMIC_RELAXED);
-  };
   Clock::duration fastest = 1h;
   for (int round = 0; round < 20; ++round) {
     ASSERT_RC(ossVLatchGet(latch()), Rc::Ok);
@@ -253,14 +293,32 @@ TEST_F(Latch, ReleaseWakesTheSleeper) {
       held = word();
       EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok);
     });
-    ASSERT_TRUE(becomes([&] { return (word() & kWaiters) != 0; }));
+    ASSERT_TRUE(somebodyWaits());
     const auto start = Clock::now();
     ASSERT_RC(ossVLatchRelease(latch()), Rc::Ok);
     waiter.join();
-    EXPECT_NE(held & kWaiters, 0U) << "round " << round;
+    EXPECT_NE(held & kWaitersBit, 0U) << "round " << round;
     fastest = std::min(fastest, Clock::duration(woken) - start.time_since_epoch());
   }
   EXPECT_LT(fastest, 5ms);
+}
+
+// A release wakes one sleeper. If that one does not want the latch, it wakes the next, here one that sleeps for long.
+TEST_F(Latch, OnlookerPassesItsWakeOn) {
+  for (int round = 0; round < 20 && !HasFailure(); ++round) {
+    ASSERT_RC(ossVLatchGet(latch()), Rc::Ok);
+    std::thread onlooker([&] { EXPECT_RC(await(), Rc::Ok); });
+    ASSERT_TRUE(somebodyWaits());
+    std::thread sleeper([&, low = static_cast<uint32_t>(word())] {
+      const timespec patience{10, 0};
+      const long slept = syscall(SYS_futex, latch()->storage + 8, FUTEX_WAIT, low, &patience, nullptr, 0);
+      EXPECT_TRUE(slept == 0 || errno == EAGAIN) << "round " << round << ": nobody woke the sleeper";
+    });
+    usleep(2000);
+    EXPECT_RC(ossVLatchRelease(latch()), Rc::Ok);
+    onlooker.join();
+    sleeper.join();
+  }
 }
 
 // Waiters whose slices end at the same moment find the same dead owner; one of them may take over.
