@@ -23,13 +23,19 @@ inline bool isAligned(const OSSVAtomicSigned32 *cell) {
   return reinterpret_cast<std::uintptr_t>(cell) % sizeof(std::int32_t) == 0;
 }
 
-// The two accesses of an aligned cell. Acquire: what was written before the number was stored is seen by who reads it.
-// Release: the other half of that.
+// An aligned cell as a number. clang must be told: it goes by the type of `storage`, which may stand anywhere.
+inline AlignedCell *alignedCell(const OSSVAtomicSigned32 *cell) {
+  void *const storage = const_cast<unsigned char *>(cell->storage);
+  return static_cast<AlignedCell *>(__builtin_assume_aligned(storage, sizeof(std::int32_t)));
+}
+
+// Its two accesses. Acquire: what was written before the number was stored is seen by who reads it. Release: the other
+// half of that.
 inline std::int32_t loadAligned(const OSSVAtomicSigned32 *cell) {
-  return __atomic_load_n(reinterpret_cast<const AlignedCell *>(cell->storage), __ATOMIC_ACQUIRE);
+  return __atomic_load_n(alignedCell(cell), __ATOMIC_ACQUIRE);
 }
 inline void storeAligned(OSSVAtomicSigned32 *cell, std::int32_t value) {
-  __atomic_store_n(reinterpret_cast<AlignedCell *>(cell->storage), value, __ATOMIC_RELEASE);
+  __atomic_store_n(alignedCell(cell), value, __ATOMIC_RELEASE);
 }
 
 // Reads a cell at any address.
