@@ -76,8 +76,10 @@ OSS_API uint32_t ossVLatchRelease(ossVLatch *latch);
  *   SNTR_RC_OSS_LATCH_TIMEOUT     living threads kept it for longer than the limit */
 OSS_API uint32_t ossVLatchAwait(ossVLatch *latch, uint64_t *deadline);
 
-/** Returns 0 if the calling thread holds a latch, and otherwise SNTR_RC_OSS_LATCH_NOT_HELD, or SNTR_RC_OSS_BAD_ARGUMENT:
- * `latch` is null. Changes nothing. */
+/** Looks whether the calling thread holds a latch. Changes nothing.
+ * Returns 0: it does. Otherwise:
+ *   SNTR_RC_OSS_BAD_ARGUMENT    `latch` is null
+ *   SNTR_RC_OSS_LATCH_NOT_HELD  it does not */
 OSS_API uint32_t ossVLatchTestHeld(ossVLatch *latch);
 
 /* Sets how long this process waits for a latch before it gives up. Waits that have begun keep their limit. A forked

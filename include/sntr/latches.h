@@ -5,8 +5,8 @@
  *
  * Under concurrency model 1 a section, for reading as for writing, holds the latch of the block, which excludes every
  * other section on it in every thread and process. A single get of a value or a result code takes no latch: a section
- * for writing keeps it waiting, one for reading does not. Under models 0 and 2 to 5 nothing is locked and the caller sees
- * to exclusion. A thread must leave a section before it enters another on the same node: the second entry fails.
+ * for writing keeps it waiting, one for reading does not. Under models 0 and 2 to 5 nothing is locked and the caller
+ * sees to exclusion. A thread must leave a section before it enters another on the same node: the second entry fails.
  *
  * Any thread may call. The thread that entered must be the one that leaves.
  */

@@ -17,8 +17,8 @@
  * writing where the operation changes anything, and it is neither entered nor left. An operation without that argument
  * takes no latch: its caller holds the section.
  *
- * Getting a value or a result code (sntr/values.h) takes no latch. It waits while a writer is inside, and takes the latch
- * only if that writer has died, or if the node begins at no multiple of 8.
+ * Getting a value or a result code (sntr/values.h) takes no latch. It waits while a writer is inside, and takes the
+ * latch only if that writer has died, or if the node begins at no multiple of 8.
  *
  * After a failure nothing was changed and nothing is held, unless the code's line says otherwise.
  *
@@ -60,8 +60,8 @@
  * SECTION codes, only when `latchHeld` is 0:
  *   SNTR_RC_VALUE_OUT_OF_RANGE  the node's concurrency model is above 5
  *   SNTR_RC_BAD_LATCH_VERSION   model 1, and the node's latches are not initialized
- *   SNTR_RC_LATCH_FAILED        the latch was not obtained, or a get met writers up to the wait limit; or it could not be
- *                               released, and then the work is done
+ *   SNTR_RC_LATCH_FAILED        the latch was not obtained, or a get met writers up to the wait limit; or it could
+ *                               not be released, and then the work is done
  *   SNTR_RC_ATOMIC_FAILED       (writing) a counter of the latch failed; on leaving, the work is done
  */
 #ifndef SNTR_PROPERTIES_H

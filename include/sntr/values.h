@@ -3,8 +3,8 @@
  * A property is named by its key, or by its record, whose address sntrGetAddressForRProperty() and its like gave.
  * Setting a value or a result code changes nothing else: no counter and no time.
  *
- * A get takes no latch and stores nothing into the node. What it returns is of one moment: a value of bytes is whole, and
- * a value and its result code belong together if they were set together.
+ * A get takes no latch and stores nothing into the node. What it returns is of one moment: a value of bytes is whole,
+ * and a value and its result code belong together if they were set together.
  *
  * The rules on threads, sections and `latchHeld`, and the groups of codes, are those of sntr/properties.h. After a
  * failure nothing was changed, no output was stored and nothing is held, unless the code's line says otherwise. One

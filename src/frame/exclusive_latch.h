@@ -34,9 +34,8 @@ Rc initializeExclusiveLatch(ExclusiveLatch *latch, std::uint64_t selector);
 Rc enterExclusive(ExclusiveLatch *latch);
 Rc exitExclusive(ExclusiveLatch *latch);
 
-// The same on the short way, for who gives the latch back where it was taken: `owner` is what the latch was taken with,
-// or 0 after the long way. The latch is not null. Codes and order are those of the long way, which is taken where the
-// short one does nothing.
+// The same in line, for a caller that gives the latch back where it took it: `owner` is the word with which the latch
+// was taken, or 0 if it was taken by the call above. The latch is not null. Codes and order are those of the calls.
 inline Rc enterExclusive(ExclusiveLatch *latch, std::uint64_t &owner) {
   owner = 0;
   if (readWord<std::uint32_t>(&latch->latchSelector) == kVersionWord) owner = ossVLatchTryGet(&latch->latch);

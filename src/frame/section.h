@@ -68,8 +68,8 @@ inline Rc giveBackLatch(SNodeLatchBlock_t *block, const Entered &entered) {
   return ossVLatchRelease(&block->latch) == 0 ? Rc::Ok : Rc::LatchFailed;
 }
 
-// Marks and counts a writer. The mark comes before the count, and both before the work, as sequence.h says. AtomicFailed,
-// and nothing is marked.
+// Marks and counts a writer. The mark comes before the count, and both before the work, as sequence.h says.
+// AtomicFailed, and nothing is marked.
 inline Rc markWriter(SNodeLatchBlock_t *block) {
   if (Rc rc = writeCell(&block->writeInProgress, 1); failed(rc)) return rc;
   if (Rc rc = countCellUnderLatch(&block->writeCount); failed(rc)) {
@@ -137,7 +137,8 @@ inline Rc writeSection(const Trace &t, SNodeCB_t *node, Held held, Work &&work) 
   return held == Held::Yes ? done : firstFailure(done, t.fail(kProbeExit, exitWrite(&node->primaryLatch, entered)));
 }
 
-// What a read without the latch found. Its failure is traced only once it is known that what was read was of one moment.
+// What a read without the latch found. Its failure is traced only once it is known that what was read was of one
+// moment.
 struct Finding {
   std::uint32_t probe = 0;
   Rc rc = Rc::Ok;

@@ -1,8 +1,8 @@
 // Reading and writing single words of shared memory.
 //
 // Another process may damage any word, or change it while we look. So a word is read exactly once into a local: the
-// compiler may neither read it a second time nor keep an old value. The areas of a node, and so the records in them, may
-// begin at any byte, so the helpers assume no alignment. An aligned word is read and written whole.
+// compiler may neither read it a second time nor keep an old value. The areas of a node, and so the records in them,
+// may begin at any byte, so the helpers assume no alignment. An aligned word is read and written whole.
 //
 // Callers hold the latch that guards the word, read it between the two looks of frame/sequence.h, or look at one word
 // alone and can live with a value that is old at once.
@@ -90,8 +90,8 @@ inline void storeField(T &field, std::type_identity_t<T> value) {
 }
 
 // Keeps the stores above it before the stores below it. What it guards against is this process dying between them: the
-// next holder of the latch must then find either none of the later ones, or all of the earlier ones. Readers without the latch
-// see stores in this order too (release).
+// next holder of the latch must then find either none of the later ones, or all of the earlier ones. Readers without
+// the latch see stores in this order too (release).
 inline void orderStores() { std::atomic_thread_fence(std::memory_order_release); }
 
 // Makes something exist by one store: everything written before is in memory first, and nothing written after it is.

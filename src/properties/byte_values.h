@@ -1,11 +1,12 @@
 // Reading and writing values that are bytes, over the kinds that have them. This is the full way; fast_values.h is the
 // fast one.
 //
-// A value changes only inside a write section, so a reader sees it whole: the old one or the new one. A writer that dies
-// while it copies leaves a torn one; the size, which is stored last, is then still the old one.
+// A value changes only inside a write section, so a reader sees it whole: the old one or the new one. A writer that
+// dies while it copies leaves a torn one; the size, which is stored last, is then still the old one.
 //
 // The bytes stand in the room of their own record. Offset and size are read once from shared memory and held against
-// that room before a byte is touched. Arguments are checked, and the key is hashed, before anything of the list is read.
+// that room before a byte is touched. Arguments are checked, and the key is hashed, before anything of the list is
+// read.
 #pragma once
 
 #include <cstddef>
@@ -71,8 +72,8 @@ struct ValueCopy {
   }
 };
 
-// Stores a value in its room: the bytes, then their number, for who finds the node when this thread has died in between.
-// The bytes may be a part of the value itself.
+// Stores a value in its room: the bytes, then their number, for who finds the node when this thread has died in
+// between. The bytes may be a part of the value itself.
 template <class K>
 void storeBytes(std::byte *record, std::byte *room, const Bytes &value) {
   std::memmove(room, value.data, value.size);

@@ -1,4 +1,5 @@
-// The exported operations that count properties, copy their keys out, walk over their records, and store the export list.
+// The exported operations that count properties, copy their keys out, walk over their records, and store the export
+// list.
 #include "frame/trace.h"
 #include "properties/enumeration.h"
 #include "properties/export_list.h"

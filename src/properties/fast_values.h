@@ -1,12 +1,13 @@
 // The fast way through reading and writing one value, of every kind and in both layouts.
 //
-// Nearly every call finds everything as it should be: tracing off, the node active, no writer inside, the latch free, the
-// record in its place. For those the operations of values.h and byte_values.h stand here without result codes and
-// traces. A function does all that its operation does, or nothing that anybody could see; then the caller takes the full
-// way from the beginning, which alone decides what is wrong. Both ways make the same checks by the same functions.
+// Nearly every call finds everything as it should be: tracing off, the node active, no writer inside, the latch free,
+// the record in its place. For those the operations of values.h and byte_values.h stand here without result codes and
+// traces. A function does all that its operation does, or nothing that anybody could see; then the caller takes the
+// full way from the beginning, which alone decides what is wrong. Both ways make the same checks by the same functions.
 //
 // Each function is compiled twice. The usual case, a table of a node whose section nobody holds, becomes one without
-// calls that saves hardly a register; with the other cases in it, a get of a register executes a tenth more instructions.
+// calls that saves hardly a register; with the other cases in it, a get of a register executes a tenth more
+// instructions.
 //
 // Thread safety: any thread. A get takes no latch (frame/sequence.h); a set takes the latch in line.
 #pragma once
@@ -25,7 +26,8 @@ namespace sntr::fast {
 
 enum class Case { Usual, Any };
 
-// How a try ended. After Failed and Unusual nothing was done; after LatchLost all was, but the latch was not given back.
+// How a try ended. After Failed and Unusual nothing was done; after LatchLost all was, but the latch was not given
+// back.
 enum class Tried { Done, Failed, Unusual, LatchLost };
 
 constexpr Tried triedIf(bool done) { return done ? Tried::Done : Tried::Failed; }
@@ -67,8 +69,8 @@ inline bool mayBeUnguarded(const SNodeCB_t *node, std::uint64_t latchHeld) {
   return latchHeld != 0 || !failed(checkModel(loadField(node->concurrencyModel)));
 }
 
-// Runs `Tried take()`, which reads a value into locals, so that all it reads is of one moment. Whether this thread is who
-// holds the latch only the full way asks.
+// Runs `Tried take()`, which reads a value into locals, so that all it reads is of one moment. Whether this thread is
+// who holds the latch only the full way asks.
 template <Case which, class Take>
 [[gnu::always_inline]] inline Tried read(SNodeCB_t *node, std::uint64_t latchHeld, Take &&take) {
   if (which == Case::Any && !isGuarded(node, latchHeld)) {
@@ -85,8 +87,8 @@ template <Case which, class Take>
 // Gives back a latch that others wait for, or that was damaged.
 [[gnu::noinline]] inline bool leaveByCall(SNodeCB_t *node) { return ossVLatchRelease(&node->primaryLatch.latch) == 0; }
 
-// Runs `Tried find()` and then `void store()` in a write section, unless the caller holds one. The section is marked and
-// counted only once everything was found. A mark that stands is a dead writer's, whose node the full way mends. The
+// Runs `Tried find()` and then `void store()` in a write section, unless the caller holds one. The section is marked
+// and counted only once everything was found. A mark that stands is a dead writer's, whose node the full way mends. The
 // lines of the mark and the count are fetched while the latch's own is on its way.
 template <Case which, class Find, class Store>
 [[gnu::always_inline]] inline Tried write(SNodeCB_t *node, std::uint64_t latchHeld, Find &&find, Store &&store) {

@@ -79,9 +79,9 @@ template <class K>
 }
 
 // Steps over the first slot of a chain if its tag is below the wanted one. Which of the first two slots has a tag no
-// processor can foresee, so this is done without a branch: with one, a get among 1,000 takes a third longer. What is not
-// sound is left to the search. Not for keys with an identifier: it stands in another line of the cache, for which the
-// choice would have to wait.
+// processor can foresee, so this is done without a branch: with one, a get among 1,000 takes a third longer. What is
+// not sound is left to the search. Not for keys with an identifier: it stands in another line of the cache, for which
+// the choice would have to wait.
 template <class K>
 [[gnu::always_inline]] inline void passFirstSlot(const PropertyList &list, const ChainWalk<K> &walk, const TagKey &key,
                                                  ChainPlace &place) {

@@ -1,4 +1,5 @@
-// The kinds as types: what each adds to its row - its key, its value, where the value stands, and how a record is filled.
+// The kinds as types: what each adds to its row - its key, its value, where the value stands, and how a record is
+// filled.
 //
 // The templates of this room are written over these structs. What a kind does not have it does not name, so that an
 // operation that makes no sense for it does not compile.

@@ -62,8 +62,8 @@ void layOutEmptyArray(PropertyList &list) {
   if constexpr (kHasBytes<K>) writeWord<std::uint64_t>(word(K::data.maxValueAt), list.limits.maxValue);
 }
 
-// How many properties ahead of its turn one is looked at. About as many as it takes until memory that is in no cache has
-// come.
+// How many properties ahead of its turn one is looked at. About as many as it takes until memory that is in no cache
+// has come.
 constexpr std::uint64_t kLookAhead = 8;
 
 // Brings bytes that will be written near. They need not be in the area, nor anywhere.
@@ -159,8 +159,8 @@ void fetchAhead(SNodeCB_t *node, const PropertyList &list, const typename K::Key
   fetchToWrite(base, slotsEnd(list) + kLookAhead * slotSize, written);
 }
 
-// Adds in the order of the arrays and stops at the first failure; what was added before it stays. Large tables lie in no
-// cache, and a chain's slots anywhere in them: so each property's are fetched some turns before they are needed.
+// Adds in the order of the arrays and stops at the first failure; what was added before it stays. Large tables lie in
+// no cache, and a chain's slots anywhere in them: so each property's are fetched some turns before they are needed.
 template <class K, class Initial>
 Rc addInitialProperties(SNodeCB_t *node, PropertyList &list, const Initial &initial) {
   std::optional<Pending<K, Initial>> pending[kLookAhead];

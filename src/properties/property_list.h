@@ -86,8 +86,8 @@ struct PropertyList {
   return readLimits(kind, out.area, out.limits);
 }
 
-// The slots of a table that were ever handed out, from `first` on, all of one size and below `high`. An offset before the
-// first wraps and is too far away. All numbers are below 2^32.
+// The slots of a table that were ever handed out, from `first` on, all of one size and below `high`. An offset before
+// the first wraps and is too far away. All numbers are below 2^32.
 static_assert(SNTR_MAX_NODE_SIZE < std::uint64_t{1} << 32 && SNTR_MAX_AREA_SIZE < std::uint64_t{1} << 27);
 class SlotRange {
  public:

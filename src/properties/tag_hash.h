@@ -80,8 +80,8 @@ constexpr std::uint64_t foldDigits(KeyHash hash, std::uint32_t number) {
   return hash.value();
 }
 
-// What some digits do to the three sums: of the product, p + 1 becomes (p + 1) factor + addend. 16 bits are enough, so that
-// a table of all pairs of digits stays within 13 lines of the processor's cache.
+// What some digits do to the three sums: of the product, p + 1 becomes (p + 1) factor + addend. 16 bits are enough, so
+// that a table of all pairs of digits stays within 13 lines of the processor's cache.
 struct DigitStep {
   std::uint16_t factor;
   std::int16_t addend;

@@ -86,8 +86,8 @@ Rc closeExtent(const HeapView &view, const ExtentRef &extent);
 // Undoes closeExtent: nodes found dead are kept for reuse again.
 Rc reopenExtent(const HeapView &view, const ExtentRef &extent);
 
-// Finds the newest extent if the heap can do without it: if dead and unused space could hold every node of it, with some
-// left over. The extent is looked at only where there is as much space as must be left over.
+// Finds the newest extent if the heap can do without it: if dead and unused space could hold every node of it, with
+// some left over. The extent is looked at only where there is as much space as must be left over.
 bool findSpareExtent(const HeapView &view, ExtentRef &extent);
 
 }  // namespace sntr

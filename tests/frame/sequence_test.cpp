@@ -1,8 +1,8 @@
 // The sequence lock in every order: each load of a reader is made before, between and after all stores of writers.
 //
 // A reader stores nothing. So the states that the writers go through are recorded once, and in place of waiting a
-// reader goes on to any later state between two of its loads. Readers and writers with one mistake each show that a torn
-// value would be found.
+// reader goes on to any later state between two of its loads. Readers and writers with one mistake each show that a
+// torn value would be found.
 #include "frame/sequence.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// Services-layer calls made to fail once, in turn, through the operations on properties of every kind: the first failure
-// is told, every section is left, and the list can be used.
+// Services-layer calls made to fail once, in turn, through the operations on properties of every kind: the first
+// failure is told, every section is left, and the list can be used.
 #include "frame/sequence.h"
 #include "properties/kind_node.h"
 
@@ -115,8 +115,8 @@ TEST_F(Faults, AnArrayWhoseRecordsHaveNoRoomTakesNoProperties) {
   EXPECT_RC(of().create(SNTR_LAYOUT_HASH, 2, 0, 0, initial), Rc::Ok);
 }
 
-// The change counter comes last: what could not be counted is there and counted, but in no chain of tags or identifiers -
-// whatever links the slot held when it was freed - and can be deleted.
+// The change counter comes last: what could not be counted is there and counted, but in no chain of tags or identifiers
+// - whatever links the slot held when it was freed - and can be deleted.
 TEST_F(Faults, AFailingChangeCounterLeavesThePropertyLinked) {
   const auto addTo = [&](std::uint64_t place, std::uint64_t added) {
     const std::uint64_t before = used();

@@ -26,7 +26,7 @@ using sntr::code;
 using sntr::Rc;
 using support::named;
 
-// Against the shipped libraries areas are aligned, since only then is the short way taken.
+// Against the shipped libraries areas are aligned, since only then is the fast way taken.
 #ifdef SNTR_SHIPPED
 constexpr bool kAligned = true;
 #else

@@ -45,8 +45,8 @@ struct Scene {
   std::atomic<int> readersLeft;
 };
 
-// A value is one number throughout: a register twice 16 bits of it, bytes that byte, as often as it says, and the result
-// code says the number again.
+// A value is one number throughout: a register twice 16 bits of it, bytes that byte, as often as it says, and the
+// result code says the number again.
 Value valueOf(std::uint64_t number) {
   const auto half = static_cast<std::uint32_t>(number & 0x7fff);
   const std::uint64_t byte = number & 0xff;

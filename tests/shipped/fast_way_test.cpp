@@ -1,5 +1,5 @@
-// The short ways through reading and writing a value say what the long way says, whatever the node's words hold. While
-// tracing is on there is the long way alone; so each call is made twice, each time on the same damaged node.
+// The fast way through reading and writing a value returns what the full way returns, whatever the node's words hold.
+// While tracing is on there is the full way alone; so each call is made twice, each time on the same damaged node.
 #include <gtest/gtest.h>
 #include <oss/trace.h>
 
@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint64_t kProperties = 24;
 constexpr int kRounds = 10000;
 
-class ShortWays : public KindNode {
+class FastWay : public KindNode {
  protected:
   struct Outcome {
     std::uint32_t rc;
@@ -86,7 +86,7 @@ class ShortWays : public KindNode {
   std::vector<std::uint64_t> spots;
 };
 
-TEST_F(ShortWays, SayWhatTheLongWaySays) {
+TEST_F(FastWay, ReturnsWhatTheFullWayReturns) {
   const std::uint64_t seed = std::random_device{}();
   random.seed(seed);
   int fine = 0, refused = 0;
@@ -99,13 +99,13 @@ TEST_F(ShortWays, SayWhatTheLongWaySays) {
         const Value value{static_cast<std::int32_t>(random()), std::string(random() % (kMaxValue + 2), 'w')};
         const bool writes = random() % 2 != 0;
         const std::uint64_t held = random() % 6 == 0 ? 1 : 0;
-        const Outcome shortWay = call(image, writes, key, value, held);
+        const Outcome fastWay = call(image, writes, key, value, held);
         ASSERT_RC(ossTraceOn("/dev/null"), Rc::Ok);
-        const Outcome longWay = call(image, writes, key, value, held);
+        const Outcome fullWay = call(image, writes, key, value, held);
         ASSERT_RC(ossTraceOff(), Rc::Ok);
-        ASSERT_EQ(shortWay.rc, longWay.rc) << where() << ", seed " << seed << ", round " << round;
-        ASSERT_EQ(shortWay, longWay) << where() << ", seed " << seed << ", round " << round;
-        ++(shortWay.rc == 0 ? fine : refused);
+        ASSERT_EQ(fastWay.rc, fullWay.rc) << where() << ", seed " << seed << ", round " << round;
+        ASSERT_EQ(fastWay, fullWay) << where() << ", seed " << seed << ", round " << round;
+        ++(fastWay.rc == 0 ? fine : refused);
       }
       std::memcpy(static_cast<void *>(node), whole.data(), whole.size());
     }
