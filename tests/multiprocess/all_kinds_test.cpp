@@ -140,42 +140,5 @@ TEST_F(AllKinds, AreSeenWholeWhileAnotherProcessWritesThem) {
   }
 }
 
-// The record's address is enough to read both, without a section of one's own.
-void readPairs(const Task &task) {
-  const Connection here(task);
-  SNodeProperty_t *record = nullptr;
-  ASSERT_RC(sntrGetAddressForRProperty(here.node, 1, &record), Rc::Ok);
-  std::set<std::int32_t> seen{0};
-  while (!support::parentHasTold()) {
-    std::int32_t value = 0;
-    std::uint64_t rc = 0;
-    ASSERT_RC(sntrGetValueAndRCForRProperty(here.node, record, &value, &rc, 0), Rc::Ok);
-    ASSERT_EQ(rc, ~static_cast<std::uint64_t>(value));
-    ASSERT_GE(value, *seen.rbegin()) << "an older pair came back";
-    seen.insert(value);
-  }
-  EXPECT_GT(seen.size(), 3u);
-}
-const PartName kPairReader("pair reader", readPairs);
-
-TEST_F(SharedSegment, ReadersNeverSeeAValueWithoutItsResultCode) {
-  createDomain(0x100000);
-  createPool(0x40000);
-  createNode(SNTR_LAYOUT_HASH, 10);
-  SNodeProperty_t *record = nullptr;
-  ASSERT_RC(sntrAddRProperty(node, 1, 0, 0), Rc::Ok);
-  ASSERT_RC(sntrSetRCForRProperty(node, 1, ~std::uint64_t{0}, 0), Rc::Ok);
-  ASSERT_RC(sntrGetAddressForRProperty(node, 1, &record), Rc::Ok);
-  Actor readers[] = {{"pair reader", task(0)}, {"pair reader", task(1)}};
-  const auto end = Clock::now() + std::chrono::milliseconds(1500);
-  for (std::int32_t value = 1; Clock::now() < end; ++value) {
-    ASSERT_RC(sntrSetValueAndRCForRProperty(node, record, value, ~static_cast<std::uint64_t>(value), 0), Rc::Ok);
-  }
-  for (Actor &reader : readers) {
-    reader.tell();
-    EXPECT_EQ(reader.result(), 0);
-  }
-}
-
 }  // namespace
 }  // namespace multiprocess_test
