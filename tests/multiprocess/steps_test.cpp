@@ -250,6 +250,18 @@ TEST_F(Steps, AStoppedWriterShowsNoHalf) {
   });
 }
 
+// The first read finds the dead owner, the second one the mark that it left.
+TEST_F(Steps, ReadersGoOnWhenAWriterDiesInside) {
+  prepare(support::kR, SNTR_LAYOUT_HASH, 64);
+  {
+    Stepped writer([&](Outcome &o) { o.rc = free->set(kKey, changed); });
+    const char *const mark = reinterpret_cast<const char *>(&node->primaryLatch.writeInProgress);
+    while (*mark == 0 && !writer.hasEnded()) writer.goOn(false);
+    EXPECT_FALSE(writer.hasEnded());
+  }
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(whatIsThere(), "new");
+}
+
 TEST_F(Steps, AReadSectionHoldsUpNoReader) {
   forEachValue(Stops::AreShort, [&] {
     const Work readSection = [&](Outcome &o) {
