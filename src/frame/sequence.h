@@ -32,9 +32,16 @@
 
 namespace sntr {
 
-// The thread sanitizer does not follow fences. For it every read takes the latch.
+// The thread sanitizer does not follow fences. For it every read takes the latch. gcc names it by a macro, clang by a
+// feature.
 #ifdef __SANITIZE_THREAD__
 constexpr bool kReadsWithoutLatch = false;
+#elif defined(__clang__)
+#if __has_feature(thread_sanitizer)
+constexpr bool kReadsWithoutLatch = false;
+#else
+constexpr bool kReadsWithoutLatch = true;
+#endif
 #else
 constexpr bool kReadsWithoutLatch = true;
 #endif

@@ -1,5 +1,6 @@
 // Reads and writes that are stopped after every single instruction, in the library as it is shipped. What the other
-// process does at that stop must neither wait for the stopped one, unless that one is inside a section, nor tear a value.
+// process does at that stop must neither wait for the stopped one, unless that one is inside a section, nor tear a
+// value.
 //
 // The stopped process has its stack and its output in memory that this one shares. So each stop is left twice: the
 // process runs on to its end, its registers and its memory are put back, and it goes one instruction further.
@@ -162,8 +163,9 @@ class Steps : public SharedSegment {
     return whatIs(outcome);
   }
 
-  // At each stop of another process's work: acts; the work goes on to its end; `after` looks at it. One of the two notes
-  // what was seen, which must be all that is expected. Returns the stops. The first ones are disturbed by sets instead.
+  // At each stop of another process's work: acts; the work goes on to its end; `after` looks at it. One of the two
+  // notes what was seen, which must be all that is expected. Returns the stops. The first ones are disturbed by sets
+  // instead.
   int atEachStop(const std::set<std::string> &expected, const Work &work, const std::function<void()> &act,
                  const std::function<void(const Outcome &)> &after, int disturbed = 0) {
     Stepped other(work);
