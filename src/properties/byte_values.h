@@ -72,11 +72,11 @@ struct ValueCopy {
   }
 };
 
-// Stores a value in its room: the bytes, then their number, for who finds the node when this thread has died in
-// between. The bytes may be a part of the value itself.
+// Stores a value in its room, which holds it: the bytes, then their number, for who finds the node when this thread has
+// died in between. The bytes may be a part of the value itself.
 template <class K>
-void storeBytes(std::byte *record, std::byte *room, const Bytes &value) {
-  std::memmove(room, value.data, value.size);
+void storeBytes(const PropertyList &list, std::byte *record, const Bytes &value) {
+  std::memmove(K::room(list, record), value.data, value.size);
   orderStores();
   writeWord<std::uint64_t>(record + K::valueOffsetAt + kWordSize, value.size);
 }
@@ -88,7 +88,7 @@ Rc writeBytes(const PropertyList &list, std::byte *record, const Bytes &value) {
   std::byte *room = nullptr;
   if (Rc rc = checkValuePlace<K>(list, record, room); failed(rc)) return rc;
   if (value.size > list.limits.maxValue) return K::beyondRoom;
-  storeBytes<K>(record, room, value);
+  storeBytes<K>(list, record, value);
   return Rc::Ok;
 }
 

@@ -185,13 +185,14 @@ struct SetBytes {
   [[gnu::always_inline]] static Tried fast(SNodeCB_t *node, typename K::Key key, std::uint64_t size, const void *value,
                                            std::uint64_t latchHeld) {
     if (ossCellsAreOpen == 0 || value == nullptr || !prepareKey<K>(node, key, size)) return Tried::Failed;
-    std::byte *record = nullptr, *room = nullptr;
+    PropertyList list;
+    std::byte *record = nullptr;
     const auto findRoom = [&] {
-      PropertyList list;
+      std::byte *room = nullptr;
       if (Tried found = find<K, which>(node, key, list, record); found != Tried::Done) return found;
       return triedIf(size - 1 < list.limits.maxValue && !failed(checkValuePlace<K>(list, record, room)));
     };
-    return write<which>(node, latchHeld, findRoom, [&] { storeBytes<K>(record, room, {value, size}); });
+    return write<which>(node, latchHeld, findRoom, [&] { storeBytes<K>(list, record, {value, size}); });
   }
   template <class K>
   static Rc full(const Trace &t, SNodeCB_t *node, const typename K::Key &key, std::uint64_t size, const void *value,
