@@ -110,7 +110,7 @@ class SlotRange {
 
 // The same for a size that is known at compile time: which slot an offset is. That is one multiplication by the inverse
 // of the size's odd part and a rotation by the rest of it; what is no slot's offset becomes larger than any number of
-// slots. With the range above the compiler divides, and a get of a register takes a fifth longer.
+// slots. With the range above a get of a register takes a twentieth longer.
 template <std::uint64_t slotSize>
 class FixedSlotRange {
  public:

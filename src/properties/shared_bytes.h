@@ -31,11 +31,8 @@ inline void copyBytesSingly(std::byte *to, const std::byte *from, std::uint64_t 
   for (std::uint64_t i = 0; i < count; ++i) to[i] = static_cast<std::byte>(readWord<std::uint8_t>(from + i));
 }
 
-// In a function of its own, which has registers for four words. All lines are fetched first: loads of words do not look
-// ahead as far as those of a wider copy.
+// In a function of its own, which has registers for four words.
 [[gnu::noinline]] inline void copyShared(std::byte *to, const std::byte *from, std::uint64_t count) {
-  constexpr std::uint64_t kLine = 64;
-  for (std::uint64_t at = 0; at < count; at += kLine) __builtin_prefetch(from + at);
   std::uint64_t at = 0;
   if (isWordPlace(from)) {
     for (; at + kFourWords <= count; at += kFourWords) copyFourWords(to + at, from + at);
