@@ -6,8 +6,8 @@
 // full way from the beginning, which alone decides what is wrong. Both ways make the same checks by the same functions.
 //
 // Each function is compiled twice. The usual case, a table of a node whose section nobody holds, becomes one without
-// calls that saves hardly a register; with the other cases in it, a get of a register executes a tenth more
-// instructions.
+// calls that saves hardly a register; with the other cases in it, a get of a register takes a
+// twentieth longer.
 //
 // Thread safety: any thread. A get takes no latch (frame/sequence.h); a set takes the latch in line.
 #pragma once
