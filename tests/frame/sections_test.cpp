@@ -63,6 +63,12 @@ TEST_F(Sections, AWriterIsMarkedInsideAndCountedAReaderNeither) {
   ASSERT_RC(kEnterWrite(node, block), Rc::Ok);
   EXPECT_EQ(valueOf(block->writeInProgress), 1);
   EXPECT_RC(kEnterRead(node, block), Rc::LatchFailed) << "a second entry by the same thread";
+  int status = 1;
+  const pid_t other = fork();
+  if (other == 0) _exit(kExitWrite(node, block) == sntr::code(Rc::LatchFailed) ? 0 : 1);
+  EXPECT_EQ(waitpid(other, &status, 0), other);
+  EXPECT_EQ(status, 0) << "left by one who is not inside";
+  EXPECT_EQ(valueOf(block->writeInProgress), 1) << "the mark of the one who is inside";
   EXPECT_RC(kExitWrite(node, block), Rc::Ok);
   EXPECT_RC(kExitWrite(node, block), Rc::LatchFailed) << "left twice";
   ASSERT_RC(kEnterRead(node, block), Rc::Ok);
