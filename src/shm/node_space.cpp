@@ -102,6 +102,8 @@ std::uint32_t chooseLevel(std::uint32_t currentLevel, std::uint32_t levels) {
   return level == levels ? level - 1 : level;
 }
 
+Rc takeDeadSlot(const HeapView &view, std::uint32_t level, NodeRef &slot) { return popDead(view, level, slot); }
+
 Rc takeSlot(const HeapView &view, std::uint32_t level, NodeRef &slot) {
   if (Rc rc = popDead(view, level, slot); failed(rc)) return rc;
   return slot.exists() ? Rc::Ok : cutUnused(view, level, slot);

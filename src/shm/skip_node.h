@@ -2,7 +2,7 @@
 //
 // Shared memory. A node of level l has l + 1 links in each array and occupies 0x50 + 0x20 * l bytes. Free blocks use
 // all four arrays (offset order forward and back, size order forward and back); the record of an allocated chunk uses
-// the first alone. All links are offsets from the start of the mapped memory.
+// the first, and the second for hints. All links are offsets from the start of the mapped memory.
 #pragma once
 
 #include <cstddef>

@@ -71,5 +71,22 @@ TEST(HeapWork, OfACallAtMostDoublesInASixteenTimesLargerHeap) {
   EXPECT_LE(large.most, 2 * small.most);
 }
 
+// Of an allocation that takes the place of a released block of the same size, again and again: the record of chunks must
+// keep the levels by which it is searched.
+TEST(HeapWork, OfBlocksOfOneSizeStaysThatOfASearch) {
+  std::mt19937_64 random(7);
+  TestHeap heap(1 << 20, 4000, 10);
+  std::vector<std::uint64_t> chunks(1000);
+  for (std::uint64_t &chunk : chunks) ASSERT_EQ(heap.take(64, chunk), 0u);
+  Meter late;
+  for (int i = 0; i < 40000; ++i) {
+    std::uint64_t &chunk = chunks[random() % chunks.size()];
+    ASSERT_EQ(heap.giveBack(chunk), 0u);
+    const auto take = [&] { ASSERT_EQ(heap.take(64, chunk), 0u); };
+    i < 39000 ? take() : late.measure(take);
+  }
+  EXPECT_LE(late.result().mean, 80) << "links followed: twice the levels are some twenty";
+}
+
 }  // namespace
 }  // namespace sntr
