@@ -10,48 +10,39 @@ Mapping mappingSlots[(std::size_t{1} << kMappingBits) + kMappingWindow];
 
 namespace {
 
-// In place of a count of uses: one thread is filling or emptying the slot. If it ends there, the slot is lost.
-constexpr std::uint64_t kChanging = ~std::uint64_t{0};
-
 std::span<Mapping> windowOf(std::uint64_t address) { return {mappingWindow(address), kMappingWindow}; }
 
-// Empties a slot that this thread has set to kChanging.
-void empty(Mapping &slot) {
-  slot.size.store(0, std::memory_order_relaxed);
-  slot.uses.store(0, std::memory_order_release);  // to the thread that fills the slot next
-}
+constexpr std::uint64_t wordOf(std::uint64_t address, std::uint64_t uses) { return address << kUseBits | uses; }
 
-// Takes uses away, at most as many as there are, and tells how many.
-std::uint64_t takeUses(Mapping &slot, std::uint64_t most) {
-  std::uint64_t uses = slot.uses.load(std::memory_order_relaxed);
-  while (uses != 0 && uses != kChanging) {
-    const std::uint64_t taken = std::min(uses, most), left = uses - taken;
-    if (!slot.uses.compare_exchange_weak(uses, left != 0 ? left : kChanging, std::memory_order_acq_rel)) continue;
-    if (left == 0) empty(slot);
-    return taken;
+// Changes the number of uses of a slot that has this address: `change(uses)` gives the new one. False if the slot has
+// another address, or `change` gives what it was given. Order: both sides, since the size belongs to the first and last.
+template <class Change>
+bool changeUses(Mapping &slot, std::uint64_t address, Change &&change) {
+  std::uint64_t seen = slot.word.load(std::memory_order_acquire);
+  while (Mapping::isOf(seen, address)) {
+    const std::uint64_t uses = change(Mapping::usesIn(seen));
+    if (uses == Mapping::usesIn(seen)) return false;
+    if (!slot.word.compare_exchange_weak(seen, wordOf(address, uses), std::memory_order_acq_rel)) continue;
+    if (uses == 0) {
+      slot.size.store(0, std::memory_order_relaxed);
+      slot.word.store(kFree, std::memory_order_release);  // to the thread that fills the slot next
+    }
+    return true;
   }
-  return 0;
-}
-
-// Adds a use to a slot that has this address, which keeps it from changing hands. False if it has another, or no use.
-bool pin(Mapping &slot, std::uint64_t address) {
-  if (slot.sizeAt(address) == 0) return false;
-  std::uint64_t uses = slot.uses.load(std::memory_order_relaxed);
-  do {
-    if (uses == 0 || uses == kChanging) return false;
-  } while (!slot.uses.compare_exchange_weak(uses, uses + 1, std::memory_order_acq_rel));
-  if (slot.address.load(std::memory_order_relaxed) == address) return true;
-  takeUses(slot, 1);
   return false;
 }
 
-// Gives a free slot to an address. Release: to sizeAt(), which must not see the size with an earlier address.
+bool addUse(Mapping &slot, std::uint64_t address) {
+  return changeUses(slot, address, [](std::uint64_t uses) { return std::min(uses + 1, kMostUses); });
+}
+
+// Gives a slot without uses to an address. If the thread ends in the middle, the slot is lost.
 bool fill(Mapping &slot, std::uint64_t address, std::uint64_t size) {
-  std::uint64_t unused = 0;
-  if (!slot.uses.compare_exchange_strong(unused, kChanging, std::memory_order_acq_rel)) return false;
-  slot.address.store(address, std::memory_order_release);
+  std::uint64_t unused = slot.word.load(std::memory_order_relaxed);
+  if (unused != kNeverUsed && unused != kFree) return false;
+  if (!slot.word.compare_exchange_strong(unused, wordOf(address, 0), std::memory_order_acq_rel)) return false;
   slot.size.store(size, std::memory_order_release);
-  slot.uses.store(1, std::memory_order_release);
+  slot.word.store(wordOf(address, 1), std::memory_order_release);
   return true;
 }
 
@@ -61,8 +52,9 @@ bool fill(Mapping &slot, std::uint64_t address, std::uint64_t size) {
 // wherever there are some.
 bool rememberMapping(const void *base, std::uint64_t size) {
   const auto address = reinterpret_cast<std::uintptr_t>(base);
+  if (address == 0 || address >> (64 - kUseBits) != 0) return false;
   const std::span<Mapping> window = windowOf(address);
-  const auto known = std::ranges::find_if(window, [&](Mapping &slot) { return pin(slot, address); });
+  const auto known = std::ranges::find_if(window, [&](Mapping &slot) { return addUse(slot, address); });
   if (known != window.end()) {
     known->size.store(size, std::memory_order_release);
     return true;
@@ -70,27 +62,30 @@ bool rememberMapping(const void *base, std::uint64_t size) {
   return std::ranges::any_of(window, [&](Mapping &slot) { return fill(slot, address, size); });
 }
 
+// Looks again: a thread that ends a use in a slot which this one has not reached yet may have left its own in one that
+// was free when this one passed it. Not for ever, since there may be no use at all.
 void forgetMapping(const void *base) {
+  constexpr int kMostPasses = 100;
   const auto address = reinterpret_cast<std::uintptr_t>(base);
-  for (Mapping &slot : windowOf(address)) {
-    // The pin, and the use; unless another thread that ends a use has taken the last one here.
-    if (pin(slot, address) && takeUses(slot, 2) == 2) return;
+  const auto takeUse = [&](Mapping &slot) {
+    return changeUses(slot, address, [](std::uint64_t uses) { return uses - 1; });
+  };
+  for (int pass = 0; pass < kMostPasses; ++pass) {
+    if (std::ranges::any_of(windowOf(address), takeUse)) return;
   }
 }
 
 void forgetMappings(const void *base) {
   const auto address = reinterpret_cast<std::uintptr_t>(base);
   for (Mapping &slot : windowOf(address)) {
-    if (pin(slot, address)) takeUses(slot, kChanging);
+    static_cast<void>(changeUses(slot, address, [](std::uint64_t) { return std::uint64_t{0}; }));
   }
 }
 
 std::uint64_t searchMapping(std::uint64_t address) {
   for (const Mapping &slot : windowOf(address)) {
     if (const std::uint64_t size = slot.sizeAt(address); size != 0) return size;
-    // Acquire: pairs with the store that freed the slot. One that is being filled has no address yet.
-    const bool neverUsed = slot.uses.load(std::memory_order_acquire) == 0 && slot.address.load() == 0;
-    if (neverUsed) return 0;
+    if (slot.word.load(std::memory_order_relaxed) == kNeverUsed) return 0;
   }
   return 0;
 }

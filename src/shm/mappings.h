@@ -11,9 +11,10 @@
 // 1. A domain handle counts as one use of its address, from when it is stored until it is disconnected or freed. One
 //    that is only destroyed leaves its use behind, unless the domain was freed: the memory stays mapped, and pool
 //    handles go on using it.
-// 2. An address stands in the kMappingWindow slots from its own one on. A slot keeps its last address when it becomes
-//    free, so a search may end at one that never had any.
-// 3. The size is written after the address and erased before the slot is free. It is 0 in a slot that is not in use.
+// 2. An address stands in the kMappingWindow slots from its own one on. A slot that was used once differs from one that
+//    never was, so a search may end at the latter.
+// 3. Address and uses are one word: no use is ever taken from another address. The size is written before the first use
+//    and erased after the last.
 #pragma once
 
 #include <atomic>
@@ -22,17 +23,27 @@
 
 namespace sntr {
 
-struct Mapping {
-  std::atomic<std::uint64_t> address;
-  std::atomic<std::uint64_t> size;
-  std::atomic<std::uint64_t> uses;
+// The word of a slot: an address of at most 48 bits above its uses. No uses: one thread is filling or emptying the slot.
+constexpr int kUseBits = 16;
+constexpr std::uint64_t kMostUses = (std::uint64_t{1} << kUseBits) - 1;
+constexpr std::uint64_t kNeverUsed = 0;
+constexpr std::uint64_t kFree = 1;  // address 0, which nothing has
 
-  // The size if the slot has this address, else 0. The address is read again because the slot may change hands.
-  std::uint64_t sizeAt(std::uint64_t wanted) const {
-    // Acquire, twice: pairs with the stores of rememberMapping(), which writes the address first.
-    if (address.load(std::memory_order_acquire) != wanted) return 0;
+struct Mapping {
+  std::atomic<std::uint64_t> word;
+  std::atomic<std::uint64_t> size;
+
+  static constexpr std::uint64_t usesIn(std::uint64_t word) { return word & kMostUses; }
+  static constexpr bool isOf(std::uint64_t word, std::uint64_t address) {
+    return word >> kUseBits == address && usesIn(word) != 0;
+  }
+
+  // The size if the slot has this address, else 0. The word is read again because the slot may change hands.
+  std::uint64_t sizeAt(std::uint64_t address) const {
+    // Acquire, twice: pairs with the stores of rememberMapping(), which writes the size before the first use.
+    if (!isOf(word.load(std::memory_order_acquire), address)) return 0;
     const std::uint64_t found = size.load(std::memory_order_acquire);
-    return address.load(std::memory_order_relaxed) == wanted ? found : 0;
+    return isOf(word.load(std::memory_order_relaxed), address) ? found : 0;
   }
 };
 
@@ -46,7 +57,8 @@ inline Mapping *mappingWindow(std::uint64_t address) {
   return &mappingSlots[address * 0x9e3779b97f4a7c15 >> (64 - kMappingBits)];
 }
 
-// Counts one more use of an address, whose size is this from now on. False if too many addresses are in use.
+// Counts one more use of an address, whose size is this from now on. False if too many addresses are in use, or the
+// address has too many uses.
 bool rememberMapping(const void *base, std::uint64_t size);
 
 // Counts one use less; with the last one nothing is known of the address any more.
