@@ -64,7 +64,8 @@ OSS_API uint32_t ossVLatchGet(ossVLatch *latch);
 OSS_API uint32_t ossVLatchRelease(ossVLatch *latch);
 
 /** Waits, asleep, until a latch is free, without getting it: for a reader that needs no latch but has to wait until a
- * writer is done. It stores into the latch that it waits, so that the release wakes it.
+ * writer is done. It stores nothing, and no release wakes it: it looks after 50 microseconds, and then at intervals
+ * that double, up to 8 milliseconds. So a thread that is stopped here keeps nobody from the latch.
  *   latch     the latch
  *   deadline  in and out: 0 begins a wait with the process's limit; the value that it leaves continues that wait, so
  *             that several calls share one limit

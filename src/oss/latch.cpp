@@ -14,6 +14,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 
@@ -103,28 +104,6 @@ class Waiter {
     return ownerOf(seen_) == self_ ? Rc::OssLatchHeld : Rc::Ok;
   }
 
-  // Sets the waiters bit, so that the owner's release will wake. False when the word has changed meanwhile. Relaxed:
-  // the bit tells nothing but itself, and the kernel compares the word again before it lets us sleep.
-  bool announce() {
-    if ((seen_ & kWaiters) != 0) return true;
-    const std::uint64_t announced = seen_ | kWaiters;
-    if (!owner(words_).compare_exchange_strong(seen_, announced, std::memory_order_relaxed)) return false;
-    seen_ = announced;
-    return true;
-  }
-
-  // Sleeps until `end`, but for a slice at most; true if a release has woken this thread. Otherwise it is out of time,
-  // interrupted, or the word has changed. Whatever it was, the caller looks again.
-  bool sleep(std::uint64_t now, std::uint64_t end) {
-    constexpr std::uint64_t kSecond = 1000 * kNanosecondsPerMillisecond;
-    static_assert(kSlice < kSecond, "a slice has no whole seconds");
-    const timespec slice = {0, static_cast<long>(end - now < kSlice ? end - now : kSlice)};
-    const auto low = static_cast<std::uint32_t>(seen_);
-    return syscall(SYS_futex, &words_.owner, FUTEX_WAIT | sleepersOf(words_), low, &slice, nullptr, 0) == 0;
-  }
-
-  void wakeOne() { syscall(SYS_futex, &words_.owner, FUTEX_WAKE | sleepersOf(words_), 1, nullptr, nullptr, 0); }
-
   // Only where the word is what it was before the sleep: a word that moves has a living owner.
   bool ownerHasDied() {
     if (owner(words_).load(std::memory_order_relaxed) != seen_) return false;
@@ -135,6 +114,10 @@ class Waiter {
   const std::uint64_t self_;
   std::uint64_t seen_ = kFree;
 };
+
+// Less than a second.
+timespec shortTime(std::uint64_t nanoseconds) { return {0, static_cast<long>(nanoseconds)}; }
+static_assert(kSlice < 1000 * kNanosecondsPerMillisecond);
 
 // One thread's try for the latch.
 class Contender : Waiter {
@@ -151,6 +134,24 @@ class Contender : Waiter {
   }
 
  private:
+  // Sets the waiters bit, so that the owner's release will wake. False when the word has changed meanwhile. Relaxed:
+  // the bit tells nothing but itself, and the kernel compares the word again before it lets us sleep.
+  bool announce() {
+    if ((seen_ & kWaiters) != 0) return true;
+    const std::uint64_t announced = seen_ | kWaiters;
+    if (!owner(words_).compare_exchange_strong(seen_, announced, std::memory_order_relaxed)) return false;
+    seen_ = announced;
+    return true;
+  }
+
+  // Sleeps until `end`, but for a slice at most. Why it ended does not matter: woken, out of time, interrupted, or the
+  // word has changed. The caller looks again.
+  void sleep(std::uint64_t now, std::uint64_t end) {
+    const timespec slice = shortTime(std::min(end - now, kSlice));
+    const auto low = static_cast<std::uint32_t>(seen_);
+    syscall(SYS_futex, &words_.owner, FUTEX_WAIT | sleepersOf(words_), low, &slice, nullptr, 0);
+  }
+
   // The owner is examined after every slice, before time is looked at: with the shortest limit a dead one is found too.
   Rc sleepUntilTaken(std::uint64_t end) {
     std::uint64_t waitersBit = 0;  // set once this thread has slept: others may have slept beside it
@@ -168,22 +169,31 @@ class Contender : Waiter {
   }
 };
 
-// One thread's wait until the latch is free. A release wakes one sleeper, who may be one that wants the latch: so a
-// thread that only waits, and was woken, wakes the next one in its place.
+// One thread's wait until the latch is free. It sleeps by the clock and not on the owner word: a release wakes one
+// sleeper, and if that were an onlooker which is stopped, a thread that wants the latch would sleep on in its place.
 class Onlooker : Waiter {
  public:
   using Waiter::Waiter;
 
+  // Each sleep is twice as long as the one before, up to a slice, so the wait is at most about twice as long as it must
+  // be. Several looks before each, because a writer may leave and come back all the time. The system call itself, because the C library's function is a cancellation point.
   Rc run(std::uint64_t end) {
+    std::uint64_t longest = kFirstSleep;
     for (std::uint64_t now = monotonicNow(); now < end; now = monotonicNow()) {
-      if (Rc rc = look(); failed(rc)) return rc;
-      if (seen_ == kFree) return Rc::Ok;
-      if (!announce()) continue;
-      if (sleep(now, end)) wakeOne();
+      for (int i = 0; i < kSpins; ++i, sntr::pauseBriefly()) {
+        if (Rc rc = look(); failed(rc)) return rc;
+        if (seen_ == kFree) return Rc::Ok;
+      }
+      const timespec time = shortTime(std::min(end - now, longest));
+      syscall(SYS_nanosleep, &time, nullptr);
       if (ownerHasDied()) return Rc::OssLatchOwnerDead;
+      longest = std::min(2 * longest, kSlice);
     }
     return Rc::OssLatchTimeout;
   }
+
+ private:
+  static constexpr std::uint64_t kFirstSleep = kNanosecondsPerMillisecond / 20;
 };
 
 // Out of line, so that the calls that meet no one stay short.
