@@ -14,7 +14,8 @@ namespace {
 constexpr std::uint64_t kUsualHintAt = 0x10 - kHintBefore;
 
 // What follows a record at a level, reached through its own link, checked like any.
-Rc lookBehind(const AllocatedSpace &space, const NodeRef &node, std::uint32_t i, NodeRef &after) {
+[[gnu::always_inline]] inline Rc lookAfter(const AllocatedSpace &space, const NodeRef &node, std::uint32_t i,
+                                           NodeRef &after) {
   countLink();
   const std::uint64_t next = node.readLink(ByChunk::kForward, i);
   after = NodeRef{};
@@ -48,7 +49,7 @@ bool followHint(const HeapView &view, std::uint64_t offset, Record &record) {
   if (node.blockOffset() != offset || !view.holdsBlock(offset, node.blockSize())) return false;
   for (std::uint32_t i = 0; i <= node.level; ++i) {
     if (!lookBefore(view, space, node, i, record.place.before[i])) return false;
-    if (failed(lookBehind(space, node, i, record.place.after[i]))) return false;
+    if (failed(lookAfter(space, node, i, record.place.after[i]))) return false;
   }
   return true;
 }
@@ -72,7 +73,7 @@ Rc findRecord(const HeapView &view, std::uint64_t offset, Record &record) {
   if (!view.holdsBlock(offset, record.node.blockSize())) return space.damage();
   for (std::uint32_t i = 0; i <= record.node.level; ++i) {
     if (record.place.after[i] != record.node) return space.damage();
-    if (Rc rc = lookBehind(space, record.node, i, record.place.after[i]); failed(rc)) return rc;
+    if (Rc rc = lookAfter(space, record.node, i, record.place.after[i]); failed(rc)) return rc;
   }
   return Rc::Ok;
 }

@@ -1,6 +1,8 @@
 // See chunks.h. Each operation plans first and changes nothing until all of its searches have succeeded.
 #include "shm/chunks.h"
 
+#include <algorithm>
+
 #include "shm/node_moves.h"
 #include "shm/node_space.h"
 
@@ -41,20 +43,22 @@ bool suits(const NodeRef &node, std::uint32_t currentLevel) { return node.level 
 
 // The node for the record of a chunk: that of a block that is taken whole, else a slot. No node where none is ready.
 //
-// A block that is taken whole often has a low node, since the free list is short. Where blocks of one size come and go
-// every record would get such a one in time, and the list lose the upper levels by which it is searched. So the level is
-// drawn here too, and a dead node of that level comes first: a release has put it there.
+// A block that is taken whole often has a low node, since the free list is short. If blocks of one size come and go,
+// every record would get such a one in time, and the list lose the upper levels by which it is searched. So a level is
+// drawn here too, and a dead node of that level comes first: a release has put it there. Levels 0 and 1 are not worth an
+// exchange: the free list keeps both.
 Rc nodeForRecord(const HeapView &view, const Cut &cut, NodeRef &node) {
   const std::uint32_t top = AllocatedSpace(view).currentLevel();
-  const std::uint32_t level = chooseLevel(top, view.levels);
   node = cut.fit;
   if (cut.whole && suits(cut.fit, top)) {
+    const std::uint32_t level = drawLevel(top, view.levels);
+    const bool exchange = level != cut.fit.level && std::max(level, cut.fit.level) > 1;
     NodeRef drawn{};
-    if (Rc rc = level != cut.fit.level ? takeDeadSlot(view, level, drawn) : Rc::Ok; failed(rc)) return rc;
+    if (Rc rc = exchange ? takeDeadSlot(view, level, drawn) : Rc::Ok; failed(rc)) return rc;
     if (drawn.exists()) node = drawn;
     return Rc::Ok;
   }
-  if (Rc rc = takeAnySlot(view, level, node); failed(rc)) return rc;
+  if (Rc rc = takeAnySlot(view, chooseLevel(top, view.levels), node); failed(rc)) return rc;
   if (cut.whole && !node.exists()) node = cut.fit;
   return Rc::Ok;
 }

@@ -2,6 +2,8 @@
 #include "shm/node_space.h"
 
 #include <algorithm>
+#include <atomic>
+#include <bit>
 #include <cstdlib>
 
 namespace sntr {
@@ -100,6 +102,15 @@ std::uint32_t chooseLevel(std::uint32_t currentLevel, std::uint32_t levels) {
     if (level > currentLevel || level == levels) break;
   }
   return level == levels ? level - 1 : level;
+}
+
+std::uint32_t drawLevel(std::uint32_t currentLevel, std::uint32_t levels) {
+  // Knuth's MMIX generator. Threads that meet here may draw the same number, which costs nothing but chance.
+  static std::atomic<std::uint64_t> state{1};
+  const std::uint64_t drawn = state.load(std::memory_order_relaxed) * 6364136223846793005U + 1442695040888963407U;
+  state.store(drawn, std::memory_order_relaxed);
+  const auto level = static_cast<std::uint32_t>(std::countl_zero(drawn));
+  return std::min({level, currentLevel + 1, levels - 1});
 }
 
 Rc takeDeadSlot(const HeapView &view, std::uint32_t level, NodeRef &slot) { return popDead(view, level, slot); }
