@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 // Two workers at the same time: on stores of their own, on one store, and a reader beside a writer. The number at the
-// end of a name is the nanoseconds of other work between two calls of a worker, or of the writer.
+// end of a name is the nanoseconds of other work between two calls of a worker or writer.
 //
-// The time is that of one call: of the run divided by the calls of all workers, so on stores of their own two workers
-// can halve it; beside a writer, by those of the reader.
+// The time is that of one call: the run divided by the calls of all workers, so two workers on stores of their own can
+// halve it. Beside a writer, only the reader's calls count.
 #include "support/r_stores.h"
 #include "support/workers.h"
 
@@ -11,7 +12,7 @@ namespace bench {
 namespace {
 
 constexpr std::uint32_t kProperties = 1000;
-constexpr benchmark::IterationCount kCalls = 400000;  // of all workers together, in a run
+constexpr benchmark::IterationCount kCalls = 400000;  // of all workers together, in one run
 
 enum class Call { Get, Set };
 
@@ -20,7 +21,7 @@ std::uint64_t callStore(Store &store, Call call, Key key) {
   return call == Call::Get ? store.get(key) : store.set(key);
 }
 
-// Makes so many calls, each followed by the other work. Workers begin at different places of the order.
+// Makes `count` calls, each followed by the other work. Workers begin at different places of the order.
 template <class Store>
 std::uint64_t makeCalls(Store &store, Call call, benchmark::IterationCount count, const OtherWork &other,
                         unsigned worker) {
@@ -34,10 +35,10 @@ std::uint64_t makeCalls(Store &store, Call call, benchmark::IterationCount count
   return wrong;
 }
 
-// As many runs as the harness wants. `run` answers the seconds that kCalls calls took.
+// Times as many runs as the harness wants. `run` returns the seconds that kCalls calls took.
 template <class Run>
 void timeRuns(benchmark::State &state, Run &&run) {
-  Order::below(kProperties);  // made before anyone forks
+  Order::below(kProperties);  // created before any fork
   while (state.KeepRunningBatch(kCalls)) state.SetIterationTime(run());
 }
 
@@ -77,7 +78,7 @@ void addTogether(const std::string &subject, Call call) {
   }
 }
 
-// The first worker reads; the other one sets until it is done.
+// Runs two workers: the first reads; the other sets until the first is done.
 template <class Store>
 double runBesideWriter(Store &store, const OtherWork &pause) {
   DoneFlag::clear();

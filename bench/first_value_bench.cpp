@@ -1,5 +1,6 @@
-// The first value that a fresh process reads, from its main() on: ours beside a bare map and read of the same memory.
-// The readers are programs of their own, in first_value/, and take the time themselves.
+// SPDX-License-Identifier: MIT
+// The first value that a fresh process reads, from its main() on: this library beside a bare map and read of the same
+// memory. The readers are programs of their own, in first_value/, and take the time themselves.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -19,7 +20,7 @@ constexpr std::uint64_t kTag = 500;
 constexpr std::int32_t kValue = 4711;
 constexpr std::uint32_t kProcesses = 100;
 
-// A segment that others can find by its name, with a node of 1,000 properties.
+// A segment that other processes find by its name, with a node of 1,000 properties.
 class Published {
  public:
   Published() : segment_(std::uint64_t{1} << 20, nullptr, Segment::Name::Kept) {
@@ -58,7 +59,7 @@ class Published {
   SNodeCB_t *node_;
 };
 
-// Runs a reader, which stands beside this program, and answers the nanoseconds that it took.
+// Runs a reader from this program's folder; returns its nanoseconds.
 double run(std::vector<std::string> arguments) {
   const auto program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / arguments[0];
   std::vector<char *> argv;
@@ -87,7 +88,7 @@ double run(std::vector<std::string> arguments) {
   return taken;
 }
 
-// One round is so many processes, of which the median counts: a few in a hundred are interrupted.
+// One round runs kProcesses processes and takes their median: a few in a hundred are interrupted.
 void addReader(const std::string &subject, std::vector<std::string> (Published::*arguments)() const) {
   add("first_value/" + subject,
       [arguments](benchmark::State &state) {

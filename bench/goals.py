@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the library wants to reach: a piece of work, what it is held against, and the most that ours may take of theirs.
 
 A pair names two benchmarks as work/subject/number. A goal is changed here; docs/performance.md shows it. What has no

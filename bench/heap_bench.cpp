@@ -1,5 +1,6 @@
-// Allocating and freeing blocks: with L blocks live, one chosen at random is freed and another of a random size takes
-// its place. One round is one free and one allocation.
+// SPDX-License-Identifier: MIT
+// Allocating and freeing blocks: with L blocks live, each round frees one at random and allocates another of a random
+// size.
 #include <unistd.h>
 
 #include <boost/interprocess/managed_shared_memory.hpp>
@@ -16,7 +17,7 @@ namespace {
 
 namespace ipc = boost::interprocess;
 
-// What is asked for: sizes spread evenly, or one size.
+// The requested sizes: spread evenly, or one size.
 struct Sizes {
   const char *name;
   std::uint32_t least;
@@ -25,7 +26,7 @@ struct Sizes {
 constexpr Sizes kMixed{"mixed", 16, 2048};
 constexpr Sizes kFixed{"fixed", 64, 64};
 
-// Twice what is live: room enough that no round fails, and little enough that the blocks stay among one another.
+// Returns twice the live bytes: enough that no round fails, and little enough that the blocks stay mixed.
 constexpr std::uint64_t bytesFor(std::uint32_t live, std::uint32_t most) {
   return std::uint64_t{live} * (most + 64) + (std::uint64_t{1} << 18);
 }
@@ -47,7 +48,7 @@ class Ours {
   std::unique_ptr<Segment> segment_;
 };
 
-// The library's default: best fit over a red-black tree, behind the mutex that it puts into shared memory.
+// The library's default: best fit over a red-black tree, behind its own mutex in shared memory.
 class Boost {
  public:
   Boost(std::uint32_t live, std::uint32_t most, std::uint32_t /*levels*/)
@@ -79,7 +80,7 @@ class Floor {
   floor::FormatHeap heap_;
 };
 
-// The least that another format would need.
+// The least work that another format would need.
 class OtherFormat {
  public:
   OtherFormat(std::uint32_t live, std::uint32_t most, std::uint32_t /*levels*/) : heap_(bytesFor(live, most), live) {}
@@ -90,7 +91,7 @@ class OtherFormat {
   floor::OneOrderHeap heap_;
 };
 
-// A heap with its live blocks. Made once and used up by many rounds, so that it is as old heaps are.
+// A heap with its live blocks. Created once and used for many rounds, so that it resembles an old heap.
 template <class Heap>
 class Population {
  public:
@@ -99,7 +100,7 @@ class Population {
     for (void *&block : blocks_) block = heap_.take(least_ + chance_.below(spread_));
     for (std::uint32_t i = 0; i < 20 * live; ++i) require(replace() == 0, "a round failed");
   }
-  // 0 when both calls succeeded.
+  // Returns 0 if both calls succeeded.
   std::uint64_t replace() {
     void *&block = blocks_[chance_.below(static_cast<std::uint32_t>(blocks_.size()))];
     const bool freed = heap_.giveBack(block);

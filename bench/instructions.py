@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Counts with valgrind how many instructions one call executes on average over tags 1 to 1,000.
 
   instructions.py PROGRAM OUT.json

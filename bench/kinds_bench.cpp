@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kinds other than R, by key: IR, V, IV and the base properties.
 #include "support/other_stores.h"
 

@@ -1,4 +1,5 @@
-// The pair of calls that gets a lock and gives it back, when nobody else wants it. All in shared memory.
+// SPDX-License-Identifier: MIT
+// The pair of calls that takes and releases an uncontended lock. All locks are in shared memory.
 #include "floor/latch.h"
 #include "peers/boost_map.h"
 #include "support/r_stores.h"
@@ -39,7 +40,7 @@ struct BoostMutex {
   boostmap::PlainMutex mutex;
 };
 
-// In a block of a pool.
+// A lock in a block of a pool.
 template <class Lock>
 struct InSegment {
   Segment segment{0x10000};

@@ -1,5 +1,6 @@
-// What is done to a list or a node as a whole: laying a list out with its first properties, copying its keys out, and
-// making a node and giving it back.
+// SPDX-License-Identifier: MIT
+// Operations on a whole list or node: laying out a list with its first properties, copying its keys, and creating and
+// freeing a node.
 #include <bit>
 
 #include "support/other_stores.h"
@@ -10,7 +11,7 @@ namespace {
 
 constexpr std::uint32_t kValueSize = 64;
 
-// The arrays that the creators take, for n properties. Tags from 1, for all kinds.
+// The creators' arrays for n properties. Tags from 1, for all kinds.
 struct Initial {
   explicit Initial(std::uint32_t n)
       : tags(n), registers(n), idLengths(n, kIDSize), ids(n), sizes(n, kValueSize), values(n, bytes) {
@@ -29,7 +30,7 @@ struct Initial {
   std::vector<const void *> values;
 };
 
-// A node with one list, which can be laid out again and again. `kind` is a SNTR_KIND_*.
+// A node with one list that can be laid out repeatedly. `kind` is a SNTR_KIND_*.
 class List {
  public:
   List(std::uint32_t n, std::uint32_t kind, std::uint32_t layout) : n_(n), kind_(kind), layout_(layout), initial_(n) {
@@ -39,7 +40,7 @@ class List {
     requireOk(static_cast<std::uint32_t>(create()), "creating a list");
   }
 
-  // A list is laid out once in its node's life, so its area is made one that was never used.
+  // A list is laid out once in its node's life, so this resets its area to unused first.
   std::uint64_t create() {
     node_->areaTable[std::countr_zero(kind_) - 1].areaUsed = 0;
     const Initial &in = initial_;
@@ -58,7 +59,7 @@ class List {
     }
   }
 
-  // Copies all keys out and looks at the last place, which is filled only when all are.
+  // Copies all keys and checks the last entry, which is filled only if all are.
   std::uint64_t keys() {
     outTags_.resize(n_);
     outLengths_.resize(n_);
@@ -107,8 +108,8 @@ class List {
   std::vector<char> outIDs_;
 };
 
-// As many lists as have 0x8000 properties together, laid out in turn. A list is laid out once in its node's life, in
-// memory that is in no cache; one small list laid out again and again would lie in the nearest.
+// Lists with 0x8000 properties together, laid out in turn. A list is laid out once in its node's life, in uncached
+// memory; one small list laid out repeatedly would lie in the nearest cache.
 class Lists {
  public:
   Lists(std::uint32_t n, std::uint32_t kind, std::uint32_t layout) {
@@ -121,7 +122,7 @@ class Lists {
   std::size_t turn_ = 0;
 };
 
-// The stores of a table of R alone: bucket, link, tag, result code, register. No check, no latch, no count.
+// Only the stores of a table of R: bucket, link, tag, result code, register. No check, no latch, no count.
 class TableStores {
  public:
   explicit TableStores(std::uint32_t n) : n_(n), buckets_(bucketsFor(n)), memory_(buckets_ + n * kSlotWords) {}
@@ -177,7 +178,7 @@ void addLists() {
   }
 }
 
-// A node with a list for R, made and given back.
+// Creates and frees a node with a list for R.
 void addNodeLife() {
   add("node_create_disclaim/ours", [](benchmark::State &state) {
     auto &segment = cached<Segment>(std::uint64_t{1} << 18);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the benchmarks. All of them register themselves before main().
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Two plots as SVG, written by hand: lines over two logarithmic axes, and groups of bars."""
 import math
 from html import escape

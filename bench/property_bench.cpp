@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Registers by tag: get and set, add and delete, under model 1 and without a latch.
 #include "peers/lmdb_store.h"
 #include "support/r_stores.h"
@@ -31,7 +32,7 @@ void addGetSet(const std::string &subject, const std::string &suffix = "", Tags 
   }
 }
 
-// Batches of the properties that the store was made with, or of others behind them.
+// Changes batches of the store's first properties, or of others behind them.
 template <class Store>
 void addChanges(const std::string &subject) {
   constexpr std::uint32_t kBatch = 500;

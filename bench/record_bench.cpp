@@ -1,5 +1,6 @@
-// By the address of a record, value and result code: each in a section of its own, and 16 in one that the caller holds.
-// Beside memory-mapped values, which are reached by handles.
+// SPDX-License-Identifier: MIT
+// Value and result code by the address of a record: each in a section of its own, and 16 in one that the caller holds.
+// Beside memory-mapped values, which are accessed by handles.
 #include "peers/mmv_values.h"
 #include "support/r_stores.h"
 

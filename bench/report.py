@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Turns the benchmarks' JSON into the report: medians, spreads, the goals beside what was reached, and the plots.
 
   report.py --out FOLDER [--results FILE] [--instructions FILE] [--names FILE] [--before COMMIT] [--into PAGE] [--quick]

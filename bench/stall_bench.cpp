@@ -1,9 +1,10 @@
-// How long a publisher's longest call takes while readers are stopped at random moments, as a debugger, a job control or
-// a scheduler may do it. The publisher sets in a loop; the threads of another process get in a loop, and that process is
-// stopped and continued again and again. Each has a processor of its own.
+// SPDX-License-Identifier: MIT
+// A publisher's longest call while readers are stopped at random moments, as a debugger, a job control or a scheduler
+// may do it. The publisher sets in a loop. The threads of another process get in a loop, and that process is stopped
+// and continued repeatedly. Each has a processor of its own.
 //
-// The time is that of the longest call of a round, so what the system takes away from the publisher counts too. The
-// subject `ours_alone` is the same publisher without readers: what the machine itself does to it.
+// The time is the longest call of a round, so time that the system takes from the publisher counts too. The subject
+// `ours_alone` is the same publisher without readers: the machine's own effect on it.
 #include <signal.h>
 #include <sys/mman.h>
 #include <time.h>
@@ -25,11 +26,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kProperties = 1000;
 constexpr std::chrono::seconds kRound{1};
-constexpr std::uint32_t kStopped = 10000;     // microseconds that the readers stand still each time
-constexpr std::uint32_t kMostRunning = 1000;  // microseconds, at most, that they run in between
+constexpr std::uint32_t kStopped = 10000;     // microseconds of each stop of the readers
+constexpr std::uint32_t kMostRunning = 1000;  // microseconds, at most, between two stops
 constexpr std::size_t kReaders = 2;
 
-// The longest call in seconds, where the forked publisher leaves it.
+// The longest call in seconds, shared with the forked publisher.
 double &longest() {
   static auto *shared =
       static_cast<double *>(mmap(nullptr, sizeof(double), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
@@ -83,7 +84,7 @@ void addPublisher(const std::string &subject, unsigned workers) {
   add("longest_set_readers_stopped/" + subject,
       [workers](benchmark::State &state) {
         auto &store = cached<Store>(kProperties);
-        Order::below(kProperties);  // made before anyone forks
+        Order::below(kProperties);  // created before any fork
         longest() = 0;
         const auto task = [&](unsigned worker) { return worker == 0 ? publish(store) : readUntilDone(store); };
         const auto meanwhile = [&](const std::vector<pid_t> &started) {

@@ -1,5 +1,6 @@
-// What tracing costs while it is switched off: the library beside a second build of it without any trace. Both are
-// called through pointers, on the same nodes.
+// SPDX-License-Identifier: MIT
+// The cost of tracing while it is off: the library beside a second build of it without any trace. Both are called
+// through pointers, on the same nodes.
 #include <dlfcn.h>
 
 #include "support/r_stores.h"
@@ -15,7 +16,7 @@ struct Library {
 
 Library product() { return {sntrGetValueForRProperty, sntrSetValueForRProperty}; }
 
-// Its names are bound within it, so that it does not call the product.
+// Loads the second library with its names bound within it, so that it does not call the product.
 Library untraced() {
   void *handle = dlopen(SNTR_UNTRACED_LIBRARY, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
   require(handle != nullptr, "loading the library without traces");

@@ -1,5 +1,6 @@
-// Included before every file of the library's second build: there the trace is never on, the compiler knows it, and
-// leaves out whatever would trace.
+// SPDX-License-Identifier: MIT
+// Included before every file of the library's second build: a constant turns the trace off, and the compiler removes
+// it.
 #pragma once
 
 #include <oss/trace.h>

@@ -1,8 +1,9 @@
-// The library beside an earlier commit of itself, whose built library SNTR_BENCH_BEFORE names; without it there is
-// nothing to compare. Both are called through pointers, in one process, on the same nodes, in alternating rounds.
+// SPDX-License-Identifier: MIT
+// The library beside an earlier commit of itself, whose built library SNTR_BENCH_BEFORE names; without it nothing is
+// compared. Both are called through pointers, in one process, on the same nodes, in alternating rounds.
 //
-// The earlier library has a namespace of the loader to itself, because it comes with a services layer of its own under
-// the same name. What it calls of the C library is a copy too, which does not learn of a fork: nothing forks here.
+// The earlier library has a loader namespace of its own, because it brings a services layer under the same name. Its
+// copy of the C library does not detect a fork: nothing forks here.
 #include <dlfcn.h>
 
 #include <cstdlib>

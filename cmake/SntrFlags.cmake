@@ -1,5 +1,6 @@
-# Compiler settings, in three layers: what every target needs (language level, sanitizers, position independence),
-# what every target of ours is held to (sntr_warnings), and what only the libraries obey (sntr_library_flags).
+# SPDX-License-Identifier: MIT
+# Compiler settings in three layers: for every target (language level, sanitizers, position independence), for every
+# target of this project (sntr_warnings), and for the libraries only (sntr_library_flags).
 
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_C_STANDARD_REQUIRED ON)
@@ -17,19 +18,19 @@ if(SNTR_CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${SNTR_CCACHE}")
 endif()
 
-# Sanitizers go on every target: a sanitized library in a plain program does not load.
+# Sanitizers apply to every target: a sanitized library in a plain program does not load.
 if(SNTR_SANITIZE)
   set(sntr_sanitize_flags -fsanitize=${SNTR_SANITIZE} -fno-omit-frame-pointer)
   if(SNTR_SANITIZE MATCHES "undefined")
-    # A report must fail the test that made it; the vptr check needs the type information we build without.
+    # A report must fail its test; the vptr check needs the type information that this build omits.
     list(APPEND sntr_sanitize_flags -fno-sanitize-recover=all -fno-sanitize=vptr)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-      # Needs type information too, and a part of the runtime that a C program does not link.
+      # Also needs type information, and a part of the runtime that a C program does not link.
       list(APPEND sntr_sanitize_flags -fno-sanitize=function)
     endif()
   endif()
   if(SNTR_SANITIZE MATCHES "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # gcc warns of each fence that it cannot follow. Ours order stores against the death of a process, not for threads.
+    # gcc warns of each fence that it cannot follow. Those here order stores against a process's death, not for threads.
     list(APPEND sntr_sanitize_flags -Wno-tsan)
   endif()
   add_compile_options(${sntr_sanitize_flags})
@@ -54,8 +55,8 @@ target_compile_options(sntr_library_flags INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
 target_link_libraries(sntr_library_flags INTERFACE sntr_warnings)
 
-# A shared library of ours names every library it needs and nothing it does not need. clang leaves the sanitizer's own
-# symbols to the program, so there the first half can be asked of an unsanitized build only.
+# The shared libraries of this project name every library that they need and no other. clang leaves the sanitizer's
+# symbols to the program, so there --no-undefined works for an unsanitized build only.
 add_library(sntr_shared_flags INTERFACE)
 target_link_options(sntr_shared_flags INTERFACE -Wl,--as-needed)
 if(NOT (SNTR_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))

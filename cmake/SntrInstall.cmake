@@ -1,4 +1,5 @@
-# The install tree: both libraries, the public headers, a CMake package (find_package(sntr) gives sntr::sntr and
+# SPDX-License-Identifier: MIT
+# The install tree: both libraries, the public headers, a CMake package (find_package(sntr) defines sntr::sntr and
 # sntr::oss) and a pkg-config file. The libraries that fail on demand, and their header, are for the tests alone.
 if(NOT TARGET qx7sntr_install)
   return()
@@ -19,7 +20,7 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/sntr-config-version.cmak
 install(FILES "${PROJECT_BINARY_DIR}/sntr-config.cmake" "${PROJECT_BINARY_DIR}/sntr-config-version.cmake"
   DESTINATION "${package_dir}")
 
-# The directories are written relative to the .pc file's own place, so that the tree can be moved or staged.
+# The directories are relative to the .pc file, so that the tree can be moved or staged.
 file(RELATIVE_PATH SNTR_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" SNTR_PC_PREFIX "${SNTR_PC_PREFIX}")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/sntr.pc.in" "${PROJECT_BINARY_DIR}/sntr.pc" @ONLY)

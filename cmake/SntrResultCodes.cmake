@@ -1,5 +1,6 @@
-# Turns the table of result codes into the public header sntr/result_codes.h, so that a C program can compare a result
-# by name while every number still stands in one place. Runs at configure time, and again whenever the table changes.
+# SPDX-License-Identifier: MIT
+# Generates the public header sntr/result_codes.h from the table of result codes, so that a C program compares results
+# by name and each number is in one place. Runs at configure time, and again whenever the table changes.
 
 # NullNode -> NULL_NODE
 function(sntr_upper_snake name out)
@@ -9,8 +10,8 @@ function(sntr_upper_snake name out)
   set(${out} "${name}" PARENT_SCOPE)
 endfunction()
 
-# Reads the lines `SNTR_RC(Name, 0x900000de, "text")` of `table`. A line that starts like one and cannot be read, or a
-# name that two lines share, stops the configuration: a code missing from the header would be found by a user.
+# Reads the lines `SNTR_RC(Name, 0x900000de, "text")` of `table`. Stops the configuration at an unreadable line of this
+# form, or at a name on two lines: otherwise only a user would find the missing code.
 function(sntr_generate_result_codes table header)
   if(NOT EXISTS "${table}")
     message(STATUS "sntr: no ${table} yet, result_codes.h not generated")
@@ -18,12 +19,12 @@ function(sntr_generate_result_codes table header)
   endif()
   set_property(DIRECTORY "${PROJECT_SOURCE_DIR}" APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${table}")
 
-  # These three characters would split or join the elements of a list; texts may well hold them.
+  # These three characters would split or join the elements of a list; texts may contain them.
   file(READ "${table}" lines)
   string(REPLACE "[" "<sntr:open>" lines "${lines}")
   string(REPLACE "]" "<sntr:close>" lines "${lines}")
   string(REPLACE ";" "<sntr:semicolon>" lines "${lines}")
-  # An entry broken over two lines by the formatter counts as one.
+  # An entry that the formatter broke over two lines counts as one.
   string(REGEX REPLACE ",[ \t]*\n[ \t]*" ", " lines "${lines}")
   string(REGEX REPLACE "\"[ \t]*\n[ \t]*\"" "" lines "${lines}")
   string(REPLACE "\n" ";" lines "${lines}")
@@ -54,7 +55,7 @@ function(sntr_generate_result_codes table header)
   string(REPLACE "<sntr:close>" "]" defines "${defines}")
   string(REPLACE "<sntr:semicolon>" ";" defines "${defines}")
 
-  # Written only when it changes, so that a reconfigure does not rebuild the world.
+  # Written only if it changes, so that a reconfigure does not rebuild everything.
   file(CONFIGURE OUTPUT "${header}" CONTENT [=[/*
  * Every result code by name. Generated from the library's own table of codes; do not edit.
  *

@@ -1,12 +1,13 @@
-# How a test folder becomes a test binary.
+# SPDX-License-Identifier: MIT
+# Test binaries from test folders.
 
 set(SNTR_SANITIZED 0)
 if(SNTR_SANITIZE)
   set(SNTR_SANITIZED 1)
 endif()
 
-# sntr_add_support(<folder>): what several test binaries share, as a static library sntr_test_support. It comes before
-# both GoogleTest's main and the code under test on the link line, so it may replace the one and use the other.
+# sntr_add_support(<folder>): makes the static library sntr_test_support, which several test binaries share. It precedes
+# GoogleTest's main and the code under test on the link line, so it may replace the one and use the other.
 function(sntr_add_support folder)
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp")
   if(sources)
@@ -18,9 +19,9 @@ function(sntr_add_support folder)
     set(scope INTERFACE)
   endif()
   target_include_directories(sntr_test_support ${scope} "${CMAKE_CURRENT_SOURCE_DIR}")
-  # Random runs shorten themselves where every memory access is checked; so do waits that a slow build would miss.
+  # Random runs, and waits too short for a slow build, adapt to builds that check every memory access.
   target_compile_definitions(sntr_test_support ${scope} SNTR_SANITIZED=${SNTR_SANITIZED})
-  # GoogleTest's macros hold an else of their own; gcc warns where one follows an if without braces.
+  # GoogleTest's macros contain an else; gcc warns if one follows an if without braces.
   target_compile_options(sntr_test_support ${scope} -Wno-dangling-else)
   target_link_libraries(sntr_test_support ${scope} sntr_includes GTest::gtest)
 endfunction()
@@ -28,9 +29,9 @@ endfunction()
 # sntr_add_test(<folder> [ROOMS <room>...] [PRODUCT [FAULTY]] [TIMEOUT <seconds>] [SOURCES <file>...])
 #
 # Makes the binary test_<folder> from tests/<folder>/*.cpp (or SOURCES) and registers each of its cases as
-# "<folder>/Suite.Case" with the label <folder>. ROOMS links static rooms over the faulty services layer; PRODUCT links
-# the shared libraries as a user would, or, with FAULTY, the pair whose services layer fails on demand.
-# A folder without sources, or one whose libraries do not exist yet, is left out.
+# "<folder>/Suite.Case" with the label <folder>. ROOMS links static rooms over the faulty services layer. PRODUCT links
+# the shared libraries as a user would; with FAULTY, the pair whose services layer fails on demand. Skips a folder
+# without sources, or one whose libraries do not exist yet.
 function(sntr_add_test folder)
   cmake_parse_arguments(PARSE_ARGV 1 arg "PRODUCT;FAULTY" "TIMEOUT" "ROOMS;SOURCES")
   if(NOT arg_SOURCES)
@@ -41,7 +42,7 @@ function(sntr_add_test folder)
   endif()
 
   if(arg_PRODUCT)
-    # The layout room is data and inline helpers only; linking it again beside the product gives tests the names.
+    # The layout room is data and inline helpers only; linking it again beside the product makes the names available.
     set(suffix install)
     if(arg_FAULTY)
       set(suffix faulty)

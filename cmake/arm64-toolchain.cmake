@@ -1,4 +1,6 @@
-# Builds for 64-bit ARM on a Debian machine of another kind, with g++-aarch64-linux-gnu; the tests run under qemu-user.
+# SPDX-License-Identifier: MIT
+# Builds for 64-bit ARM on a Debian machine of another architecture, with g++-aarch64-linux-gnu; tests run under
+# qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)

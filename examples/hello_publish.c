@@ -3,17 +3,21 @@
 #include <sntr/sntr.h>
 #include <stdio.h>
 
-enum { TEMPERATURE = 7 }; /* a tag of our own choice, which readers know too */
+enum { TEMPERATURE = 7 }; /* a tag of our own choice, which readers use too */
 
 int main(void) {
-  const OSSIPCResID key = {.high = 0x68656c6c6f, .low = 1}; /* readers know it too */
-  const ShmDomainParams params = {.domainKind = SNTR_DOMAIN_CREATED, .userAppAreaSize = sizeof(uint64_t)};
-  const uint64_t areas[SNTR_AREA_COUNT] = {[SNTR_AREA_R] = 1024}, tags[] = {TEMPERATURE};
+  const OSSIPCResID key = {0x68656c6c6f, 1}; /* readers use it too */
+  const uint64_t tags[] = {TEMPERATURE};
   const int32_t values[] = {21};
-  ShmSegInfo_t where = {.version = SNTR_VERSION, .latchVersion = SNTR_VERSION};
+  uint64_t areas[SNTR_AREA_COUNT] = {0}, size = 0, offset = 0;
+  static ShmDomainParams params; /* begins as zeroes, which stand for defaults */
+  static ShmSegInfo_t where;
   SNodeCB_t *node = NULL;
-  uint64_t size = 0, offset = 0;
+  char text[160];
 
+  areas[SNTR_AREA_R] = 1024;
+  params.userAppAreaSize = sizeof offset;
+  where.version = where.latchVersion = SNTR_VERSION;
   uint32_t rc = sntrCreateShmDomain(&key, NULL, 1 << 20, &params, &where.domain);
   if (!rc && where.domain == NULL) rc = SNTR_RC_OSS_NO_SPACE; /* or no permission: /dev/shm refused it */
   if (!rc) rc = _sntrCreateShmPool(&where.pool, where.domain, 1 << 18, NULL, 0, __FILE__, __LINE__);
@@ -23,14 +27,10 @@ int main(void) {
   if (!rc) rc = sntrCreateRPropertyList(node, tags, values, 1, 1, SNTR_LAYOUT_ARRAY, 0);
   if (!rc) rc = sntrSetDomainUserAppData(where.domain, sizeof offset, &offset); /* now readers can find it */
   if (!rc) rc = sntrSetValueForRProperty(node, TEMPERATURE, 22, 0);             /* as often as you like */
-  if (!rc) puts("published; press Enter to end");
+  sntrPrintrc(rc, text, sizeof text);
+  fprintf(rc ? stderr : stdout, "%s\n", rc ? text : "published; press Enter to end");
   if (!rc) getchar();
 
-  if (rc) {
-    char text[160];
-    sntrPrintrc(rc, text, sizeof text);
-    fprintf(stderr, "%s\n", text);
-  }
   if (where.pool != NULL) sntrDisconnectFromShmPool(&where.pool);
   if (where.domain != NULL) sntrFreeShmDomain(&where.domain, SNTR_FREE_DOMAIN_ALWAYS);
   return rc != 0;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* Reads one value of a shared file whose layout it knows: opens, maps, reads.
  * Arguments: the name of the shared memory and the value's offset.
  * With BENCH_NAME_ITSELF it also does what a latch asks of whoever takes one for the first time, and so is the floor:

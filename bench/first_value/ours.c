@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* Reads one value of a segment: connects, asks where the node is, gets the value by its tag.
  * Arguments: both words of the key, in hexadecimal, and the tag. */
 #include <sntr/sntr.h>

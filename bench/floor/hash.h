@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The hashes of the property tables, as fast as they can be made: the numbers are part of the format.
 //
 // Three sums go over the bytes, x ^= c, s += c, p = (p + 1)(c + 1). Two steps of the third are one:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The least work of allocating and freeing in the heap's own format: free blocks in two orders, the record of chunks
 // with its one way, pads and hint, the intent word, a latch for the settings and one for the lists, levels by rand().
 //

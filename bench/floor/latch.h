@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The least that a latch in shared memory costs: one locked instruction to get it, one to give it back.
 //
 // The word names its holder, as a latch must whose holder may die, and the release looks at what it replaces, as it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a heap of another format could do: see OneOrderHeap.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The floor: the least machine work that still does what an operation on a property means. Latch pair, hash, bucket,
 // hops along the chain, cell; for a change also the writer's mark and count. On a copy of a node that the library laid
 // out, so the table, its chains and its distances in memory are the very same. Nothing is checked.

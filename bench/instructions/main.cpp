@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Makes one call again and again over tags 1 to 1,000, for instructions.py to count what it executes.
 // Arguments: the call's name, and how many rounds over the tags.
 #include <cstdlib>

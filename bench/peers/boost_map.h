@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Boost.Interprocess: an unordered map in a managed shared memory segment, with the mutex that guards it beside it. As
 // its documentation shows; the segment loses its name at once, as ours does.
 #pragma once

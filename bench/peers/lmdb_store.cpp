@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See lmdb_store.h.
 #include "peers/lmdb_store.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // LMDB without any sync, in memory: its two files lie in /dev/shm and lose their names at once. Integer keys, a written
 // map, and a read transaction that is reset and renewed for each read, as its documentation advises for speed.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See mmv_values.h.
 #include "peers/mmv_values.h"
 

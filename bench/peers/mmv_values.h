@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory-mapped values of Performance Co-Pilot: 32-bit metrics without instances in a file, which lies in /dev/shm
 // and loses its name at once. They have no lock: a set is a store.
 #pragma once

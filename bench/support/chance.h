@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Chance for benchmarks that must not repeat themselves.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See other_stores.h.
 #include "support/other_stores.h"
 

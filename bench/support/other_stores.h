@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Stores of the other kinds: registers by tag and identifier, bytes by tag, bytes by tag and identifier, and the base
 // properties. As r_stores.h.
 //

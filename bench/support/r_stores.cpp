@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See r_stores.h.
 #include "support/r_stores.h"
 

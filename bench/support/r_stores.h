@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Stores of 32-bit registers by tag, one class a subject. All hold `n` of them. A call answers 0 when it succeeded, and
 // a read when the value is right too.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See segment.h.
 #include "support/segment.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A segment of the library with one pool, and nodes in it.
 //
 // The segment loses its name as soon as it is made, so that nothing is left in /dev/shm however the program ends; the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the benchmarks have in common: how one is registered, in which order keys are visited, and the loop that times
 // one call a round.
 //

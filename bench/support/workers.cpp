@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See workers.h.
 #include "support/workers.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Work that several processes, or threads, do at the same time, each on a processor of its own.
 //
 // The workers are forked, or started, for each run and meet at a flag in shared memory; the parent sleeps until they

@@ -1,10 +1,11 @@
-// The directory by which a reader finds the nodes: it fills the domain's user application area, which is the one thing
-// in a segment that a process can find knowing nothing but the segment's key.
+/* SPDX-License-Identifier: MIT */
+// The directory by which a reader finds the nodes. It fills the domain's user application area, the one thing in a
+// segment that a process finds by the segment's key alone.
 //
-// The publisher writes it twice: when it creates the domain, with nothing but itself in it (so that a later publisher
-// can tell whose segment it has found), and once the nodes are ready. Nothing excludes readers meanwhile. What they copy
-// may be half old and half new, or have been written over by anybody, and so it carries a checksum, and each number in
-// it is checked before use: look() does all of that, on a private copy.
+// The publisher writes it twice. The first time, at the domain's creation, it has only its owner in it, so that a later
+// publisher can identify the segment's owner; the second time, the nodes are ready.
+// Thread safety: nothing excludes readers meanwhile. A copy may be half old and half new, or overwritten by any
+// process. So the directory has a checksum, and each number is checked before use: look() does both on a private copy.
 #pragma once
 
 #include <cstddef>
@@ -20,16 +21,16 @@ inline constexpr std::uint32_t kDirectoryVersion = 2;
 inline constexpr std::uint32_t kMaxLabels = kGroupCount * kMaxInstances;
 inline constexpr std::size_t kLabelSize = 32;
 
-// Who publishes. With a checksum of its own, which holds while the rest is being written.
+// The publishing process, with a checksum of its own, which is valid while the rest is being written.
 struct Owner {
   std::uint64_t pid;
-  std::uint64_t startTime;     // of the process, in ticks since the system started: a number is reused, this is not
-  std::uint64_t pidNamespace;  // in which `pid` counts
+  std::uint64_t startTime;     // of the process, in ticks since the system started; unlike the pid, never reused
+  std::uint64_t pidNamespace;  // the namespace of `pid`
   std::uint64_t checksum;      // of the three words before
 };
 static_assert(sizeof(Owner) == 32);
 
-// One node. Its instances' labels are `instances` consecutive ones.
+// One node. Its instances have `instances` consecutive labels.
 struct NodeEntry {
   char name[16];
   std::uint64_t nodeOffset;  // from the start of the domain
@@ -43,17 +44,17 @@ struct Directory {
   std::uint32_t version;
   std::uint32_t nodes;  // 0 until they can be read
   Owner owner;
-  std::uint64_t publisherBase;  // where the publisher has mapped the domain: of no use to others but to be shown
+  std::uint64_t publisherBase;  // the address of the domain in the publisher, only for display
   std::uint64_t poolHeaderOffset;
   NodeEntry node[kGroupCount];
-  char label[kMaxLabels][kLabelSize];  // of instances, each with a NUL at the end; the machine's own names for them
+  char label[kMaxLabels][kLabelSize];  // of instances, each with a NUL at the end; the machine's own names
   std::uint64_t checksum;              // of everything before
 };
 static_assert(offsetof(Directory, owner) == 16);
 static_assert(offsetof(Directory, node) == 64);
 static_assert(sizeof(Directory) == 64 + kGroupCount * sizeof(NodeEntry) + kMaxLabels * kLabelSize + 8);
 
-// Finds accidents, not malice (FNV-1a).
+// Detects accidents, not malice (FNV-1a).
 inline std::uint64_t checksumOf(const void *bytes, std::size_t size) {
   std::uint64_t sum = 0xcbf29ce484222325ULL;
   const auto *at = static_cast<const unsigned char *>(bytes);
@@ -68,19 +69,19 @@ inline void seal(Directory &directory) {
 
 enum class Look {
   Good,
-  NotReady,      // the nodes are still being made
-  NoDirectory,   // something else stands there
-  OtherVersion,  // a publisher of another opinion about tags
-  Damaged,       // or just being written: look again
+  NotReady,      // the nodes are not complete yet
+  NoDirectory,   // other contents
+  OtherVersion,  // a publisher with other tags
+  Damaged,       // or just being written: try again
 };
 
-// Whether `owner` can be believed, whatever the rest is like.
+// Returns true if `owner` is valid, whatever the rest contains.
 inline bool hasOwner(const Directory &directory) {
   return directory.magic == kDirectoryMagic &&
          directory.owner.checksum == checksumOf(&directory.owner, offsetof(Owner, checksum));
 }
 
-// Whether an entry's labels lie in the directory and end in it, and its node can lie in a domain of this size.
+// Returns true if an entry's labels lie and end in the directory, and its node can lie in a domain of this size.
 inline bool isPlausible(const Directory &directory, const NodeEntry &entry, std::uint64_t domainSize) {
   if (entry.name[sizeof entry.name - 1] != '\0') return false;
   if (entry.instances > kMaxInstances || entry.firstLabel > kMaxLabels - entry.instances) return false;
@@ -91,7 +92,7 @@ inline bool isPlausible(const Directory &directory, const NodeEntry &entry, std:
          entry.nodeOffset <= domainSize - sizeof(SNodeCB_t);
 }
 
-// Judges a private copy of a directory.
+// Checks a private copy of a directory.
 inline Look look(const Directory &directory, std::uint64_t domainSize) {
   if (directory.magic != kDirectoryMagic) return Look::NoDirectory;
   if (directory.version != kDirectoryVersion) return Look::OtherVersion;

@@ -1,16 +1,18 @@
-// What the publisher measures and the monitor shows: the groups of values, one status node each, and the tags under
-// which a node holds them. This is the agreement between the two programs; whoever changes a tag or the meaning of a
-// field raises kDirectoryVersion (directory.h), so that programs of different opinions refuse each other.
+/* SPDX-License-Identifier: MIT */
+// The values that the publisher measures and the monitor shows: their groups, one status node each, and their tags.
 //
-// A group has instances (the cores, the disks, ...) and each instance the same fields. Field f of instance i has the
-// tag 16 * (i + 1) + f. Tags below 16 belong to the node as a whole. All of these are R properties.
+// This is the agreement between the two programs. A change of a tag or of a field's meaning must raise
+// kDirectoryVersion (directory.h), so that programs of different versions refuse each other.
 //
-// What else a node has is told by its group's kinds: registers under an instance's own name (IR), texts of the machine
-// (V), texts and records by name (IV), the uptime (BaseR) and a summary in words (BaseV). Their tags say what it is.
+// A group has instances (the cores, the disks, ...), and each instance the same fields. Field f of instance i has the
+// tag 16 * (i + 1) + f; tags below 16 belong to the node as a whole. All of these are R properties.
+//
+// The group's kinds define the rest: registers under an instance's own name (IR), texts of the machine (V), texts and
+// records by name (IV), the uptime (BaseR), and a summary in words (BaseV). The tag identifies the value.
 //
 // A register is a signed 32-bit number. A counter, which would outgrow it, is published modulo 2^32: the difference of
-// two readings, also taken modulo 2^32, is right as long as less than 2^32 was counted in between. A level that does
-// not fit, and a text that was cut, are told by the property's result code.
+// two readings modulo 2^32 is right if less than 2^32 was counted in between. The property's result code marks a level
+// that does not fit, and a text that was cut.
 #pragma once
 
 #include <sntr/sntr.h>
@@ -22,7 +24,7 @@
 namespace machine {
 
 enum class Shape : std::uint8_t {
-  Level,       // the number as it is
+  Level,       // the number itself
   Hundredths,  // a level in units of 1/100
   Counter,     // only grows; modulo 2^32
 };
@@ -36,7 +38,7 @@ struct Group {
   const char *name;
   std::span<const Field> fields;
   std::uint32_t kinds;        // SNTR_KIND_* bits
-  std::uint64_t namedTag;     // IR: what the register under an instance's name is: the sum of two counters, which are
+  std::uint64_t namedTag;     // IR: the tag of the register under an instance's name, the sum of two counters:
   std::uint32_t namedSum[2];  // these fields
 };
 
@@ -88,7 +90,7 @@ inline constexpr Field kNetworkFields[] = {
 };
 static_assert(std::size(kNetworkFields) == kSentPackets + 1);
 
-// The tags of the other kinds. A reader shows one that it has no name for by its number.
+// The tags of the other kinds. A reader shows an unnamed one by its number.
 enum TextTag : std::uint64_t { kHostName = 1, kKernel };                // V: text
 enum NamedRegisterTag : std::uint64_t { kBusyTicks = 1, kTrafficKiB };  // IR: counter, by the instance's name
 enum NamedValueTag : std::uint64_t { kCpuInfo = 1, kMount };  // IV: text by its name in /proc; Mount by its place
@@ -127,7 +129,7 @@ struct Mount {
   std::uint32_t reserved;
 };
 static_assert(sizeof(Mount) == 200);
-inline constexpr std::uint64_t kNamedValueSize = sizeof(Mount);  // texts under the same kind are no longer
+inline constexpr std::uint64_t kNamedValueSize = sizeof(Mount);  // the texts of this kind are no longer
 
 // One node each, in this order in the directory.
 enum GroupIndex : std::uint32_t { kSystemGroup, kCpuGroup, kDiskGroup, kNetworkGroup, kGroupCount };
@@ -137,9 +139,9 @@ inline constexpr Group kGroups[kGroupCount] = {
     {"disk", kDiskFields, SNTR_KIND_R, 0, {}},
     {"network", kNetworkFields, SNTR_KIND_R | SNTR_KIND_IR, kTrafficKiB, {kReceivedKiB, kSentKiB}}};
 
-inline constexpr std::uint64_t kSampleTimeTag = 1;   // counter of milliseconds: when the node's values were sampled
+inline constexpr std::uint64_t kSampleTimeTag = 1;   // counter of milliseconds: the time of the sample
 inline constexpr std::uint64_t kSampleCountTag = 2;  // counter of samples
-inline constexpr std::uint64_t kOmittedTag = 3;      // instances (system: mounts) that the machine has and the node not
+inline constexpr std::uint64_t kOmittedTag = 3;      // instances (system: mounts) of the machine that the node omits
 inline constexpr std::uint64_t kTagsPerInstance = 16;
 static_assert(std::size(kSystemFields) <= kTagsPerInstance && std::size(kDiskFields) <= kTagsPerInstance);
 
@@ -155,9 +157,9 @@ constexpr std::uint64_t tagOf(std::size_t instance, std::size_t field) {
   return kTagsPerInstance * (instance + 1) + field;
 }
 
-// The result code that stands beside each value.
+// The result code beside each value.
 inline constexpr std::uint64_t kAvailable = 0;
-inline constexpr std::uint64_t kNotAvailable = 1;  // the machine does not tell it (any more); the value means nothing
-inline constexpr std::uint64_t kTooLarge = 2;      // there is no room for all of it; the value is the largest, or cut
+inline constexpr std::uint64_t kNotAvailable = 1;  // not provided by the machine (any more); the value is meaningless
+inline constexpr std::uint64_t kTooLarge = 2;      // no room for all of it; the value is the largest, or cut
 
 }  // namespace machine

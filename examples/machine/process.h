@@ -1,5 +1,7 @@
-// What both programs need around the library: the segment's key, the question whether a process lives, an orderly end on
-// a signal, and messages. One thread.
+/* SPDX-License-Identifier: MIT */
+// Helpers of both programs around the library: the segment's key, the life of a process, an orderly end on a signal,
+// and messages.
+// Thread safety: one thread.
 #pragma once
 
 #include <sntr/sntr.h>
@@ -20,7 +22,7 @@
 
 namespace machine {
 
-// Ends of a program.
+// Exit statuses.
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitPublisherGone = 3;
@@ -31,14 +33,14 @@ inline constexpr std::uint64_t kDefaultKey = 1;
 
 inline OSSIPCResID keyOf(std::uint64_t number) { return OSSIPCResID{number, kKeyLow}; }
 
-// Where a segment can be seen, and be removed by hand.
+// The file of a segment, for display and removal by hand.
 inline std::string pathOf(std::uint64_t number) {
   char text[64];
   std::snprintf(text, sizeof text, "/dev/shm/qx7osse.%016llx%08x", static_cast<unsigned long long>(number), kKeyLow);
   return text;
 }
 
-// Parameters of a domain of either program but for the kind's own; whatever is 0 takes its default.
+// Returns the parameters of a domain of either program, except the kind's own; each 0 takes its default.
 inline ShmDomainParams domainParams(std::int32_t kind) {
   ShmDomainParams params = {};
   params.reservedSelector = params.handleAllocSelector = params.latchSelector = SNTR_VERSION;
@@ -46,7 +48,7 @@ inline ShmDomainParams domainParams(std::int32_t kind) {
   return params;
 }
 
-// Says what went wrong, with the library's own words for the code, and answers false.
+// Prints a failure with the library's text for the code; returns false.
 inline bool complain(const char *program, const char *what, std::uint32_t rc) {
   char text[200] = "";
   static_cast<void>(sntrPrintrc(rc, text, sizeof text));
@@ -54,7 +56,7 @@ inline bool complain(const char *program, const char *what, std::uint32_t rc) {
   return false;
 }
 
-// A number of an option: decimal, or hexadecimal with 0x; the whole text, from `least` to `most`.
+// Parses the number of an option: decimal, or hexadecimal with 0x; the whole text, from `least` to `most`.
 inline bool parseNumber(const char *text, std::uint64_t least, std::uint64_t most, std::uint64_t &number) {
   char *end = nullptr;
   if (text == nullptr || *text < '0' || *text > '9') return false;  // no sign, no space
@@ -63,7 +65,7 @@ inline bool parseNumber(const char *text, std::uint64_t least, std::uint64_t mos
   return errno == 0 && *end == '\0' && number >= least && number <= most;
 }
 
-// The start time of a process that has not ended, from its line in /proc; 0 when there is none.
+// Returns the start time of a process that has not ended, from its line in /proc; 0 if there is none.
 inline std::uint64_t startTimeOf(std::uint64_t pid) {
   char line[1024];
   std::FILE *file = std::fopen(("/proc/" + std::to_string(pid) + "/stat").c_str(), "re");
@@ -71,7 +73,7 @@ inline std::uint64_t startTimeOf(std::uint64_t pid) {
   const std::size_t length = std::fread(line, 1, sizeof line - 1, file);
   std::fclose(file);
   line[length] = '\0';
-  const char *afterName = std::strrchr(line, ')');  // the name before may hold anything, parentheses too
+  const char *afterName = std::strrchr(line, ')');  // the name before it may contain anything, even parentheses
   char state = 'X';
   unsigned long long start = 0;
   if (afterName == nullptr ||
@@ -94,20 +96,20 @@ inline Owner thisProcess() {
 
 enum class Life { Lives, Ended, Unknown };
 
-// Whether the owner of a segment lives. Unknown where its number counts in another PID namespace, or is none, or the
-// system hides it: only a certain end may have consequences.
+// Returns the state of a segment's owner. Unknown if its number belongs to another PID namespace, is none, or is
+// hidden: only a certain end may have consequences.
 inline Life lifeOf(const Owner &owner) {
   if (owner.pid == 0 || owner.pid > 0x400000 || owner.startTime == 0) return Life::Unknown;
   if (owner.pidNamespace == 0 || owner.pidNamespace != pidNamespace()) return Life::Unknown;
   if (startTimeOf(owner.pid) == owner.startTime) return Life::Lives;
   if (kill(static_cast<pid_t>(owner.pid), 0) != 0 && errno == ESRCH) return Life::Ended;
-  // The number leads to another process, or to one that has ended and was not yet waited for; but only if it can be
-  // read at all, which shows that /proc is there and hides nothing.
+  // The number belongs to another process, or to one that ended and was not reaped. That is certain only if the file is
+  // readable, so that /proc exists and hides nothing.
   return access(("/proc/" + std::to_string(owner.pid) + "/stat").c_str(), R_OK) == 0 ? Life::Ended : Life::Unknown;
 }
 
-// Turns SIGINT, SIGTERM and SIGHUP into an answer of waitUntil(), so that a program ends between two steps and never in
-// the middle of one. A full or closed pipe is a failure to write, not a signal. Made once, first thing in main().
+// Turns SIGINT, SIGTERM and SIGHUP into a result of waitUntil(), so that a program ends between two steps, never within
+// one. A full or closed pipe is a write failure, not a signal. Create it once, first in main().
 class StopSignals {
  public:
   using Clock = std::chrono::steady_clock;
@@ -121,19 +123,19 @@ class StopSignals {
     std::signal(SIGPIPE, SIG_IGN);
   }
 
-  // Has SIGTERM sent when the parent ends; false when it has already. For programs that a script starts.
+  // Requests SIGTERM at the parent's end; returns false if it has ended already. For programs that a script starts.
   static bool endWithParent(std::uint64_t parent) {
     return prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && static_cast<std::uint64_t>(getppid()) == parent;
   }
 
-  // Waits; true as soon as the program shall stop, false when the time has come.
+  // Waits. Returns true as soon as the program must stop, false at the given time.
   bool waitUntil(Clock::time_point moment) const {
     while (true) {
       const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(moment - Clock::now()).count();
       const long long wait = left > 0 ? left : 0;
       const timespec time = {static_cast<time_t>(wait / 1000000000), static_cast<long>(wait % 1000000000)};
       if (sigtimedwait(&set_, nullptr, &time) > 0) return true;
-      if (errno == EAGAIN) return false;  // otherwise it was stopped and continued
+      if (errno == EAGAIN) return false;  // else it was stopped and continued
     }
   }
 

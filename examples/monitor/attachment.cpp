@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See attachment.h.
 #include "attachment.h"
 
@@ -12,7 +13,7 @@ namespace {
 constexpr char kProgram[] = "monitor";
 constexpr int kAddressAttempts = 8;
 
-// Between two addresses that are tried. Far more than a segment takes.
+// Between two attempted addresses. Far more than a segment takes.
 constexpr std::uint64_t kAddressStep = std::uint64_t{1} << 36;
 
 Answer failed(const char *what, std::uint32_t rc) {
@@ -30,7 +31,7 @@ Answer failed(const char *what) {
 Attachment::~Attachment() { disconnect(); }
 
 void Attachment::disconnect() {
-  // Where the publisher has freed pool and domain meanwhile there is nothing to disconnect from, only handles to free.
+  // If the publisher has freed pool and domain meanwhile, only the handles remain to be freed.
   if (pool_ != nullptr && sntrDisconnectFromShmPool(&pool_) != 0 && pool_ != nullptr) {
     static_cast<void>(sntrDestroyShmPoolHandle(&pool_));
   }
@@ -45,7 +46,7 @@ Answer Attachment::connect(void *wantedAddress, bool last) {
   const ShmDomainParams params = machine::domainParams(SNTR_DOMAIN_ATTACHED);
   const std::uint32_t rc = sntrConnectToShmDomain(&id, wantedAddress, &params, &domain_);
   if (rc == 0) return Answer::Good;
-  // While a segment is being made or removed it is no domain, or not to be attached.
+  // While a segment is created or removed it is no domain, or cannot be attached.
   if (last && rc == SNTR_RC_ATTACH_FAILED) {
     return failed("there is no segment with this key, or this user may not attach it; is a publisher running?");
   }
@@ -56,8 +57,8 @@ Answer Attachment::readDirectory(machine::Directory &directory) {
   ShmHeapInfo info = {};
   std::uint64_t size = 0;
   std::uint32_t rc = sntrGetShmDomainInfo(domain_, &info);
-  // The area is copied whole, so its size is asked first. The publisher ending between the two calls is no danger: then
-  // there is no domain any more, and the second one refuses.
+  // The area is copied whole, so its size is read first. If the publisher ends between the two calls there is no domain
+  // any more, and the second one refuses.
   if (rc == 0 && info.userAppAreaSize != sizeof directory) return failed("the segment is not a publisher's");
   if (rc == 0) rc = sntrGetDomainUserAppData(domain_, &size, &directory);
   if (rc == SNTR_RC_NOT_A_DOMAIN) return Answer::Gone;
@@ -82,9 +83,9 @@ Answer Attachment::attach(bool last) {
       case machine::Look::Damaged:
         return last ? failed("the directory is damaged") : Answer::NotThere;
     }
-    // A segment that was left behind may be replaced any moment; where nobody does, its last values can be looked at.
+    // A segment left behind may be replaced at any moment; if it is not, its last values can be shown.
     if (!last && machine::lifeOf(directory_.owner) == machine::Life::Ended) return Answer::NotThere;
-    // Nothing here needs another address. It is asked for to show that any will do.
+    // No code here needs another address; it is requested to show that any works.
     if (base() != directory_.publisherBase) return findNodes();
     wanted = reinterpret_cast<void *>(base() - attempt * kAddressStep);
   }
@@ -112,7 +113,7 @@ Answer Attachment::findNodes() {
       node.instances.push_back(printable(directory_.label[entry.firstLabel + i]));
     }
     node.node = reinterpret_cast<SNodeCB_t *>(static_cast<unsigned char *>(domain_->baseAddress) + entry.nodeOffset);
-    // The directory was checked against the segment; nothing in the node is read before it is known to be in the pool.
+    // The directory was checked against the segment; nothing in the node is read before it is known to lie in the pool.
     const bool starts = entry.nodeOffset >= poolStart_ && entry.nodeOffset < poolEnd_ &&
                         poolEnd_ - entry.nodeOffset >= sizeof(SNodeCB_t);
     if (!starts) return failed("a node does not lie in the pool");
@@ -123,7 +124,7 @@ Answer Attachment::findNodes() {
   return Answer::Good;
 }
 
-// Copies the node's own names, inside its section, because the identifier's bytes are the node's.
+// Copies the node's own names inside its section, because the identifier's bytes are the node's.
 Answer Attachment::readNames(WatchedNode &node) {
   SNodeLatchBlock_t *latch = &node.node->primaryLatch;
   std::uint32_t rc = sntrEnterCriticalSectionBeforeRead(node.node, latch);
@@ -150,7 +151,7 @@ Answer Attachment::look(std::size_t index, Liveness &liveness) {
     return Answer::Good;
   }
   if (rc != 0 && rc != SNTR_RC_OWNER_LATE) return failed("looking at a node", rc);
-  // Two intervals make a publisher late; ten more and it is not expected back.
+  // Two intervals make a publisher late; after ten more it is considered gone.
   const volatile SNodeCB_t &node = *watched.node;
   const std::uint64_t refreshed = node.nodeTime;
   const std::uint64_t patience = std::uint64_t{node.updateInterval} * 12;
@@ -160,8 +161,8 @@ Answer Attachment::look(std::size_t index, Liveness &liveness) {
   return Answer::Good;
 }
 
-// Whether all of a node lies in the pool by the size that stands in it now. The library holds areas against that size,
-// so only the size itself is left to its reader.
+// Returns true if all of a node lies in the pool, by its present size. The library checks areas against that size, so
+// only the size itself needs a check here.
 bool Attachment::isNodeInside(const WatchedNode &node) const {
   const auto offset = static_cast<std::uint64_t>(reinterpret_cast<unsigned char *>(node.node) -
                                                  static_cast<unsigned char *>(domain_->baseAddress));

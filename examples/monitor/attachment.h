@@ -1,5 +1,7 @@
-// The monitor's view of a publisher's segment: found by the key alone, mapped at another address than the publisher's,
-// with every position in it checked before use. One thread.
+/* SPDX-License-Identifier: MIT */
+// The monitor's view of a publisher's segment: found by the key alone, mapped at another address than the publisher's.
+// Thread safety: one thread.
+// Invariant: every position in the segment is checked before use.
 #pragma once
 
 #include <cstdint>
@@ -18,16 +20,16 @@ struct Value {
 struct Sample {
   Value time;
   Value count;
-  Value omitted;              // how many instances, or mounts, the machine has that the node has no room for
+  Value omitted;              // number of instances, or mounts, of the machine without room in the node
   std::vector<Value> values;  // the fields of each instance, one instance after another
   Lists lists;
 };
 
-// What a look at a node says of its publisher: it refreshes the node; it is late; or it has been late for ten intervals
-// and more, has given the node up, or has taken everything away.
+// The publisher's state by its node. Live: it refreshes the node. Late: it is late. Gone: it has been late for ten
+// intervals and more, has abandoned the node, or has removed everything.
 enum class Liveness { Live, Late, Gone };
 
-// A node of the segment, and what this process has copied of its description.
+// A node of the segment, and this process's copy of its description.
 struct WatchedNode {
   machine::GroupIndex group = machine::kSystemGroup;
   std::string name;  // the node's identifier
@@ -40,7 +42,7 @@ struct WatchedNode {
 enum class Answer {
   Good,
   NotThere,  // no segment with the key, or its nodes are not ready: try again
-  Gone,      // the publisher has taken the segment, or the node, out of use
+  Gone,      // the publisher has ended the segment, or the node
   Failed,    // after a message
 };
 
@@ -51,13 +53,13 @@ class Attachment {
   Attachment(const Attachment &) = delete;
   Attachment &operator=(const Attachment &) = delete;
 
-  // Maps the segment and finds the nodes. `last`: nothing will be tried again, so the reason is told.
+  // Maps the segment and finds the nodes. `last`: this is the last attempt, so the reason is printed.
   Answer attach(bool last);
 
-  // Whether the segment still is a domain with a directory.
+  // Checks that the segment is still a domain with a directory.
   Answer check();
 
-  // Looks whether a node is still being refreshed.
+  // Checks that a node is still being refreshed.
   Answer look(std::size_t node, Liveness &liveness);
 
   // Reads all values of a node in one section.
@@ -80,7 +82,7 @@ class Attachment {
   std::uint64_t key_;
   ShmDomainHandle *domain_ = nullptr;
   ShmPoolHandle *pool_ = nullptr;
-  std::uint64_t poolStart_ = 0;  // where nodes can lie, as offsets from the start of the domain
+  std::uint64_t poolStart_ = 0;  // the range of nodes, as offsets from the start of the domain
   std::uint64_t poolEnd_ = 0;
   machine::Directory directory_ = {};  // as it was when the nodes were found
   std::vector<WatchedNode> nodes_;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See list_report.h.
 #include "list_report.h"
 
@@ -21,16 +22,16 @@ std::string nameOf(const Kind &kind, std::uint64_t tag) {
   return "tag " + std::to_string(tag);
 }
 
-// Whether there is a value at all, and of the size that was agreed on.
+// Returns true if there is a value, of the agreed size.
 bool isAvailable(const Kind &kind, const Entry &entry) {
   if (isMount(kind, entry) && entry.bytes.size() != sizeof(machine::Mount)) return false;
   return entry.rc == machine::kAvailable || (entry.rc == machine::kTooLarge && !hasRegister(kind));
 }
 
-// The number of a register; all of these are counters.
+// Returns the number of a register; all of these are counters.
 std::uint32_t numberOf(const Entry &entry) { return static_cast<std::uint32_t>(entry.number); }
 
-// A text that was cut says so.
+// Marks a text that was cut.
 std::string textOf(const Entry &entry) {
   return printable(entry.bytes) + (entry.rc == machine::kTooLarge ? "..." : "");
 }
@@ -61,7 +62,7 @@ std::string shown(const Kind &kind, const Entry &entry) {
   return hasID(kind) ? printable(entry.id) + ": " + value : value;
 }
 
-// The entries from `first` on that have its tag, in as many lines as they need; answers the first of another tag.
+// Prints the entries from `first` on with its tag, in as many lines as needed; returns the first of another tag.
 std::size_t putTag(std::string &text, const Kind &kind, const std::vector<Entry> &entries, std::size_t first) {
   const std::uint64_t tag = entries[first].tag;
   put(text, "  %-6s %-12s ", kind.name, nameOf(kind, tag).c_str());

@@ -1,5 +1,6 @@
-// See lists.h. The library holds each place and size against the area before it is used, and counts against what a list
-// can have, so that nothing here trusts the memory.
+// SPDX-License-Identifier: MIT
+// See lists.h. The library checks each position and size against the area before use, and counts against a list's
+// limits: nothing here trusts the memory.
 #include "lists.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ std::string copyOf(const void *address, uint64_t size) {
   return {static_cast<const char *>(address), static_cast<std::size_t>(size)};
 }
 
-// The keys of a list, as they are copied out.
+// The copied keys of a list.
 struct Keys {
   std::vector<uint64_t> tags;
   std::vector<uint64_t> idLengths;
@@ -130,7 +131,7 @@ uint32_t readLists(SNodeCB_t *node, Lists &lists) {
     if ((options & machine::kKinds[kind].bit) == 0) continue;
     Entries &entries = lists.kinds[kind].emplace();
     rc = kReaders[kind](node, entries);
-    std::sort(entries.begin(), entries.end(), isBefore);  // a table has them in the order of its buckets
+    std::sort(entries.begin(), entries.end(), isBefore);  // a table returns them in the order of its buckets
   }
   return rc;
 }

@@ -1,4 +1,6 @@
-// Reading a node's properties of the kinds beside R: whatever is there, by its keys. One thread.
+/* SPDX-License-Identifier: MIT */
+// Reads a node's properties of the kinds beside R, by their keys.
+// Thread safety: one thread.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +20,7 @@ struct Entry {
   std::uint64_t rc = machine::kNotAvailable;
 };
 
-// Names and texts come from the segment and go to a terminal, which obeys control characters.
+// Replaces control characters: names and texts come from the segment and go to a terminal, which obeys them.
 inline std::string printable(std::string_view text) {
   std::string result(text);
   for (char &character : result) {
@@ -27,11 +29,11 @@ inline std::string printable(std::string_view text) {
   return result;
 }
 
-// The properties of each kind, by tag and then identifier (the shorter first), in the order of machine::kKinds; none where the node has no such list.
+// The properties of each kind in the order of machine::kKinds, by tag and identifier (the shorter first), if the list
+// exists.
 struct Lists {
   std::optional<std::vector<Entry>> kinds[machine::kKindCount];
 };
 
-// Reads them all. The caller is in a section of the node, which lies wholly in what is mapped. Answers the library's
-// code.
+// Reads them all. The caller is in a section of the node, which lies wholly in the mapping. Returns the library's code.
 std::uint32_t readLists(SNodeCB_t *node, Lists &lists);

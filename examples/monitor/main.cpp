@@ -1,6 +1,7 @@
-// monitor: shows what a publisher (../publisher) publishes: a table that renews itself, or JSON. It maps the publisher's
-// segment, at another address, and never asks the publisher anything. It ends on SIGINT, SIGTERM or SIGHUP, when nobody
-// reads its output any more, and when the publisher has ended.
+// SPDX-License-Identifier: MIT
+// monitor: shows the values of a publisher (../publisher), as a table that renews itself or as JSON. It maps the
+// publisher's segment at another address, and sends it no requests. Ends on SIGINT, SIGTERM or SIGHUP, after its output
+// was closed, and after the publisher has ended.
 #include <unistd.h>
 
 #include <cstdio>
@@ -66,7 +67,7 @@ bool parse(int count, char **arguments, Options &options) {
   return true;
 }
 
-// Why the program ends, where it does.
+// The next step of the program, or the reason for its end.
 enum class Step { GoOn, Stop, Fail, PublisherGone };
 
 Step stepOf(Answer answer) {
@@ -79,7 +80,7 @@ class Monitor {
   Monitor(const Options &options, const machine::StopSignals &signals)
       : options_(options), signals_(signals), attachment_(options.key) {}
 
-  // Runs to the end, and answers what the program answers.
+  // Runs to the end; returns the exit status.
   int run() {
     Step step = find();
     if (step == Step::GoOn) step = firstLook();
@@ -93,7 +94,7 @@ class Monitor {
   }
 
  private:
-  // Waits for the publisher to have its nodes ready.
+  // Waits until the publisher's nodes are ready.
   Step find() {
     const Clock::time_point end = Clock::now() + std::chrono::seconds(options_.wait);
     while (true) {
@@ -117,12 +118,12 @@ class Monitor {
     return Step::GoOn;
   }
 
-  // Until every node has a sample its values are zeroes.
+  // Waits for a first sample of every node, whose values are zeroes until then.
   Step firstLook() {
     while (true) {
       if (const Step step = look(now_); step != Step::GoOn) return step;
       bool ready = true;
-      if (isGone(now_)) return Step::GoOn;  // nothing better will come
+      if (isGone(now_)) return Step::GoOn;  // no further values will come
       for (const Sample &sample : now_.samples) ready = ready && sample.count.number != 0;
       if (ready) return Step::GoOn;
       if (signals_.waitUntil(Clock::now() + kPatience)) return Step::Stop;
@@ -133,7 +134,7 @@ class Monitor {
     Moment next;
     const Step step = look(next);
     if (step == Step::PublisherGone) {
-      // The last values stand beside what has become of their nodes.
+      // Shows the last values beside the end of their nodes.
       next = now_;
       next.states.assign(next.states.size(), Liveness::Gone);
     } else if (step != Step::GoOn) {
@@ -158,7 +159,7 @@ class Monitor {
     return true;
   }
 
-  // Nobody reading any more is a reason to stop, not a failure.
+  // A closed output is a reason to stop, not a failure.
   Step print(const std::string &text) {
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
     if (written) return Step::GoOn;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See report.h.
 #include "report.h"
 
@@ -17,13 +18,12 @@ double asNumber(Shape shape, std::int32_t number) {
   return shape == Shape::Hundredths ? number / 100.0 : number;
 }
 
-// What a counter grew by, whether or not it passed 2^32 in between.
+// Returns the growth of a counter, even across 2^32.
 double growth(const Value &before, const Value &now) {
   return static_cast<std::uint32_t>(now.number) - static_cast<std::uint32_t>(before.number);
 }
 
-// One node at two moments. Rates are per second of the publisher's clock, which stands in the node: the moments at which
-// the values were sampled count, not those at which they were read.
+// One node at two moments. Rates are per second of the publisher's clock, by the times of sampling, not of reading.
 class Change {
  public:
   Change(const WatchedNode &node, const Sample &before, const Sample &now) : node_(node), before_(before), now_(now) {}
@@ -45,7 +45,7 @@ class Change {
     return grown && milliseconds > 0 ? Number(*grown * 1000 / milliseconds) : Number();
   }
 
-  // The share of a core's time that went into a field.
+  // Returns the share of a core's time that a field has.
   Number percent(std::size_t core, std::size_t field) const {
     double total = 0;
     for (std::size_t f = 0; f < fields().size(); ++f) {
@@ -136,7 +136,7 @@ void putSystem(std::string &text, const Change &change) {
       mebibytes(machine::kSwapTotal).c_str(), mebibytes(machine::kSwapFree).c_str());
 }
 
-// The columns of a group whose instances are lines: a heading, and for each instance a number a field.
+// Prints a group whose instances are lines: a heading, and for each instance one number per field.
 void putLines(std::string &text, const Change &change) {
   const bool cpu = change.node().group == machine::kCpuGroup;
   put(text, "\n  %-15s", change.node().name.c_str());

@@ -1,4 +1,6 @@
-// Appending to a text: formatted pieces, and JSON. Any thread.
+/* SPDX-License-Identifier: MIT */
+// Appends formatted pieces and JSON to a text.
+// Thread safety: any thread, on a text of its own.
 #pragma once
 
 #include <cstdarg>
@@ -37,7 +39,7 @@ class JsonMembers {
     text_ += ':';
   }
 
-  // Names and texts are printable ASCII already, so that these two are all there is to escape.
+  // Escapes these two only: names and texts are already printable ASCII.
   static void addString(std::string &text, const std::string &string) {
     text += '"';
     for (const char character : string) {

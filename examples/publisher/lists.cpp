@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See lists.h.
 #include "lists.h"
 
@@ -18,9 +19,9 @@ constexpr ListSizes kTableIV = {0x38, 0x18 + 0x1e0 + machine::kPlaceSize + machi
 constexpr uint64_t kArrayV = 0x10 + std::size(machine::kTextNames) * (0x1a8 + machine::kTextSize);
 constexpr uint64_t kRecordBaseR = 0x90;
 constexpr uint64_t kRecordBaseV = 0x1a8 + machine::kTextSize;
-constexpr uint64_t kFreedSlot = 8;  // to remember one
+constexpr uint64_t kFreedSlot = 8;  // the word that records one
 
-// Of each node, beside the fields of its instances.
+// The tags of each node, beside the fields of its instances.
 constexpr uint64_t kNodeTags[] = {machine::kSampleTimeTag, machine::kSampleCountTag, machine::kOmittedTag};
 
 bool complain(const char *what, std::uint32_t rc) { return rc == 0 || machine::complain("publisher", what, rc); }
@@ -29,7 +30,7 @@ uint64_t propertyCount(const PublishedNode &node) {
   return node.instances.size() * machine::kGroups[node.group].fields.size() + std::size(kNodeTags);
 }
 
-// Room for a table of `capacity` properties, each of which may be deleted.
+// Returns the size of a table for `capacity` properties, each of which may be deleted.
 uint64_t tableSize(const ListSizes &list, uint64_t capacity) {
   uint64_t buckets = 0;
   sntrGetPrimeNumber(capacity, &buckets);
@@ -38,7 +39,7 @@ uint64_t tableSize(const ListSizes &list, uint64_t capacity) {
 
 bool has(const PublishedNode &node, std::uint32_t kind) { return (node.kinds & kind) != 0; }
 
-// The tags of all R properties, and their records in the same order.
+// Creates all R properties, and finds their records in the same order.
 bool layOutRegisters(PublishedNode &node) {
   std::vector<uint64_t> tags;
   for (std::size_t i = 0; i < node.instances.size(); ++i) {
@@ -80,7 +81,7 @@ bool layOutNamedRegisters(PublishedNode &node) {
   return complain("laying out the IR list", rc);
 }
 
-// A value must have a byte at least, also where there is nothing to tell yet.
+// A value has at least one byte, even before its first contents.
 bool layOutTexts(PublishedNode &node) {
   constexpr uint64_t kCount = std::size(machine::kTextNames);
   uint64_t tags[kCount];
@@ -120,7 +121,7 @@ bool createBaseRegister(PublishedNode &node) {
   return complain("creating the BaseR property", rc);
 }
 
-// After the V list: its maximum is what bounds this one.
+// Comes after the V list, whose maximum limits this value.
 bool createBaseText(PublishedNode &node) {
   std::uint32_t rc = sntrCreateBaseVProperty(node.node, machine::kSummary, 1, "", 0);
   if (rc == 0) rc = sntrGetAddressForBaseVProperty(node.node, machine::kSummary, &node.summary);
@@ -136,7 +137,7 @@ Reading sumOf(const Reading &a, const Reading &b) {
 
 void planLists(PublishedNode &node, std::uint64_t allowed, std::size_t cpu, std::size_t mounts) {
   node.kinds = machine::kGroups[node.group].kinds & (allowed | SNTR_KIND_R);
-  // A BaseV value is bounded by the V list; without one there would be room for a single byte.
+  // The V list limits a BaseV value; without one there would be room for a single byte.
   if (!has(node, SNTR_KIND_V)) node.kinds &= ~uint64_t{SNTR_KIND_BASE_V};
   node.sizes[SNTR_AREA_R] = tableSize(kTableR, propertyCount(node));
   if (has(node, SNTR_KIND_V)) node.sizes[SNTR_AREA_V] = kArrayV;

@@ -1,5 +1,6 @@
-// publisher: samples this machine and keeps the values in status nodes in a shared segment, where any number of other
-// processes (see ../monitor) read them at their leisure. It ends on SIGINT, SIGTERM or SIGHUP and removes the segment.
+// SPDX-License-Identifier: MIT
+// publisher: samples this machine and keeps the values in status nodes in a shared segment, for any number of reading
+// processes (see ../monitor). Ends on SIGINT, SIGTERM or SIGHUP and removes the segment.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -34,7 +35,7 @@ struct Options {
   bool help = false;
 };
 
-// Takes the kind of that name away.
+// Removes the kind of that name.
 bool leaveOut(const char *name, std::uint64_t &kinds) {
   for (const machine::Kind &kind : machine::kKinds) {
     if (name == nullptr || std::strcmp(kind.key, name) != 0) continue;
@@ -65,7 +66,7 @@ bool parse(int count, char **arguments, Options &options) {
   return true;
 }
 
-// Samples and publishes until told to stop; false when publishing failed.
+// Samples and publishes until a stop signal; returns false if publishing failed.
 bool run(Segment &segment, Sources &sources, const Options &options, const StopSignals &signals) {
   const std::chrono::milliseconds interval(options.interval);
   StopSignals::Clock::time_point next = StopSignals::Clock::now();
@@ -80,13 +81,13 @@ bool run(Segment &segment, Sources &sources, const Options &options, const StopS
       const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
       if (!segment.publish(node, readings, texts, static_cast<std::uint32_t>(milliseconds), count)) return false;
     }
-    // After a pause (the machine slept, the process was stopped) the samples that were missed are not made up for.
+    // After a pause (of the machine or the process) the missed samples are skipped.
     next = std::max(next + interval, StopSignals::Clock::now());
     if (signals.waitUntil(next)) return true;
   }
 }
 
-// Says that a list has not room for all.
+// Prints that a list has too little room.
 void tellOfOmitted(const char *what, std::size_t found, std::size_t published) {
   if (found <= published) return;
   std::fprintf(stderr, "publisher: %s: %zu of %zu are published, there is no room for more\n", what, published, found);

@@ -1,4 +1,6 @@
-// A file of /proc that is kept open, and the pieces of a line. One thread.
+/* SPDX-License-Identifier: MIT */
+// A file of /proc that is kept open, and the pieces of a line.
+// Thread safety: one thread.
 #pragma once
 
 #include <fcntl.h>
@@ -20,8 +22,8 @@ class ProcFile {
   ProcFile(const ProcFile &) = delete;
   ProcFile &operator=(const ProcFile &) = delete;
 
-  // All of the file as it is now; empty where it cannot be read. Good until the next call. Allocates only when the file
-  // is longer than ever before.
+  // Returns the file's contents; empty if unreadable. Valid until the next call. Allocates only for more bytes than
+  // ever before.
   std::string_view read() {
     std::size_t length = 0;
     while (descriptor_ >= 0) {
@@ -45,7 +47,7 @@ class ProcFile {
 
 namespace text {
 
-// Takes the text up to the separator, or all of it, and the separator away.
+// Takes the text up to the separator, or all of it, and removes the separator.
 inline std::string_view take(std::string_view &text, char separator) {
   const std::size_t end = text.find(separator);
   const std::string_view taken = text.substr(0, end);
@@ -70,7 +72,7 @@ inline bool takeNumber(std::string_view &text, std::uint64_t &number) {
   return true;
 }
 
-// "12.34" as 1234; there are always two digits behind the point.
+// Reads "12.34" as 1234; there are always two digits behind the point.
 inline bool takeHundredths(std::string_view &text, std::uint64_t &number) {
   std::uint64_t fraction = 0;
   if (!takeNumber(text, number) || !text.starts_with('.')) return false;

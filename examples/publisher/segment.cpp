@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See segment.h.
 #include "segment.h"
 
@@ -12,14 +13,14 @@ namespace {
 
 constexpr char kProgram[] = "publisher";
 constexpr int kCreationAttempts = 3;
-constexpr std::size_t kLeastMounts = 64;  // room that is kept, where the capacity allows, for mounts that will come
+constexpr std::size_t kLeastMounts = 64;  // spare room for later mounts, if the capacity allows
 constexpr std::size_t kMostMounts = machine::kMaxInstances;
 
 bool complain(const char *what, std::uint32_t rc) { return machine::complain(kProgram, what, rc); }
 
-// The publisher whose segment has the key: whether the segment could be judged, and by what.
+// The owner of the segment under the key, if it can be determined.
 struct LeftOver {
-  ShmDomainHandle *domain = nullptr;  // connected; null when it could not be
+  ShmDomainHandle *domain = nullptr;  // connected; null if that failed
   machine::Owner owner = {};
   bool hasOwner = false;
 };
@@ -30,7 +31,7 @@ LeftOver inspect(std::uint64_t key) {
   const ShmDomainParams params = machine::domainParams(SNTR_DOMAIN_ATTACHED);
   if (sntrConnectToShmDomain(&id, nullptr, &params, &found.domain) != 0) return found;
 
-  // The whole area is copied out, so its size must be that of our directory first.
+  // The whole area is copied, so check first that its size is that of a directory.
   ShmHeapInfo info = {};
   machine::Directory directory = {};
   std::uint64_t size = 0;
@@ -65,8 +66,8 @@ bool Segment::removeLeftOver(std::uint64_t key) {
     if (found.domain != nullptr) static_cast<void>(sntrDisconnectFromShmDomain(&found.domain));
     return false;
   }
-  // A reader that is still attached keeps the memory, and is told that the publisher has gone. Should another publisher
-  // do the same at this moment and have a segment of its own by now, the name leads there and is left alone.
+  // A reader that is still attached keeps the memory, and finds the publisher gone. If another publisher meanwhile did
+  // the same and created its own segment, the name leads to that one and stays.
   std::fprintf(stderr, "%s: removing the segment that process %llu left behind\n", kProgram,
                static_cast<unsigned long long>(found.owner.pid));
   const std::uint32_t rc = sntrFreeShmDomain(&found.domain, SNTR_FREE_DOMAIN_ALWAYS);
@@ -74,11 +75,11 @@ bool Segment::removeLeftOver(std::uint64_t key) {
 }
 
 Segment::~Segment() {
-  // A reader that is in the middle of a node has it to itself; the next one finds it abandoned.
+  // A reader inside a node has it to itself; the next one finds it abandoned.
   for (PublishedNode &node : nodes_) {
     if (node.node != nullptr) static_cast<void>(sntrAbandonNode(&node.node));
   }
-  // The pool goes with its domain; only the handle needs freeing. Its memory is not taken back from readers.
+  // The pool goes with its domain; only the handle needs freeing. Readers keep its memory.
   if (pool_ != nullptr) static_cast<void>(sntrDestroyShmPoolHandle(&pool_));
   if (domain_ == nullptr) return;
   const std::uint32_t rc = sntrFreeShmDomain(&domain_, SNTR_FREE_DOMAIN_ALWAYS);
@@ -169,8 +170,7 @@ bool Segment::create(const std::vector<std::string> (&instances)[machine::kGroup
     for (const std::uint64_t size : node.sizes) poolSize += size;
     nodes_.push_back(std::move(node));
   }
-  // The header, the directory and the bookkeeping of domain and pool come on top: less than a quarter of a MiB and of
-  // the pool.
+  // The header, the directory and the bookkeeping of domain and pool add less than a quarter of a MiB and of the pool.
   if (!createDomain(poolSize + poolSize / 4 + sizeof directory_ + 0x40000)) return false;
   const std::uint32_t rc = _sntrCreateShmPool(&pool_, domain_, poolSize, nullptr, 0, __FILE__, __LINE__);
   if (rc != 0) return complain("creating the pool", rc);
@@ -205,7 +205,7 @@ bool Segment::updateMounts(const std::vector<NamedValue> &mounts) {
   return left == 0 || complain("leaving a node", left);
 }
 
-// Those that are gone first, to have their room.
+// Deletes old mounts first, to reuse their room.
 std::uint32_t Segment::replaceMounts(const std::vector<NamedValue> &mounts) {
   PublishedNode &system = nodes_[machine::kSystemGroup];
   std::uint32_t rc = 0;

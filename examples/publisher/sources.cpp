@@ -1,4 +1,5 @@
-// The counters of sources.h. Each source is a text of lines; a line that is not as expected is passed over.
+// SPDX-License-Identifier: MIT
+// The counters of sources.h. Each source is a text of lines; unexpected lines are skipped.
 #include "sources.h"
 
 #include <array>
@@ -10,10 +11,10 @@ using machine::GroupIndex;
 using std::string_view;
 using std::uint64_t;
 
-constexpr uint64_t kSectorsPerKiB = 2;  // these counters use sectors of 512 bytes, whatever the disk's are
+constexpr uint64_t kSectorsPerKiB = 2;  // these counters use sectors of 512 bytes, whatever the disk's
 constexpr uint64_t kBytesPerKiB = 1024;
 
-// What was found of one instance, in whole numbers before they are made to fit registers.
+// The values of one instance, in whole numbers before they are fitted to registers.
 struct Row {
   string_view name;
   std::array<uint64_t, 5> values;
@@ -60,7 +61,7 @@ bool parseInterface(string_view line, Row &row) {
   return true;
 }
 
-// Takes lines until one is a row of the group; false at the end.
+// Takes lines up to a row of the group; returns false at the end.
 bool takeRow(GroupIndex group, string_view &lines, Row &row) {
   const auto parse = group == machine::kCpuGroup    ? parseCore
                      : group == machine::kDiskGroup ? parseDisk
@@ -83,7 +84,7 @@ void set(Reading *readings, std::size_t field, uint64_t number) {
   readings[field] = fit(machine::kSystemFields[field].shape, number);
 }
 
-// The index of a name in `instances`. They are met in their own order, so the one expected next is looked at first.
+// Returns the index of a name in `instances`. Names come in that order, so the expected next one is tried first.
 std::size_t indexOf(string_view name, const std::vector<std::string> &instances, std::size_t expected) {
   if (expected < instances.size() && instances[expected] == name) return expected;
   return static_cast<std::size_t>(std::find(instances.begin(), instances.end(), name) - instances.begin());
@@ -95,7 +96,7 @@ ProcFile &Sources::fileOf(GroupIndex group) {
   return group == machine::kCpuGroup ? cores_ : group == machine::kDiskGroup ? disks_ : interfaces_;
 }
 
-// A whole disk that has ever been used: not a partition, whose traffic its disk counts too, nor an idle loop device.
+// Returns true for a used whole disk: no partition, whose traffic its disk counts too, and no idle loop device.
 bool Sources::isWorthShowing(GroupIndex group, string_view name, uint64_t used) {
   if (group != machine::kDiskGroup) return true;
   if (used == 0 || std::find(partitions_.begin(), partitions_.end(), name) != partitions_.end()) return false;

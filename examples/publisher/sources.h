@@ -1,7 +1,7 @@
-// What this machine tells about itself, from /proc. One thread.
-//
-// The files are kept open and read from their start each time. A sample allocates nothing, but where a file has grown
-// beyond all earlier readings or a disk's partition is met for the first time.
+/* SPDX-License-Identifier: MIT */
+// The state of this machine, from /proc. The files stay open and are read from their start each time.
+// Thread safety: one thread.
+// Invariant: a sample allocates only if a file is longer than ever before, or for a partition seen the first time.
 #pragma once
 
 #include <cstdint>
@@ -24,14 +24,13 @@ struct Text {
   std::uint64_t rc = machine::kNotAvailable;
 };
 
-// One sample of a group: for each instance its fields, one instance after another, and how many instances the machine
-// has that are not among them.
+// One sample of a group: the fields of each instance, one instance after another, and the number of missing instances.
 struct Readings {
   std::vector<Reading> values;
   std::uint32_t omitted = 0;
 };
 
-// What the system's node has besides. The names have the order of machine::TextTag.
+// The further values of the system's node. The names have the order of machine::TextTag.
 struct SystemTexts {
   Reading uptime;
   Text names[std::size(machine::kTextNames)];
@@ -47,22 +46,22 @@ struct NamedValue {
 
 class Sources {
  public:
-  // The names of a group's instances as they are now. The system's single instance has an empty name.
+  // Returns the present names of a group's instances. The system's single instance has an empty name.
   std::vector<std::string> findInstances(machine::GroupIndex group);
 
-  // Reads a group anew. What the machine does not tell is kNotAvailable; a value from an earlier call never stays.
+  // Reads a group again. Missing values are kNotAvailable; no value from an earlier call stays.
   void read(machine::GroupIndex group, const std::vector<std::string> &instances, Readings &readings);
 
-  // The rest of the system's node; the summary is made of its readings.
+  // Reads the rest of the system's node; its readings form the summary.
   void readTexts(const Readings &system, SystemTexts &texts);
 
-  // What the first processor is, by the names in /proc/cpuinfo: those that are there. Allocates.
+  // Returns the first processor's properties by their names in /proc/cpuinfo, if present. Allocates.
   static std::vector<NamedValue> cpuInfo();
 
-  // The mounts, one for each place: where several are in the same, the one that is seen. Allocates.
+  // Returns the mounts, one for each place: of several, the visible one. Allocates.
   std::vector<NamedValue> mounts();
 
-  // Whether mounts() would answer something else than at its last call.
+  // Returns true if mounts() has changed since its last call.
   bool mountsHaveChanged() const;
 
  private:
@@ -78,5 +77,5 @@ class Sources {
   ProcFile disks_{"/proc/diskstats"};
   ProcFile interfaces_{"/proc/net/dev"};
   ProcFile mounts_{"/proc/self/mounts"};
-  std::vector<std::string> partitions_;  // that were met
+  std::vector<std::string> partitions_;  // those seen
 };

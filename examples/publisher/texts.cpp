@@ -1,4 +1,5 @@
-// The texts of sources.h, and what has a name.
+// SPDX-License-Identifier: MIT
+// The texts of sources.h, and the named values.
 #include <poll.h>
 #include <sys/utsname.h>
 
@@ -26,7 +27,7 @@ using std::uint64_t;
   std::memcpy(text.bytes, whole, text.size);
 }
 
-// Copies a text into a room that ends with a NUL; false when it had to be cut.
+// Copies a text into an array that ends with a NUL; returns false if it was cut.
 template <std::size_t kSize>
 bool copyCut(string_view text, char (&room)[kSize]) {
   const std::size_t size = std::min(text.size(), kSize - 1);
@@ -100,7 +101,7 @@ std::vector<NamedValue> Sources::mounts() {
   return found;
 }
 
-// The system tells of a change to whoever has the file open, once.
+// The system reports a change once to each process with the file open.
 bool Sources::mountsHaveChanged() const {
   pollfd file = {mounts_.descriptor(), POLLPRI, 0};
   return poll(&file, 1, 0) > 0 && (file.revents & POLLPRI) != 0;

@@ -1,4 +1,7 @@
-/* Why the system refused something: what a result code leaves out. */
+/* SPDX-License-Identifier: MIT */
+/** @file
+ * The system's reason for a refusal: what a result code leaves out.
+ */
 #ifndef OSS_ERROR_H
 #define OSS_ERROR_H
 
@@ -9,15 +12,14 @@
 extern "C" {
 #endif
 
-/**
- * Returns the system's reason for the last failure of a services-layer call on the calling thread: a number of
- * <errno.h>, such as EACCES. Calls on segments and on the trace file, _ossMemAlloc() and ossLogSetSink() store it when
- * they fail, be it inside a call of the library above. A call that succeeds leaves it; so does every call on a latch or
- * an atomic cell, since those need nothing that the system could refuse.
+/** Returns the system's reason for the last failure of a services-layer call on the calling thread: a number of
+ * `<errno.h>`, such as EACCES. Calls on segments and on the trace file, _ossMemAlloc() and ossLogSetSink() store it
+ * when they fail, even inside a call of the library above. A call that succeeds leaves it. So does every call on a
+ * latch or an atomic cell, since those need nothing that the system could refuse.
  *
- * sntrCreateShmDomain() returns 0 without a handle if the system refuses the segment. This is where the reason is then.
+ * If the system refuses the segment, sntrCreateShmDomain() returns 0 without a handle. Then the reason is here.
+ * - `error`: receives the reason; 0: there was no failure yet, or the layer itself refused, for example a bad argument
  *
- *   error  receives the reason; 0: there was no failure yet, or the layer itself refused, as it does a bad argument
  * Returns 0, or SNTR_RC_OSS_BAD_ARGUMENT: `error` is null, and the stored reason stays. */
 OSS_API uint32_t ossGetLastSystemError(int *error);
 

@@ -1,7 +1,9 @@
-/* Status nodes in shared memory: the whole interface of the library.
+/* SPDX-License-Identifier: MIT */
+/** @file
+ * Status nodes in shared memory: includes the whole interface of the library.
  *
- * A publisher makes a domain, a pool in it and nodes in the pool, lays out property lists and sets values; a reader
- * maps the same memory at an address of its own and gets them.
+ * A publisher creates a domain, a pool in it and nodes in the pool. It lays out property lists and sets values. A
+ * reader maps the same memory at an address of its own and gets them.
  */
 #ifndef SNTR_SNTR_H
 #define SNTR_SNTR_H

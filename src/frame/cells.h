@@ -1,9 +1,13 @@
-// The atomic cells of the library's records, as its operations use them.
+// SPDX-License-Identifier: MIT
+// Atomic cells of shared records, as the library's operations access them.
 //
-// A locked instruction costs as much as twenty plain ones, and most uses do not need one. A read is a load; it never
-// fails and stores nothing. A write whose old value nobody wants is a store, and so is a count that only the holder of
-// the latch changes. In a cell at no multiple of 4 each is a plain access: a locked instruction that crosses a line of
-// the cache can hold up the whole machine for milliseconds. Such a cell is whole for the holder of the latch alone.
+// A locked instruction costs as much as twenty plain ones, and most accesses do not need one. A read is a load: it
+// cannot fail and stores nothing. A write that discards the old value is a store; so is a count under the latch.
+//
+// A cell at no multiple of 4 is accessed plainly: a locked instruction that crosses a cache line can stall the whole
+// machine for milliseconds. Only the holder of the latch sees such a cell whole.
+//
+// Thread safety: any thread of any process.
 #pragma once
 
 #include <oss/fast_paths.h>
@@ -23,14 +27,13 @@ inline bool isAligned(const OSSVAtomicSigned32 *cell) {
   return reinterpret_cast<std::uintptr_t>(cell) % sizeof(std::int32_t) == 0;
 }
 
-// An aligned cell as a number. clang must be told: it goes by the type of `storage`, which may stand anywhere.
+// Returns an aligned cell as a number. clang needs the assumption: `storage` has a type without alignment.
 inline AlignedCell *alignedCell(const OSSVAtomicSigned32 *cell) {
   void *const storage = const_cast<unsigned char *>(cell->storage);
   return static_cast<AlignedCell *>(__builtin_assume_aligned(storage, sizeof(std::int32_t)));
 }
 
-// Its two accesses. Acquire: what was written before the number was stored is seen by who reads it. Release: the other
-// half of that.
+// Access an aligned cell. The acquire sees what was written before the matching release.
 inline std::int32_t loadAligned(const OSSVAtomicSigned32 *cell) {
   return __atomic_load_n(alignedCell(cell), __ATOMIC_ACQUIRE);
 }
@@ -38,7 +41,6 @@ inline void storeAligned(OSSVAtomicSigned32 *cell, std::int32_t value) {
   __atomic_store_n(alignedCell(cell), value, __ATOMIC_RELEASE);
 }
 
-// Reads a cell at any address.
 inline std::int32_t readCell(const OSSVAtomicSigned32 *cell) {
   if (isAligned(cell)) [[likely]]
     return loadAligned(cell);
@@ -47,7 +49,7 @@ inline std::int32_t readCell(const OSSVAtomicSigned32 *cell) {
   return value;
 }
 
-// Stores a number at any address, for callers who know that cells may be changed in line.
+// Stores a number at any address; requires open cells (`ossCellsAreOpen`).
 inline void storeCell(OSSVAtomicSigned32 *cell, std::int32_t value) {
   if (isAligned(cell)) [[likely]]
     return storeAligned(cell, value);
@@ -59,7 +61,7 @@ constexpr std::int32_t successorOf(std::int32_t count) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(count) + 1);
 }
 
-// Writes a cell; the number before is lost. AtomicFailed, and the cell is what it was.
+// Writes a cell and discards its old value. Returns 0, or AtomicFailed with the cell unchanged.
 inline Rc writeCell(OSSVAtomicSigned32 *cell, std::int32_t value) {
   if (ossCellsAreOpen == 0) [[unlikely]]
     return cell->swap(value, nullptr) == 0 ? Rc::Ok : Rc::AtomicFailed;
@@ -67,8 +69,8 @@ inline Rc writeCell(OSSVAtomicSigned32 *cell, std::int32_t value) {
   return Rc::Ok;
 }
 
-// Adds 1; beyond the largest number the smallest follows. The caller holds the latch without which nobody changes the
-// cell; others read it at any time. AtomicFailed.
+// Adds 1, wrapping from the largest number to the smallest. The caller holds the latch under which alone the cell
+// changes; readers may look at any time. Returns 0, or AtomicFailed.
 inline Rc countCellUnderLatch(OSSVAtomicSigned32 *cell) {
   if (ossCellsAreOpen == 0) [[unlikely]]
     return cell->increment(nullptr) == 0 ? Rc::Ok : Rc::AtomicFailed;

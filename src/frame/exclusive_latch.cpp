@@ -1,4 +1,5 @@
-// See exclusive_latch.h. The selector is written behind the latch, so that whoever sees it may use the latch.
+// SPDX-License-Identifier: MIT
+// See exclusive_latch.h. The selector is written after the latch: a process that sees it may use the latch.
 #include "frame/exclusive_latch.h"
 
 #include <sntr/latches.h>
@@ -16,8 +17,7 @@ Rc check(const ExclusiveLatch *latch) {
   return readWord<std::uint32_t>(&latch->latchSelector) == kVersionWord ? Rc::Ok : Rc::BadLatchVersion;
 }
 
-// The exclusive latches belong to the storage manager, which logs what is wrong with its arguments. A latch that cannot
-// be had is not the argument's fault.
+// Traces a failure. The latches belong to the storage manager, which logs bad arguments; LatchFailed is not one.
 Rc report(const Trace &t, Rc rc) { return rc == Rc::LatchFailed ? t.fail(20, rc) : t.failLogged(10, rc); }
 
 }  // namespace

@@ -1,5 +1,7 @@
+// SPDX-License-Identifier: MIT
 // The exclusive latch of the storage manager: a selector and a services-layer latch, 0x88 bytes in shared memory. A
 // heap has two, taken one after the other and never nested.
+// Thread safety: any thread of any process.
 #pragma once
 
 #include <oss/fast_paths.h>
@@ -28,14 +30,14 @@ inline constexpr FieldRow kExclusiveLatchFields[] = {
 };
 static_assert(tiles(kExclusiveLatchFields, 0x88) && sizeof(ExclusiveLatch) == 0x88);
 
-// NullExclusiveLatch, BadLatchVersion (the selector is not the version word), LatchFailed. Initializing stores the
-// selector last.
+// Each returns 0, or NullExclusiveLatch, BadLatchVersion (the selector is not the version word) or LatchFailed.
+// Initializing stores the selector last.
 Rc initializeExclusiveLatch(ExclusiveLatch *latch, std::uint64_t selector);
 Rc enterExclusive(ExclusiveLatch *latch);
 Rc exitExclusive(ExclusiveLatch *latch);
 
-// The same in line, for a caller that gives the latch back where it took it: `owner` is the word with which the latch
-// was taken, or 0 if it was taken by the call above. The latch is not null. Codes and order are those of the calls.
+// Inline versions for a caller that enters and leaves in one function; codes and order of checks are the same. `owner`
+// receives the word with which the latch was taken, or 0 if the call above took it. The latch is not null.
 inline Rc enterExclusive(ExclusiveLatch *latch, std::uint64_t &owner) {
   owner = 0;
   if (readWord<std::uint32_t>(&latch->latchSelector) == kVersionWord) owner = ossVLatchTryGet(&latch->latch);

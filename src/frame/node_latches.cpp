@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // The exported sections and the concurrency model: argument checks and traces around section.h.
 //
-// Here, other than inside the library, entering and leaving are separate calls, so leaving can only go by the model
-// that it finds, and tests the stamp again.
+// Entering and leaving are separate calls here, unlike inside the library. So leaving goes by the model that the node
+// has at that moment, and tests the stamp again.
 #include <oss/latch.h>
 #include <sntr/latches.h>
 
@@ -18,14 +19,14 @@ Rc checkArguments(const SNodeCB_t *node, const SNodeLatchBlock_t *block) {
   return block == nullptr ? Rc::NullLatchBlock : Rc::Ok;
 }
 
-// The model by which a section is left; under model 1 the block must be stamped, or its latch cannot be one.
+// Reads the model by which a section is left. Under model 1 an unstamped block has no valid latch.
 Rc modelOnExit(const SNodeCB_t *node, const SNodeLatchBlock_t *block, std::uint32_t &model) {
   if (Rc rc = concurrencyModelOf(node, model); failed(rc)) return rc;
   const bool usable = model != SNTR_MODEL_LATCHED || readWord<std::uint32_t>(&block->latchVersion) == kVersionWord;
   return usable ? Rc::Ok : Rc::BadLatchVersion;
 }
 
-// LatchFailed if the caller is not the one whose mark stands: another writer, who is inside, must not lose its mark.
+// Returns LatchFailed if the caller does not hold the latch: the mark of another writer inside must stay.
 Rc checkHolder(SNodeLatchBlock_t *block, std::uint32_t model) {
   const bool holds = model != SNTR_MODEL_LATCHED || ossVLatchTestHeld(&block->latch) == 0;
   return holds ? Rc::Ok : Rc::LatchFailed;

@@ -1,7 +1,8 @@
-// The place where a node is mended after its writer died inside a write section.
+// SPDX-License-Identifier: MIT
+// Repair of a node whose writer died inside a write section.
 //
-// Whoever enters a section and finds writeInProgress already 1 calls this, holding the latch, before the work begins.
-// It changes nothing yet, and entry goes on; what it will do is harmless to a node that is whole.
+// The function that gets a node's latch calls this, holding it, if writeInProgress is already 1. The section's work
+// follows. It changes nothing yet; a later version must be harmless to an undamaged node.
 #pragma once
 
 #include "sntr/types.h"

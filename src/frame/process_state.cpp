@@ -1,7 +1,7 @@
-// See process_state.h: the globals, the first initialization and the counted ones, and the cleanup.
+// SPDX-License-Identifier: MIT
+// See process_state.h: the globals, the first and the counted initializations, and the cleanup.
 //
-// A cleanup that fails half-way can be repeated: each pointer is forgotten before what it leads to is freed, so nothing
-// is ever freed twice.
+// A failed cleanup can be repeated: each pointer is cleared before its memory is freed, so nothing is freed twice.
 #include "frame/process_state.h"
 
 #include <oss/latch.h>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr char kSourceTag[] = "sntr";
 
-// What the services layer's process-private latches begin with; both records that embed one hold it from load on.
+// First word of the services layer's process-private latches; both records that embed one hold it from load on.
 constexpr std::uint64_t kLatchIdentity = 0xa050004;
 
 constexpr SegmentInfoGlobal segmentInfoAtLoad() {
@@ -36,18 +36,18 @@ constexpr SegmentListHead segmentListAtLoad() {
 }  // namespace
 
 SpinGuard::SpinGuard(std::uint8_t &latch) noexcept : latch_(latch) {
-  // Acquire pairs with the store of whoever held the latch before; a conflict is waited for where one can sleep.
+  // Acquire: pairs with the release of the last holder. The services layer waits for a conflict and can sleep.
   if (__atomic_exchange_n(&latch_, std::uint8_t{1}, __ATOMIC_ACQUIRE) != 0) ossLockGetConflict(&latch_);
 }
 
-// Release pairs with the exchange of the next holder.
+// Release: pairs with the exchange of the next holder.
 SpinGuard::~SpinGuard() { __atomic_store_n(&latch_, std::uint8_t{0}, __ATOMIC_RELEASE); }
 
 }  // namespace sntr
 
 using namespace sntr;
 
-// Constant-initialized, so that they are right before any code of the program runs.
+// Constant-initialized, so that they are valid before any code of the program runs.
 extern "C" {
 constinit std::uint32_t sntrAPIIsInitialized = 0;
 constinit std::uint32_t sntrAPIInitRefCount = 0;
@@ -64,8 +64,7 @@ namespace sntr {
 
 namespace {
 
-// Frees what a pointer leads to and forgets it first: a failing free must not be met again by the next cleanup. The
-// answer is the services layer's own.
+// Clears a pointer, then frees its memory, so that no cleanup frees it again. Returns the services layer's code.
 template <class T>
 Rc freeAndForget(T *&pointer) {
   T *const memory = pointer;
@@ -78,8 +77,7 @@ Rc freeHandles(ShmSegInfo_t &info) {
   return freeAndForget(info.domain);
 }
 
-// Two steps that do not depend on one another: the segment operations may have stamped the record and not yet marked it
-// filled, or the other way round.
+// Two independent steps: a segment operation may have stamped the record without marking it filled, or the reverse.
 Rc tearDownSegmentInfo() {
   if (sntrGASegInfo.state == SNTR_SEGMENT_INFO_FILLED) sntrGASegInfo.state = SNTR_SEGMENT_INFO_EMPTY;
   return sntrGASegInfo.info.recordVersion == kVersionWord ? freeHandles(sntrGASegInfo.info) : Rc::Ok;
@@ -91,7 +89,7 @@ Rc freeAttachCell(SegAttachCell *cell) {
   return freeAndForget(cell);
 }
 
-// Only stamped records are trusted; another is left alone with its cell, since nobody knows who owns it.
+// Returns true for a stamped record. Another one stays with its cell, since its owner is unknown.
 bool isTrusted(const SegAttachCell *cell) { return cell->info != nullptr && cell->info->recordVersion == kVersionWord; }
 
 Rc tearDownAttachList(SegAttachHead &head) {
@@ -107,7 +105,7 @@ Rc tearDownAttachList(SegAttachHead &head) {
   return Rc::Ok;
 }
 
-// The head may be gone: a former cleanup forgot it when it could not be freed.
+// Frees everything. The head is null if an earlier cleanup failed to free it.
 Rc tearDown(const Trace &t) {
   if (Rc rc = tearDownSegmentInfo(); failed(rc)) return t.fail(40, rc);
   if (pSegAttachList != nullptr) {
@@ -146,12 +144,12 @@ Rc setUp(const Trace &t, std::uint32_t firstVersion, std::uint32_t secondVersion
   return Rc::Ok;
 }
 
-// The attach latch is forced free first: the process may have been forked while a thread held it, and no segment
-// operation can be under way in a library that is not initialized.
+// Forces the attach latch free first: the process may have been forked while a thread held it. No segment operation can
+// be under way in a library that is not initialized.
 Rc initializeFirst(const Trace &t, std::uint32_t firstVersion, std::uint32_t secondVersion) {
   sntrGASegInfo.state = SNTR_SEGMENT_INFO_EMPTY;
   if (secondVersion != kVersionWord) return t.fail(10, Rc::BadLatchVersion);
-  // Release, as any giving back of the latch.
+  // Release, like every release of the latch.
   __atomic_store_n(&sntrSegAttachLatch, std::uint8_t{0}, __ATOMIC_RELEASE);
   const SpinGuard attach(sntrSegAttachLatch);
   return setUp(t, firstVersion, secondVersion);

@@ -1,8 +1,9 @@
-// The process-wide state: what may be assumed of the globals of sntr/frame.h, and the spin latches that guard them.
+// SPDX-License-Identifier: MIT
+// The process-wide state: field tables of the globals of sntr/frame.h, and the guard of their spin latches.
+// Latch order: sntrAPIInitLatch, then sntrSegAttachLatch; released in reverse. Segment operations take only the second.
 //
-// Latch order: sntrAPIInitLatch, then sntrSegAttachLatch; given back in the opposite order. Segment operations take the
-// second alone. Both are bytes of this process's private memory and know no owner, so what is done under them is short,
-// calls nothing that takes them again, and does not end the thread.
+// Both latches are private bytes of the process and record no owner. So code that holds one is short, takes neither
+// again, and does not end the thread.
 #pragma once
 
 #include <sntr/frame.h>
@@ -33,13 +34,13 @@ inline constexpr FieldRow kSegmentListHeadFields[] = {
 };
 static_assert(tiles(kSegmentListHeadFields, 48) && sizeof(SegmentListHead) == 48);
 
-// The latch of the segment information lies where a key will stand, so it cannot be a member of its own.
+// The latch of the segment information occupies the bytes of a later key, so it cannot be a member.
 static_assert(offsetof(SegmentInfoGlobal, info.key) == 24 && offsetof(SegmentInfoGlobal, info.key.low) == 32);
 static_assert(offsetof(SegmentInfoGlobal, info.domain) == 48 && offsetof(SegmentInfoGlobal, info.pool) == 56);
 
 static_assert(sizeof(ModuleListHead) == 1064 && sizeof(SegAttachHead) == 24, "sizes of the list heads are published");
 
-// Holds a spin latch as long as it lives. Giving back is one store and cannot fail.
+// Holds a spin latch for its lifetime. The release is one store and cannot fail.
 class SpinGuard {
  public:
   explicit SpinGuard(std::uint8_t &latch) noexcept;

@@ -1,4 +1,5 @@
-// See section.h: what of it is not on the way of every operation.
+// SPDX-License-Identifier: MIT
+// See section.h: the functions off the hot path.
 #include "frame/section.h"
 
 #include <oss/latch.h>
@@ -53,7 +54,7 @@ NextTry awaitWriter(SNodeCB_t *node, std::uint64_t &deadline) {
   const std::uint32_t waited = ossVLatchAwait(&block->latch, &deadline);
   if (waited == code(Rc::OssLatchOwnerDead)) return {.underLatch = true};
   if (waited != 0) return {.rc = Rc::LatchFailed};
-  // The latch was free. A writer that came since and is inside holds it; one that came and left has counted.
+  // The latch was free. A writer that is inside since then holds it; one that came and left has counted.
   const bool marked = readCell(&block->writeInProgress) != 0;
   return {.underLatch = marked && ossLatchIsFree(latchWordsOf(node)) && readCell(&block->writeCount) == count};
 }

@@ -1,4 +1,5 @@
-// The out-of-line half of the trace scope: reached only while the facility is on, or when a failure is logged.
+// SPDX-License-Identifier: MIT
+// The out-of-line half of the trace scope: reached only if tracing is on, or if a failure is logged.
 #include "frame/trace.h"
 
 #include <oss/identity.h>
@@ -8,12 +9,12 @@ namespace sntr {
 
 namespace {
 
-// Marks of the services layer's interface; it gives them no further meaning.
+// Marks that the services layer's interface requires and gives no further meaning.
 constexpr std::uint64_t kEntryFirst = 0;
 constexpr std::uint64_t kEntrySecond = 1000000;
 constexpr std::uint64_t kExitLast = 0;
 
-// Severity of a failure that is the caller's to mend.
+// Severity of a failure that the caller can correct.
 constexpr std::uint32_t kArgumentSeverity = 3;
 
 }  // namespace

@@ -1,10 +1,13 @@
+// SPDX-License-Identifier: MIT
 // Entry, failure and exit traces of the exported functions, from one scope.
 //
-// An exported function hands its work to traced(); the work reports each failure once with t.fail(probe, rc). Probe
-// numbers are small literals, distinct within a function. Only exported entry points open a scope: what they call
-// answers with a result code, or takes the Trace of its caller.
+// An exported function passes its work to traced(); the work reports each failure once by t.fail(probe, rc). Probe
+// numbers are small literals, distinct within a function. Only exported functions open a scope: functions below them
+// return a result code, or take the caller's Trace.
 //
-// With tracing off the cost is one test at entry; whatever traces is out of line. Any thread; a Trace never leaves its.
+// With tracing off the cost is one test at entry; the code that traces is out of line.
+//
+// Thread safety: any thread; a Trace stays on its own.
 #pragma once
 
 #include <oss/trace.h>
@@ -26,7 +29,7 @@ class Trace {
   Trace(const Trace &) = delete;
   Trace &operator=(const Trace &) = delete;
 
-  // Traces a failure and gives it back. Success passes through untraced, so that `return t.fail(3, step())` reads well.
+  // Traces a failure and returns it; passes success through untraced, for `return t.fail(3, step())`.
   Rc fail(std::uint32_t probe, Rc rc) const noexcept {
     if (on_ && failed(rc)) [[unlikely]]
       error(fn_, probe, rc);
@@ -36,14 +39,14 @@ class Trace {
   // Traces a failure that does not end the call.
   void note(std::uint32_t probe, Rc rc) const noexcept { static_cast<void>(fail(probe, rc)); }
 
-  // As fail, and writes the failure to the services layer's log too: the storage manager's argument failures.
+  // Traces a failure and writes it to the services layer's log too. For argument failures of the storage manager.
   Rc failLogged(std::uint32_t probe, Rc rc) const noexcept {
     if (failed(rc)) [[unlikely]]
       log(fn_, probe, rc);
     return fail(probe, rc);
   }
 
-  // Ends the scope: traces the exit and gives the number that crosses the interface.
+  // Ends the scope: traces the exit and returns the number that crosses the interface.
   std::uint32_t result(Rc rc) const noexcept {
     if (on_) [[unlikely]]
       exit(fn_, rc);
@@ -55,7 +58,7 @@ class Trace {
  private:
   static bool facilityIsOn() noexcept { return ossTraceIsOn() != 0; }
 
-  // By value, so that a scope need not stand in memory.
+  // Arguments by value, so that a scope can live in registers.
   [[gnu::cold]] static void entry(Fn fn) noexcept;
   [[gnu::cold]] static void error(Fn fn, std::uint32_t probe, Rc rc) noexcept;
   [[gnu::cold]] static void exit(Fn fn, Rc rc) noexcept;

@@ -1,4 +1,6 @@
-// The utilities: not traced, no state, any thread.
+// SPDX-License-Identifier: MIT
+// The utilities: not traced.
+// Thread safety: any thread; there is no state.
 #include <oss/identity.h>
 #include <oss/trace.h>
 #include <sntr/frame.h>

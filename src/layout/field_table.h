@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // Field tables: for each record in shared memory the offset, width, name and meaning of every field.
 //
-// A table is checked when it is compiled: a row that disagrees with the record fails on its own line, and a table that
-// leaves a gap, overlaps, or does not end where the record ends fails as a whole. The same tables print live memory.
+// Tables are checked at compile time: a row that disagrees with the record fails on its own line. A table with a gap,
+// an overlap or a wrong end fails as a whole. Tools print live memory from the same tables.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +18,7 @@ struct FieldRow {
   const char *meaning;
 };
 
-// Never defined: a constant expression that would call one of these stops the compilation at the row that is wrong.
+// Never defined: a call in a constant expression stops the compilation at the wrong row.
 void theFieldStandsAtAnotherOffset();
 void theFieldHasAnotherWidth();
 
@@ -28,7 +29,7 @@ consteval FieldRow checkedRow(std::uint32_t offset, std::uint32_t width, std::si
   return FieldRow{offset, width, field, meaning};
 }
 
-// True when the rows follow one another without gap or overlap from 0 to the size.
+// Returns true if the rows follow one another from 0 to the size without gap or overlap.
 consteval bool tiles(std::span<const FieldRow> rows, std::size_t size) {
   std::size_t end = 0;
   for (const FieldRow &row : rows) {
@@ -40,6 +41,6 @@ consteval bool tiles(std::span<const FieldRow> rows, std::size_t size) {
 
 }  // namespace sntr
 
-// One row: stated offset and width, the member, what it means. A macro because a member's name cannot be an argument.
+// One row: stated offset and width, the member, its meaning. A macro, because a member's name cannot be an argument.
 #define SNTR_FIELD(Record, offset, width, member, meaning) \
   ::sntr::checkedRow(offset, width, offsetof(Record, member), sizeof(Record::member), #member, meaning)

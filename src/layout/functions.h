@@ -1,4 +1,5 @@
-// The numbers of the traced functions by name, and the table that gives a number its name back.
+// SPDX-License-Identifier: MIT
+// The numbers of the traced functions by name, and the table that maps a number to its name.
 //
 // Ground floor: may be included from anywhere, by both libraries. Nothing here changes at run time.
 #pragma once
@@ -27,7 +28,7 @@ inline constexpr FnRow kFunctions[] = {
 #undef SNTR_FN
 };
 
-// The name of a function, or null when no function has this number. Called for each line of a trace only.
+// Returns the name of a function, or null for an unknown number. Called only to render a trace line.
 constexpr const char *findFunctionName(std::uint32_t wanted) {
   for (const FnRow &row : kFunctions) {
     if (number(row.number) == wanted) return row.name;

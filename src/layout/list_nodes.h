@@ -1,8 +1,9 @@
-// The lists of attached segments and of modules: their heads in a domain's header, and their entries, a link and the
-// caller's record.
+// SPDX-License-Identifier: MIT
+// The lists of attached segments and of modules: their heads in a domain's header, and their entries.
 //
-// One format for both forms. In a shared list, which every process that maps the domain reads, the link is an offset
-// from the start of the domain, so no row may ever change; in a private list it is an address of this process.
+// An entry is a link and the caller's record, in one format for both forms. In a shared list a link is an offset from
+// the start of the domain. Every process that maps the domain reads it, so no row may ever change. In a private list a
+// link is an address of this process.
 #pragma once
 
 #include <sntr/segments.h>
@@ -35,7 +36,7 @@ inline constexpr FieldRow kSharedListHeadsFields[] = {
 };
 static_assert(tiles(kSharedListHeadsFields, 16) && sizeof(SharedListHeads) == 16);
 
-// Where the link stands in an entry of either list: all that the end of a pool needs of one.
+// Offset of the link in an entry of either list. Freeing a pool needs nothing else of an entry.
 constexpr std::uint64_t kListLinkAt = 0;
 
 inline constexpr FieldRow kAttachSegInfoFields[] = {

@@ -1,8 +1,8 @@
-// The node control block, its latch block and its area table: the field tables, and the limits that hold for every
-// node.
+// SPDX-License-Identifier: MIT
+// The node control block, its latch block and its area table: the field tables, and the limits of every node.
 //
 // Shared memory: each process that maps a node reads these bytes, so no row may ever change. Ground floor: depends on
-// the public records only.
+// public records only.
 #pragma once
 
 #include "layout/field_table.h"

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 // Links in shared memory: byte offsets as a type.
 //
-// Each process maps the memory at its own address, so nothing in it is ever a pointer. An Offset<T> says what it leads
-// to; 0 means none. It cannot be added to or turned into a pointer here: that is done by one checked function a base
-// (the heap's and the node's), which knows the bounds.
+// Each process maps the memory at its own address, so shared memory holds no pointer. An Offset<T> names its target's
+// type; 0 means none. It has no arithmetic and no conversion to a pointer: one checked function per base (the heap's
+// and the node's) does that, with the bounds.
 #pragma once
 
 #include <cstdint>
@@ -23,13 +24,13 @@ constexpr std::uint64_t kWordSize = 8;
 
 constexpr bool isMultipleOf8(std::uint64_t value) { return value % kWordSize == 0; }
 
-// The next multiple of 8, or 0 when there is none below 2^64; the callers' bounds refuse that like any other misfit.
+// Returns the next multiple of 8, or 0 if none exists below 2^64; the callers' bounds checks refuse 0.
 constexpr std::uint64_t roundUp8(std::uint64_t value) { return (value + 7) & ~std::uint64_t{7}; }
 
-// True when a sum of two sizes would wrap around.
+// Returns true if the sum of two sizes wraps around.
 constexpr bool addsOver(std::uint64_t a, std::uint64_t b) { return a + b < a; }
 
-// True when [offset, offset + size) lies in [low, high), whatever the values are.
+// Returns true if [offset, offset + size) lies in [low, high), for any values.
 constexpr bool liesWithin(std::uint64_t offset, std::uint64_t size, std::uint64_t low, std::uint64_t high) {
   return offset >= low && offset <= high && size <= high - offset;
 }

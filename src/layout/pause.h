@@ -1,4 +1,5 @@
-// A pause between two looks at a word that another thread is about to change.
+// SPDX-License-Identifier: MIT
+// A short pause between two reads of a word that another thread is about to change.
 #pragma once
 
 namespace sntr {

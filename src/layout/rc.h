@@ -1,7 +1,9 @@
-// Result codes by name, and the table that holds their texts.
+// SPDX-License-Identifier: MIT
+// Result codes by name, and the table of their texts.
 //
-// Ground floor: may be included from anywhere, by both libraries. Nothing here changes at run time, so every thread may
-// use it at any moment.
+// Ground floor: may be included from anywhere, by both libraries.
+//
+// Thread safety: any thread; nothing here changes at run time.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +11,7 @@
 
 namespace sntr {
 
-// What every function answers. A failure must be looked at, hence nodiscard.
+// The result of every function; nodiscard, so that no failure is ignored by accident.
 enum class [[nodiscard]] Rc : std::uint32_t{
 #define SNTR_RC(name, value, text) name = value,
 #include "layout/result_codes.def"
@@ -18,10 +20,10 @@ enum class [[nodiscard]] Rc : std::uint32_t{
 
 constexpr bool failed(Rc rc) { return rc != Rc::Ok; }
 
-// The number that crosses the C interface.
+// Returns the number that crosses the C interface.
 constexpr std::uint32_t code(Rc rc) { return static_cast<std::uint32_t>(rc); }
 
-// Where two steps may both fail, the first failure is the one that the caller hears of.
+// Returns the first of two results that is a failure.
 constexpr Rc firstFailure(Rc first, Rc second) { return failed(first) ? first : second; }
 
 struct RcRow {
@@ -36,7 +38,7 @@ inline constexpr RcRow kResultCodes[] = {
 #undef SNTR_RC
 };
 
-// The row of a code, or null when no code has this value.
+// Returns the row of a code, or null for an unknown value.
 constexpr const RcRow *findResultCode(std::uint32_t value) {
   std::size_t low = 0;
   std::size_t high = sizeof(kResultCodes) / sizeof(kResultCodes[0]);

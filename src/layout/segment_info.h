@@ -1,5 +1,6 @@
-// The records that tell where a segment, its domain and its pool are: private to a process, but stamped and of a fixed
-// layout, because cleanup walks and frees records that other rooms, or the program, filled.
+// SPDX-License-Identifier: MIT
+// Records that locate a segment, its domain and its pool. They are private to a process, but stamped and of fixed
+// layout: cleanup walks and frees records that other rooms, or the program, filled.
 #pragma once
 
 #include "layout/field_table.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The version word: required in every version argument, and at the start of every stamped record. A mismatch is always
 // a failure, never a fallback.
 #pragma once

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: MIT
 // Reading and writing single words of shared memory.
 //
-// Another process may damage any word, or change it while we look. So a word is read exactly once into a local: the
-// compiler may neither read it a second time nor keep an old value. The areas of a node, and so the records in them,
-// may begin at any byte, so the helpers assume no alignment. An aligned word is read and written whole.
+// Another process may damage or change a word at any time. So each function reads a word exactly once into a local: the
+// compiler may neither read it again nor keep an old value. Areas of a node, and so the records in them, may begin at
+// any byte, so no function assumes alignment. An aligned word is read and written whole.
 //
-// Callers hold the latch that guards the word, read it between the two looks of frame/sequence.h, or look at one word
-// alone and can live with a value that is old at once.
+// Thread safety: the caller holds the latch that guards the word, reads it inside a sequence (frame/sequence.h), or
+// needs only that word and accepts that its value is old at once.
 #pragma once
 
 #include <atomic>
@@ -17,9 +18,9 @@ namespace sntr {
 
 namespace detail {
 
-// A word at any address, which may alias anything. Relaxed atomics, because readers without the latch meet writers
-// here. clang makes a library call of an atomic whose alignment it does not know; a volatile access is the same single
-// instruction there. Under the thread sanitizer nobody reads without the latch, and plain accesses let it see who does.
+// A word at any address, which may alias anything. Relaxed atomics, because readers without the latch race with writers
+// here. clang makes a library call of an atomic of unknown alignment; a volatile access is the same single instruction
+// there. Under the thread sanitizer every read takes the latch, and plain accesses let it see races.
 #if defined(__clang__) || defined(__SANITIZE_THREAD__)
 template <class T>
 struct __attribute__((packed, may_alias)) Cell {
@@ -60,23 +61,22 @@ inline void store(void *at, T value) {
 
 }  // namespace detail
 
-// Reads the word at an address once.
 template <class T>
 inline T readWord(const void *at) {
   static_assert(std::is_integral_v<T> && sizeof(T) <= 8, "wider things are not read in one piece");
   return detail::load<T>(at);
 }
 
-// Writes the word at an address with one store. The type must be named, so that a width is never picked by accident.
+// Writes the word at an address with one store. The type must be named, so that a width is never deduced by accident.
 template <class T>
 inline void writeWord(void *at, std::type_identity_t<T> value) {
   static_assert(std::is_integral_v<T> && sizeof(T) <= 8, "wider things are not written in one piece");
   detail::store<T>(at, value);
 }
 
-// A naturally aligned field that some threads look at without the latch under which others change it: the concurrency
-// model, the condition, the words of the area table. Relaxed, because a reader takes the one word and draws no
-// conclusion from it about any other; whoever needs that holds the latch.
+// Load and store a naturally aligned field that some threads read without the latch: the concurrency model, the
+// condition, the words of the area table. Relaxed, because the reader uses this word alone; one that draws conclusions
+// about other words holds the latch.
 template <class T>
 inline T loadField(const T &field) {
   static_assert(std::is_integral_v<T> && sizeof(T) <= 8, "wider things are not read in one piece");
@@ -89,12 +89,11 @@ inline void storeField(T &field, std::type_identity_t<T> value) {
   __atomic_store_n(&field, value, __ATOMIC_RELAXED);
 }
 
-// Keeps the stores above it before the stores below it. What it guards against is this process dying between them: the
-// next holder of the latch must then find either none of the later ones, or all of the earlier ones. Readers without
-// the latch see stores in this order too (release).
+// Orders the stores before it ahead of those after it. If this process dies in between, the next holder of the latch
+// finds none of the later stores, or all of the earlier ones. Readers without the latch see this order too.
 inline void orderStores() { std::atomic_thread_fence(std::memory_order_release); }
 
-// Makes something exist by one store: everything written before is in memory first, and nothing written after it is.
+// Publishes by one store: earlier writes are in memory before it, later ones follow it.
 template <class T>
 inline void publishWord(void *at, std::type_identity_t<T> value) {
   orderStores();

@@ -1,8 +1,11 @@
-// Indivisible operations on a 32-bit cell at any address; the contract is in oss/atomic.h. Any thread of any process.
+// SPDX-License-Identifier: MIT
+// Indivisible operations on a 32-bit cell at any address; the contract is in oss/atomic.h.
 //
-// The language's atomics assume an aligned cell, so they serve the aligned ones, where the checkers of a debugging
-// build can follow them too. At other addresses the locked instruction of x86-64 does the same and is written out; a
-// processor without one has a plain load and store there.
+// The language's atomics assume alignment, so they serve aligned cells, where a debugging build's checkers can follow
+// them. At other addresses x86-64 uses its locked instruction, written out here; other processors load and store
+// plainly.
+//
+// Thread safety: any thread of any process.
 #include <oss/atomic.h>
 #include <oss/fast_paths.h>
 
@@ -14,7 +17,7 @@ namespace {
 
 static_assert(sizeof(OSSVAtomicSigned32) == 128 && alignof(OSSVAtomicSigned32) == 1 && sizeof(int) == 4);
 
-// The cell as the language's atomics and as the instructions see it. Both may alias the bytes that the caller declared.
+// The cell as the language's atomics and the instructions access it. Both may alias the caller's bytes.
 using AlignedCell = int __attribute__((may_alias));
 struct __attribute__((packed, may_alias)) OddCell {
   int value;
@@ -50,8 +53,8 @@ int exchangeAddOdd(volatile OddCell &cell, int amount) {
 
 #endif
 
-// Order, here and below: both sides. A reader of another process may take the cell's value as a sign that what was
-// written before it is there, and a writer may take it as a sign that a reader is done.
+// Acquire and release, here and below: the other side is a reader that relies on earlier writes, or a writer that waits
+// for a reader to finish, in any process.
 int exchangeAdd(unsigned char *cell, int amount) {
   if (isAligned(cell)) return __atomic_fetch_add(reinterpret_cast<AlignedCell *>(cell), amount, __ATOMIC_ACQ_REL);
   return exchangeAddOdd(*reinterpret_cast<OddCell *>(cell), amount);
@@ -62,8 +65,8 @@ int exchange(unsigned char *cell, int value) {
   return exchangeOdd(*reinterpret_cast<OddCell *>(cell), value);
 }
 
-// Release: pairs with the acquire in the other operations, should the creator make the cell known by nothing else. A
-// plain store, as nobody may be using the cell yet; it is one instruction at any address on x86-64.
+// Release: pairs with the acquire in the other operations, if nothing else publishes the cell. A plain store, since the
+// cell is not in use yet; it is one instruction at any address on x86-64.
 void store(unsigned char *cell, int value) {
   if (isAligned(cell)) {
     __atomic_store_n(reinterpret_cast<AlignedCell *>(cell), value, __ATOMIC_RELEASE);

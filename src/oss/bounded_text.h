@@ -1,8 +1,7 @@
-// Text put together in place by hand, for paths and for lines of the trace and the log. Nothing is allocated, and what
-// does not fit is cut off.
-//
-// Any thread; safe in a signal handler, which the C library's formatting is not. That also takes longer, in a process
-// that has not formatted anything yet, than opening a file does. A text belongs to the thread that builds it.
+// SPDX-License-Identifier: MIT
+// Text built in place, for paths and for lines of the trace and the log. It allocates nothing and truncates. The C
+// library's formatting is not safe in a signal handler, and its first use takes longer than opening a file.
+// Thread safety: any thread, also in a signal handler; a text belongs to the thread that builds it.
 #pragma once
 
 #include <cstddef>
@@ -13,13 +12,13 @@ namespace oss {
 template <std::size_t size>
 class BoundedText {
  public:
-  static constexpr std::size_t kSize = size;  // with the NUL at the end
+  static constexpr std::size_t kSize = size;  // including the NUL
 
   BoundedText &text(const char *part) noexcept {
     while (*part != '\0') put(*part++);
     return *this;
   }
-  // Both with leading zeros up to a width of at most 20.
+  // Append a number, with leading zeros up to `width`, which is at most 20.
   BoundedText &decimal(std::uint64_t number, int width = 1) noexcept { return digits<10>(number, width); }
   BoundedText &hexadecimal(std::uint64_t number, int width = 1) noexcept { return digits<16>(number, width); }
 

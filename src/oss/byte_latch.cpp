@@ -1,4 +1,5 @@
-// Waiting for a one-byte latch of this process; the contract is in oss/latch.h. Any thread.
+// SPDX-License-Identifier: MIT
+// Waiting for a one-byte latch of this process, by any thread; the contract is in oss/latch.h.
 #include <oss/latch.h>
 #include <sched.h>
 #include <time.h>
@@ -11,13 +12,12 @@ namespace {
 
 constexpr uint8_t kHeld = 1;
 
-// An owner that is running gives the byte back within these; one that is not needs the processor.
+// A running owner releases the byte within these; one that is not running needs the processor.
 constexpr int kSpins = 100;
 constexpr int kYields = 20;
 
 constexpr timespec kNap = {0, 200000};
 
-// Gives way for longer the longer the wait has been.
 void giveWay(int attempt) {
   if (attempt < kSpins) {
     sntr::pauseBriefly();
@@ -28,8 +28,7 @@ void giveWay(int attempt) {
   }
 }
 
-// Acquire: pairs with the store of 0 by the last holder. The load before it keeps waiters from pulling the byte's cache
-// line away from the owner.
+// Acquire: pairs with the store of 0 by the last holder. The load before it leaves the cache line to the owner.
 bool tryTake(volatile uint8_t *latch) {
   return __atomic_load_n(latch, __ATOMIC_RELAXED) == 0 && __atomic_exchange_n(latch, kHeld, __ATOMIC_ACQUIRE) == 0;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The time of day; the contract is in oss/identity.h.
 #include <oss/identity.h>
 #include <time.h>

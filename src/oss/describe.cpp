@@ -1,4 +1,6 @@
-// Codes and function numbers as text; the contract is in oss/trace.h. Any thread: the tables are constant.
+// SPDX-License-Identifier: MIT
+// Codes and function numbers as text; the contract is in oss/trace.h.
+// Thread safety: any thread; the tables are constant.
 #include <oss/trace.h>
 
 #include <cstring>
@@ -14,8 +16,8 @@ using sntr::Rc;
 bool isUpper(char letter) { return letter >= 'A' && letter <= 'Z'; }
 bool isLower(char letter) { return letter >= 'a' && letter <= 'z'; }
 
-// Appends the name that sntr/result_codes.h gives to a code: IRListFull is SNTR_RC_IR_LIST_FULL. A word begins with a
-// capital that ends a word of small letters or digits, or that begins one of small letters.
+// Appends a code's name as in sntr/result_codes.h: IRListFull is SNTR_RC_IR_LIST_FULL. A word begins at a capital that
+// follows a small letter or digit, or that precedes a small letter.
 void addMacroName(oss::TextLine &line, const char *name) {
   line.text("SNTR_RC_");
   for (const char *at = name; *at != '\0'; ++at) {
@@ -25,7 +27,7 @@ void addMacroName(oss::TextLine &line, const char *name) {
   }
 }
 
-// Copies as much as fits and ends it with a NUL.
+// Copies as much as fits, with a NUL at the end.
 Rc copyText(const oss::TextLine &line, char *buffer, uint64_t size) {
   const bool fits = line.length() < size;
   const std::size_t length = fits ? line.length() : size - 1;
@@ -51,6 +53,6 @@ uint32_t ecfErrorGetDescription(uint32_t code, char *buffer, uint64_t size) {
     return sntr::code(copyText(line, buffer, size));
   }
   line.text("unknown result code 0x").hexadecimal(code, 8);
-  static_cast<void>(copyText(line, buffer, size));  // that the code is unknown says more than that the line was cut
+  static_cast<void>(copyText(line, buffer, size));  // an unknown code matters more than a truncated line
   return sntr::code(Rc::OssUnknownCode);
 }

@@ -1,8 +1,7 @@
-// Fault injection: counting calls, failing the chosen one, stopping the clock. Empty in the product.
-//
-// Any thread. All state is process-private and never latched: a count is one atomic word, and which call gets which
-// number is open between threads, as oss/fault.h says. Relaxed order throughout: the words guard nothing but
-// themselves.
+// SPDX-License-Identifier: MIT
+// Fault injection: counts calls, fails the chosen one, stops the clock. Empty in the product.
+// Thread safety: any thread; the state is process-private and has no latch. Each count is one atomic word; which thread
+// gets which number is open (oss/fault.h). Order is relaxed, unless stated: the words guard nothing else.
 #include "inject.h"
 
 #ifdef OSS_FAULT_INJECTION
@@ -16,7 +15,7 @@ namespace {
 using Word = std::atomic<std::uint64_t>;
 constexpr std::memory_order kRelaxed = std::memory_order_relaxed;
 
-// Calls made so far, and the number of the call that is to fail; 0 is none, since calls are counted from 1.
+// Calls made so far, and the number of the call to fail; 0 is none, since calls are counted from 1.
 struct Counter {
   Word calls{0};
   Word failing{0};
@@ -30,7 +29,7 @@ constinit Counter gAll;
 constinit Word gInjected{0};
 constinit std::atomic<std::int64_t> gHeld[OSSFaultHoldingCount];
 
-// The stopped time; running is told apart from every time by a word of its own.
+// The stopped time. A separate word marks a running clock, since every number is a valid time.
 constinit std::atomic<bool> gClockStopped{false};
 constinit Word gClock{0};
 
@@ -39,7 +38,7 @@ bool isKind(OSSFaultKind kind) { return static_cast<std::uint32_t>(kind) < OSSFa
 }  // namespace
 
 bool injected(OSSFaultKind kind) noexcept {
-  // Both are counted whatever the first one says, so that numbers do not depend on what is armed.
+  // Counts both in any case, so that numbers do not depend on what is armed.
   const bool byKind = gKinds[kind].hit();
   const bool byAll = gAll.hit();
   if (!byKind && !byAll) return false;
@@ -85,8 +84,7 @@ int64_t ossFaultHeld(OSSFaultHolding holding) {
 
 void ossFaultSetClock(uint64_t milliseconds) {
   oss::gClock.store(milliseconds, kRelaxed);
-  // Release: pairs with the acquire in stoppedClockOr(), so that a thread that sees the clock stopped sees the time
-  // too.
+  // Release: pairs with the acquire in stoppedClockOr(): a thread that sees the clock stopped also sees the time.
   oss::gClockStopped.store(true, std::memory_order_release);
 }
 

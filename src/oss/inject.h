@@ -1,7 +1,10 @@
-// The switch between the product and the build for tests: asked once by every call that a test can make to fail.
+// SPDX-License-Identifier: MIT
+// The switch between the product and the build for tests, used once by every call that a test can make fail.
 //
-// In the product each of these is a constant, so the compiler removes the question and nothing of it is left. In the
-// build for tests (OSS_FAULT_INJECTION) they are answered in fault.cpp. Any thread, any moment.
+// In the product each function is a constant, and the compiler removes it. The build for tests (OSS_FAULT_INJECTION)
+// implements them in fault.cpp.
+//
+// Thread safety: any thread, at any moment.
 #pragma once
 
 #include <oss/fault.h>
@@ -18,13 +21,13 @@ using sntr::Rc;
 
 #ifdef OSS_FAULT_INJECTION
 
-// Counts a call and tells whether this is the one to fail. To be asked exactly once a call, before anything else.
+// Counts a call; returns true if it is the one to fail. Each call does this exactly once, before anything else.
 bool injected(OSSFaultKind kind) noexcept;
 
-// Counts what was taken (1) or given back (-1).
+// Counts an acquisition (1) or a release (-1).
 void countHeld(OSSFaultHolding holding, int change) noexcept;
 
-// The time at which a test has stopped the clock, or `running`.
+// Returns the time at which a test stopped the clock, or `running`.
 std::uint64_t stoppedClockOr(std::uint64_t running) noexcept;
 
 #else
@@ -35,7 +38,7 @@ constexpr std::uint64_t stoppedClockOr(std::uint64_t running) noexcept { return 
 
 #endif
 
-// What a call that gives something back reports after its work is done: a real failure before a made one.
+// Returns the result of a release after its work is done: a real failure takes precedence over an injected one.
 constexpr Rc reported(Rc done, bool madeToFail) noexcept {
   return madeToFail && !failed(done) ? Rc::OssInjected : done;
 }

@@ -1,12 +1,16 @@
-// Latches in shared memory: who may call, and what happens when an owner dies, is in oss/latch.h.
+// SPDX-License-Identifier: MIT
+// Latches in shared memory. oss/latch.h states the contract, thread safety and the death of an owner.
 //
 // A latch is two words of 8 bytes at the first multiple of 8 in its 64 bytes: a validity word, and the owner word of
-// latch_word.h. It is free, or held by the thread that the owner word names; every change is one exchange of that word
-// against exactly what was seen, so no step can be lost, or done twice, wherever a process dies.
+// latch_word.h. It is free, or held by the thread that the owner word names.
 //
-// Sleeping. A waiter sets the waiters bit and sleeps on the low half of the owner word, but for 8 ms at most. A release
-// that finds the bit wakes one sleeper. The woken thread sets the bit again when it gets the latch, as it cannot know
-// whether others sleep. A wake that is lost, because the woken process was killed or the bit was, costs others 8 ms.
+// Invariants:
+// 1. Every change is one exchange of the owner word against exactly the value that was read. So no step is lost or done
+//    twice, wherever a process dies.
+// 2. A waiter sets the waiters bit and sleeps on the low half of the owner word, for at most 8 ms. A release that finds
+//    the bit wakes one sleeper.
+// 3. A woken thread sets the bit again as it takes the latch, since others may still sleep. A wake is lost if the woken
+//    process is killed, or if the bit is lost; that costs other waiters 8 ms.
 #include <linux/futex.h>
 #include <oss/fast_paths.h>
 #include <oss/latch.h>
@@ -28,7 +32,7 @@ namespace oss {
 
 namespace {
 
-// Random bytes are not a latch. Which of the two, tells whether sleepers of other processes must be found.
+// Values that random bytes do not have. A shared latch may have sleepers in other processes, a private one has none.
 constexpr std::uint64_t kValidShared = OSS_LATCH_VALID_SHARED;
 constexpr std::uint64_t kValidPrivate = OSS_LATCH_VALID_PRIVATE;
 
@@ -39,21 +43,20 @@ static_assert(kAlignment == 8 && kAlignment - 1 + sizeof(LatchWords) <= sizeof(o
               "fits wherever the latch begins");
 static_assert(std::atomic_ref<std::uint64_t>::is_always_lock_free, "a lock of one process would not stop another");
 
-// About as long as a section takes that another thread is in the middle of; longer would hold up an owner which waits
-// for this processor.
+// About the length of another thread's section. Longer spinning would delay an owner that waits for this processor.
 constexpr int kSpins = 100;
 
 constexpr std::uint64_t kNanosecondsPerMillisecond = 1000000;
 constexpr std::uint64_t kSlice = 8 * kNanosecondsPerMillisecond;
 
-// In milliseconds. Relaxed wherever it is used: it is one number and guards nothing.
+// In milliseconds. Relaxed at every use: it is one number and guards nothing.
 constinit std::atomic<std::uint64_t> gWaitLimit{30000};
 
 LatchWords &wordsOf(ossVLatch &latch) { return *ossLatchWordsOf(&latch); }
 
 std::atomic_ref<std::uint64_t> owner(LatchWords &words) { return std::atomic_ref<std::uint64_t>(words.owner); }
 
-// Acquire: pairs with the release in ossVLatchInit(), so that who finds the latch valid finds it free or held.
+// Acquire: pairs with the release in ossVLatchInit(), so that a valid latch is seen initialized.
 std::uint64_t validity(LatchWords &words) {
   return std::atomic_ref<std::uint64_t>(words.validity).load(std::memory_order_acquire);
 }
@@ -62,18 +65,18 @@ static_assert((kValidShared | 1) == kValidPrivate, "told from everything else by
 
 bool isLatch(std::uint64_t validity) { return (validity | 1) == kValidPrivate; }
 
-// Makes the owner word what it is to be if it still is what was seen; otherwise tells in `seen` what it is.
-// Acquire: pairs with the release in leave(), so that the new holder sees what the last one wrote.
+// Sets the owner word to `becomes` if it still is `seen`; otherwise stores its value in `seen`. Acquire: pairs with the
+// release in leave(), so that the new holder sees the last holder's writes.
 bool take(LatchWords &words, std::uint64_t &seen, std::uint64_t becomes) {
   return owner(words).compare_exchange_strong(seen, becomes, std::memory_order_acquire, std::memory_order_relaxed);
 }
 
-// Frees the latch if the owner word still is what was seen. Release: pairs with the acquire in take().
+// Frees the latch if the owner word still is `seen`. Release: pairs with the acquire in take().
 bool leave(LatchWords &words, std::uint64_t &seen) {
   return owner(words).compare_exchange_strong(seen, kFree, std::memory_order_release, std::memory_order_relaxed);
 }
 
-// Whether the kernel is to look for sleepers in this process alone.
+// Returns the futex flag of a private latch, for which the kernel looks for sleepers in this process only.
 int sleepersOf(LatchWords &words) { return validity(words) == kValidPrivate ? FUTEX_PRIVATE_FLAG : 0; }
 
 std::uint64_t monotonicNow() {
@@ -83,7 +86,7 @@ std::uint64_t monotonicNow() {
          static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-// When a wait that begins now must end. A limit beyond what the clock can tell is no limit.
+// Returns the end of a wait that begins now. A limit beyond the range of the clock means no limit.
 std::uint64_t deadline() {
   const std::uint64_t limit = gWaitLimit.load(std::memory_order_relaxed);
   const std::uint64_t now = monotonicNow();
@@ -91,20 +94,20 @@ std::uint64_t deadline() {
   return endless ? ~std::uint64_t{0} : now + limit * kNanosecondsPerMillisecond;
 }
 
-// What all who wait for a latch that was not free at once have in common.
+// State and checks common to all waiters.
 class Waiter {
  public:
   Waiter(LatchWords &words, std::uint64_t self) : words_(words), self_(self) {}
 
  protected:
-  // Reads the latch once into seen_. OssLatchDamaged, OssLatchHeld: there is no sense in waiting for it.
+  // Reads the latch once into seen_. Returns OssLatchDamaged or OssLatchHeld if waiting makes no sense.
   Rc look() {
     seen_ = owner(words_).load(std::memory_order_relaxed);  // take() orders what follows a success
     if (!isLatch(validity(words_)) || !isPlausible(seen_)) return Rc::OssLatchDamaged;
     return ownerOf(seen_) == self_ ? Rc::OssLatchHeld : Rc::Ok;
   }
 
-  // Only where the word is what it was before the sleep: a word that moves has a living owner.
+  // Tests the owner only if the word is unchanged since before the sleep: a word that changes has a living owner.
   bool ownerHasDied() {
     if (owner(words_).load(std::memory_order_relaxed) != seen_) return false;
     return threadIsDead(threadOf(seen_), stampOf(seen_), stampOf(self_) != kNoStamp);
@@ -115,11 +118,11 @@ class Waiter {
   std::uint64_t seen_ = kFree;
 };
 
-// Less than a second.
+// Returns a time below one second.
 timespec shortTime(std::uint64_t nanoseconds) { return {0, static_cast<long>(nanoseconds)}; }
 static_assert(kSlice < 1000 * kNanosecondsPerMillisecond);
 
-// One thread's try for the latch.
+// A thread's attempt to get the latch.
 class Contender : Waiter {
  public:
   using Waiter::Waiter;
@@ -134,8 +137,8 @@ class Contender : Waiter {
   }
 
  private:
-  // Sets the waiters bit, so that the owner's release will wake. False when the word has changed meanwhile. Relaxed:
-  // the bit tells nothing but itself, and the kernel compares the word again before it lets us sleep.
+  // Sets the waiters bit, so that the owner's release wakes this thread. Returns false if the word has changed.
+  // Relaxed: the bit carries nothing else, and the kernel compares the word again before the sleep.
   bool announce() {
     if ((seen_ & kWaiters) != 0) return true;
     const std::uint64_t announced = seen_ | kWaiters;
@@ -144,17 +147,17 @@ class Contender : Waiter {
     return true;
   }
 
-  // Sleeps until `end`, but for a slice at most. Why it ended does not matter: woken, out of time, interrupted, or the
-  // word has changed. The caller looks again.
+  // Sleeps until `end`, but for at most a slice. The reason for waking does not matter (woken, out of time,
+  // interrupted, changed word): the caller reads the latch again.
   void sleep(std::uint64_t now, std::uint64_t end) {
     const timespec slice = shortTime(std::min(end - now, kSlice));
     const auto low = static_cast<std::uint32_t>(seen_);
     syscall(SYS_futex, &words_.owner, FUTEX_WAIT | sleepersOf(words_), low, &slice, nullptr, 0);
   }
 
-  // The owner is examined after every slice, before time is looked at: with the shortest limit a dead one is found too.
+  // Tests the owner after every slice and before the time, so that even the shortest limit detects a dead owner.
   Rc sleepUntilTaken(std::uint64_t end) {
-    std::uint64_t waitersBit = 0;  // set once this thread has slept: others may have slept beside it
+    std::uint64_t waitersBit = 0;  // set after a sleep: others may be sleeping too
     for (std::uint64_t now = monotonicNow(); now < end; now = monotonicNow()) {
       if (Rc rc = look(); failed(rc)) return rc;
       if (seen_ == kFree) {
@@ -169,14 +172,15 @@ class Contender : Waiter {
   }
 };
 
-// One thread's wait until the latch is free. It sleeps by the clock and not on the owner word: a release wakes one
-// sleeper, and if that were an onlooker which is stopped, a thread that wants the latch would sleep on in its place.
+// A thread's wait until the latch is free. It sleeps by the clock, not on the owner word. A release wakes one sleeper,
+// and a stopped onlooker would use up the wake of a thread that wants the latch.
 class Onlooker : Waiter {
  public:
   using Waiter::Waiter;
 
-  // Each sleep is twice as long as the one before, up to a slice, so the wait is at most about twice as long as it must
-  // be. Several looks before each, because a writer may leave and come back all the time. The system call itself, because the C library's function is a cancellation point.
+  // Each sleep is twice as long as the one before, up to a slice: a wait takes at most about twice the necessary time.
+  // It reads the latch many times before each sleep, because a writer may leave and return all the time. It makes the
+  // system call itself: the C library's function is a cancellation point.
   Rc run(std::uint64_t end) {
     std::uint64_t longest = kFirstSleep;
     for (std::uint64_t now = monotonicNow(); now < end; now = monotonicNow()) {
@@ -196,7 +200,7 @@ class Onlooker : Waiter {
   static constexpr std::uint64_t kFirstSleep = kNanosecondsPerMillisecond / 20;
 };
 
-// Out of line, so that the calls that meet no one stay short.
+// Out of line, so that calls without contention stay short.
 [[gnu::noinline]] Rc contend(LatchWords &words, std::uint64_t self) { return Contender(words, self).run(); }
 
 Rc get(LatchWords &words, std::uint64_t self) {
@@ -206,15 +210,15 @@ Rc get(LatchWords &words, std::uint64_t self) {
   return contend(words, self);
 }
 
-// The release of a latch whose owner word is not plainly the caller's.
+// Releases a latch whose owner word is not exactly the caller's.
 [[gnu::noinline]] Rc releaseSeen(LatchWords &words, std::uint64_t self, std::uint64_t seen) {
   if (!isPlausible(seen)) return Rc::OssLatchDamaged;
   if (seen != (self | kWaiters)) return Rc::OssLatchNotHeld;
   const int operation = FUTEX_WAKE | sleepersOf(words);
-  // With the bit set, nobody but the holder has a reason to change the word.
+  // With the bit set, only the holder has a reason to change the word.
   if (!leave(words, seen)) return Rc::OssLatchDamaged;
-  // The next holder may have given the memory back by now, so it is not read any more. The wake only uses the address:
-  // where that is gone, or used for something else, it is harmless.
+  // Read nothing after the release: the next holder may have freed the memory. The wake uses only the address; it is
+  // harmless if that is unmapped or reused.
   syscall(SYS_futex, &words.owner, operation, 1, nullptr, nullptr, 0);
   return Rc::Ok;
 }
@@ -241,7 +245,7 @@ uint32_t ossVLatchInit(ossVLatch *latch, uint32_t processShared) {
     return code(Rc::OssInjected);
   if (latch == nullptr) return code(Rc::OssBadArgument);
   std::memset(latch->storage, 0, sizeof latch->storage);
-  // Release: pairs with the acquire in validity(). The word makes a latch of the zeroes below it.
+  // Release: pairs with the acquire in validity(). The word turns the zeroes after it into a latch.
   std::atomic_ref<std::uint64_t>(oss::wordsOf(*latch).validity)
       .store(processShared != 0 ? oss::kValidShared : oss::kValidPrivate, std::memory_order_release);
   return code(Rc::Ok);
@@ -279,7 +283,7 @@ uint32_t ossVLatchAwait(ossVLatch *latch, uint64_t *deadline) {
 uint32_t ossVLatchTestHeld(ossVLatch *latch) {
   if (latch == nullptr) return code(Rc::OssBadArgument);
   oss::LatchWords &words = oss::wordsOf(*latch);
-  // Relaxed: whether this thread holds the latch is known to this thread from its own stores.
+  // Relaxed: only this thread's own stores can make the word its own.
   const std::uint64_t seen = oss::owner(words).load(std::memory_order_relaxed);
   return code(oss::ownerOf(seen) == oss::ownWord() ? Rc::Ok : Rc::OssLatchNotHeld);
 }

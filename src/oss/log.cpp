@@ -1,8 +1,10 @@
-// The log; the contract is in oss/log.h. Any thread, any moment, without a lock.
+// SPDX-License-Identifier: MIT
+// The log; the contract is in oss/log.h.
 //
-// A sink and its context are one record, which never changes and is never freed: a thread may be about to use it when
-// another one replaces it, and there is no telling when it is done. Equal ones share a record, so that a program which
-// sets the same sinks again and again needs no more of them.
+// A sink and its context are one record, which never changes and is never freed: a thread may still use it after
+// another has replaced it. Equal sinks share a record, so setting the same ones repeatedly needs no more memory.
+//
+// Thread safety: any thread, at any moment; there is no lock.
 #include <oss/log.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -28,7 +30,7 @@ using sntr::Rc;
 struct Sink {
   OSSLogSink function;
   void *context;
-  const Sink *next;  // the one before, in the list of all
+  const Sink *next;  // the previous one, in the list of all
 };
 
 constinit std::atomic<const Sink *> gSinks{nullptr};
@@ -52,7 +54,7 @@ const Sink *findSink(OSSLogSink function, void *context) {
   return sink;
 }
 
-// Two threads that add equal ones at once add two, which is harmless. Release: pairs with the acquire in findSink().
+// Adds a record. Two threads may add equal ones, which is harmless. Release: pairs with the acquire in findSink().
 const Sink *newSink(OSSLogSink function, void *context) {
   void *const memory = std::malloc(sizeof(Sink));
   if (memory == nullptr) return nullptr;
@@ -62,8 +64,8 @@ const Sink *newSink(OSSLogSink function, void *context) {
   return sink;
 }
 
-// One datagram to the system's log. Without a time: the one who receives it adds his own. What cannot be sent at once
-// is lost. A socket for each line, because one that is kept would outlive a restart of the receiver.
+// Sends one datagram to the system's log, without a time, which the receiver adds. A datagram that cannot be sent at
+// once is lost. Each line opens a socket, because a kept one would not survive a restart of the receiver.
 void sendToSystem(std::uint32_t severity, const char *line) {
   constexpr sockaddr_un kReceiver = {AF_UNIX, "/dev/log"};
   BoundedText<TextLine::kSize + 64> message;

@@ -1,4 +1,5 @@
-// Private memory; the contract is in oss/memory.h. Any thread.
+// SPDX-License-Identifier: MIT
+// Private memory, for any thread; the contract is in oss/memory.h.
 #include <oss/memory.h>
 
 #include <cerrno>
@@ -14,7 +15,7 @@ static_assert(alignof(std::max_align_t) >= 16, "the C library's memory is aligne
 void *_ossMemAlloc(uint64_t size, const char *sourceTag, uint32_t line) {
   if (oss::injected(OSSFaultMemoryAlloc)) [[unlikely]]
     return nullptr;
-  // One byte for none: the C library may answer null for 0 bytes, which would pass for a failure.
+  // One byte for 0: the C library may return null for 0 bytes, which would look like a failure.
   void *memory = std::malloc(size == 0 ? 1 : size);
   if (memory != nullptr) {
     oss::countHeld(OSSFaultHeldBlocks, 1);

@@ -1,8 +1,12 @@
-// Shared-memory segments; the contract is in oss/segment.h. An object is used by one thread at a time.
+// SPDX-License-Identifier: MIT
+// Shared-memory segments; the contract is in oss/segment.h.
 //
-// An object is attached when its address is not null; then, and only then, it has a Mapping. The file stays mapped
-// while there is a Mapping, which keeps its inode from being given to another file: that is what makes the comparison
-// in segment_file.h safe.
+// Invariants:
+// 1. An object is attached if its address is not null; then, and only then, it has a Mapping.
+// 2. The file stays mapped while there is a Mapping, so its inode cannot be reused. The comparison in segment_file.h
+//    relies on this.
+//
+// Thread safety: one thread at a time uses an object.
 #include <oss/segment.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -23,16 +27,15 @@ static_assert(offsetof(OSSIPCMemoryCreateParam, reserved2) == 48);
 
 namespace oss {
 
-// What opening a segment gives.
 struct OpenedSegment {
   void *address;
   struct stat status;
-  const char *detail;  // why it could not be opened, beyond result code and errno; null: there is no more to say
+  const char *detail;  // why it failed, beyond code and errno; null: nothing to add
 };
 
 }  // namespace oss
 
-// What is remembered of an attached segment.
+// The record of an attached segment.
 struct OSSHIPCMemory::Mapping {
   static void *operator new(std::size_t size) noexcept { return std::malloc(size); }
   static void operator delete(void *mapping) noexcept { std::free(mapping); }
@@ -67,7 +70,7 @@ OSSIPCMemoryInfo infoOf(const struct stat &status, uint64_t mapped) {
   return {size < mapped ? size : mapped, mode, status.st_uid, status.st_gid, 0};
 }
 
-// The address is a hint: without MAP_FIXED the kernel never replaces what is mapped there.
+// Maps a file. The address is a hint: without MAP_FIXED the kernel never replaces an existing mapping.
 Rc map(int file, uint64_t size, void *hint, void *&address) {
   void *mapped = mmap(hint, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
   if (mapped == MAP_FAILED) return oss::systemFailure(errno == ENOMEM ? Rc::OssNoMemory : Rc::OssSystem, errno);
@@ -81,7 +84,7 @@ Rc checkParameters(const OSSIPCMemoryCreateParam *parameters) {
   return sizeFits && parameters->accessMode <= oss::kPermissionBits ? Rc::Ok : Rc::OssBadArgument;
 }
 
-// Makes a new, empty file into a segment. The mode comes last, as it is what lets others in.
+// Turns a new, empty file into a segment. Sets the mode last, since it lets others in.
 Rc furnish(int file, const OSSIPCMemoryCreateParam &wanted, OpenedSegment &made) {
   if (Rc rc = oss::reserveSegmentFile(file, wanted.size); failed(rc)) return rc;
   if (Rc rc = map(file, wanted.size, wanted.requestedAddress, made.address); failed(rc)) return rc;
@@ -96,9 +99,9 @@ Rc createFile(const oss::SegmentPath &path, const OSSIPCMemoryCreateParam &wante
   const Descriptor file(oss::createSegmentFile(path));
   if (!file.isOpen()) {
     const Rc rc = oss::failureOf(errno);
-    return rc == Rc::OssNotFound ? Rc::OssSystem : rc;  // it is the directory that is missing
+    return rc == Rc::OssNotFound ? Rc::OssSystem : rc;  // the directory is missing
   }
-  // Known before anything can fail, so that the name is taken back only while it leads to this file.
+  // Determined before anything can fail, so that the name is removed only while it leads to this file.
   if (fstat(file.get(), &made.status) != 0) return oss::systemFailure(Rc::OssSystem, errno);
   const oss::FileIdentity identity = oss::identityOf(made.status);
   const Rc rc = furnish(file.get(), wanted, made);
@@ -118,7 +121,7 @@ Rc openFile(const oss::SegmentPath &path, void *hint, OpenedSegment &found) {
 
 }  // namespace
 
-// Ends an attempt to attach: the object takes the mapping over, or the mapping goes.
+// Ends an attempt to attach: the object takes the mapping over, or the mapping is deleted.
 Rc OSSHIPCMemory::Mapping::settle(OSSHIPCMemory &object, Mapping *mapping, const OpenedSegment &opened,
                                   const char *attempt, Rc rc) noexcept {
   if (failed(rc)) {
@@ -155,7 +158,7 @@ Rc OSSHIPCMemory::Mapping::attach(OSSHIPCMemory &object, const OSSIPCResID *key,
   return settle(object, mapping, found, "attach", rc);  // NOLINT(clang-analyzer-unix.Malloc): as in create()
 }
 
-// Leaves the object detached, whatever the answer.
+// Leaves the object detached, also on failure.
 Rc OSSHIPCMemory::Mapping::unmap(OSSHIPCMemory &object) noexcept {
   const Rc rc = munmap(object.address_, object.mapping_->size) == 0 ? Rc::Ok : oss::systemFailure(Rc::OssSystem, errno);
   delete object.mapping_;
@@ -165,8 +168,8 @@ Rc OSSHIPCMemory::Mapping::unmap(OSSHIPCMemory &object) noexcept {
   return rc;
 }
 
-// The C library's allocation, here and for a Mapping: the language's own would bring in a second runtime library, which
-// takes a starting process longer than attaching does.
+// Allocates by the C library, like Mapping. The language's allocation would load a second runtime library, which takes
+// a starting process longer than attaching does.
 void *OSSHIPCMemory::operator new(size_t size) noexcept { return std::malloc(size); }
 void OSSHIPCMemory::operator delete(void *object) noexcept { std::free(object); }
 
@@ -236,7 +239,7 @@ uint32_t OSSHIPCMemory::destroy() noexcept {
   const bool madeToFail = injected(OSSFaultSegmentDestroy);
   return code(keepingSystemError([&] {
     if (!isAttached()) return Rc::OssNotAttached;
-    // The name while the memory is still mapped: unmapped, its inode, which is compared, could be another's.
+    // Removes the name before unmapping: once unmapped, the inode that is compared could be reused.
     const Rc removed = oss::removeSegmentName(mapping_->path, mapping_->file);
     const Rc unmapped = Mapping::unmap(*this);
     return reported(sntr::firstFailure(removed, unmapped), madeToFail);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See segment_file.h.
 #include "segment_file.h"
 
@@ -16,26 +17,27 @@ namespace oss {
 
 namespace {
 
-// Where the C library keeps POSIX shared-memory objects. Named here, because its own call does not let the caller say
-// how a name is opened, nor look at a name without opening it.
+// The C library's directory of POSIX shared-memory objects. Named here, because shm_open() cannot choose how a name is
+// opened, or examine one without opening it.
 constexpr char kDirectory[] = "/dev/shm";
 
-// Reserved in pieces: a signal makes the kernel give back the whole piece that it was at.
+// Reserved in pieces: on a signal the kernel gives back the whole current piece.
 constexpr std::uint64_t kPiece = std::uint64_t{16} << 20;
 
-// Interruptions while one segment is reserved, after which something is wrong with the program.
+// Limit of interruptions while one segment is reserved; more of them indicate a fault in the program.
 constexpr int kMostInterruptions = 10000;
 
-// Beyond this limit the kernel does not only refuse, it ends the program with a signal.
+// Returns true above the file-size limit. Beyond it the kernel also ends the program with a signal.
 bool exceedsFileLimit(std::uint64_t size) {
   rlimit limit;
   return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY && size > limit.rlim_cur;
 }
 
-// Asked first, so that a size far too large does not fill the filesystem for everybody before it is refused.
+// Returns true if the filesystem has too little room. Tested first, so that a size far too large does not fill the
+// filesystem for all before it is refused.
 bool exceedsFilesystem(int file, std::uint64_t size) {
   struct statvfs space;
-  if (fstatvfs(file, &space) != 0 || space.f_blocks == 0) return false;  // a filesystem without limit tells 0
+  if (fstatvfs(file, &space) != 0 || space.f_blocks == 0) return false;  // a filesystem without limit reports 0
   return size / space.f_frsize > space.f_bavail;
 }
 
@@ -109,7 +111,7 @@ Rc reserveSegmentFile(int file, std::uint64_t size) noexcept {
 }
 
 int openSegmentFile(const SegmentPath &path) noexcept {
-  // Without waiting: somebody may have put a pipe there.
+  // Non-blocking: the name may lead to a pipe.
   return openUncancelled(path.get(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
@@ -129,12 +131,12 @@ Rc removeSegmentName(const SegmentPath &path, const FileIdentity &file) noexcept
   struct stat status;
   Rc rc = lookUpSegmentFile(path, file, status);
   if (!failed(rc) && unlink(path.get()) != 0) rc = failureOf(errno);
-  return rc == Rc::OssNotFound ? Rc::Ok : rc;  // somebody was faster, to the same end
+  return rc == Rc::OssNotFound ? Rc::Ok : rc;  // another process was faster, with the same result
 }
 
 Rc authorizeSegmentFile(const SegmentPath &path, const FileIdentity &file, uid_t owner, gid_t group,
                         mode_t mode) noexcept {
-  // A descriptor that only stands for the file: it pins what was looked at, and needs no permission on it.
+  // O_PATH pins the file that was examined, and needs no permission on it.
   const Descriptor place(openUncancelled(path.get(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!place.isOpen()) return failureOf(errno);
   struct stat status;
@@ -145,7 +147,7 @@ Rc authorizeSegmentFile(const SegmentPath &path, const FileIdentity &file, uid_t
   PathText link;
   link.text("/proc/self/fd/").decimal(static_cast<std::uint32_t>(place.get()));
   if (chmod(link.get(), mode) == 0) return Rc::Ok;
-  return errno == ENOENT ? systemFailure(Rc::OssSystem, errno) : failureOf(errno);  // it is /proc that is missing
+  return errno == ENOENT ? systemFailure(Rc::OssSystem, errno) : failureOf(errno);  // /proc is missing
 }
 
 }  // namespace oss

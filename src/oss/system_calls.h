@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: MIT
 // System calls that are no cancellation points. The C library's functions of these names are: a thread with a pending
-// pthread_cancel() would end inside them, and so inside the library, with its latches held. Each returns what the C
-// library's function does and sets errno. Any thread; safe in a signal handler.
+// pthread_cancel() would end inside them, holding the library's latches. Results and errno are those of the C library.
+// Thread safety: any thread; safe in a signal handler.
 #pragma once
 
 #include <fcntl.h>

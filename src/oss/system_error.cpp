@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See system_error.h; the contract is in oss/error.h.
 #include "system_error.h"
 

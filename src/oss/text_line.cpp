@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See text_line.h.
 #include "text_line.h"
 
@@ -9,7 +10,7 @@
 namespace oss {
 
 TextLine &TextLine::time(std::uint64_t milliseconds) noexcept {
-  // The calendar of the language's library, because the C library's takes a lock.
+  // The language's calendar, because the C library's takes a lock.
   using std::chrono::days;
   const std::chrono::sys_time<std::chrono::milliseconds> moment(std::chrono::milliseconds{milliseconds});
   const auto day = std::chrono::floor<days>(moment);

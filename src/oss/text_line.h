@@ -1,4 +1,5 @@
-// One line of text for a trace, a log or a person: bounded text, and what such lines say of times, functions and codes.
+// SPDX-License-Identifier: MIT
+// One line of text for a trace, a log or a user: bounded text with times, functions and codes.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// See thread_identity.h. The slow side: run once a thread, and once more in the thread that fork() leaves in a child.
+// SPDX-License-Identifier: MIT
+// See thread_identity.h. The slow side: runs once per thread, and again in the thread that fork() leaves in a child.
 #include "thread_identity.h"
 
 #include <oss/identity.h>
@@ -14,24 +15,24 @@ namespace oss {
 
 namespace {
 
-// Never an epoch, so that a new thread does not take the page's first 0 for its own epoch.
+// Never an epoch, so that a new thread does not take the page's initial 0 for its own epoch.
 constexpr std::uint64_t kNoEpoch = ~std::uint64_t{0};
 
-// The last epoch given out. Not on the page: a child goes on counting from its parent's last one, so that its epochs
-// differ from every epoch which a thread can have inherited.
+// The last epoch assigned. Not on the page: a child continues from its parent's last one, so its epochs differ from
+// every epoch that a thread can have inherited.
 constinit std::atomic<std::uint64_t> gLastEpoch{0};
 
-// What the kernel does to the page itself, for systems whose kernel cannot. It misses children made without fork().
+// Wipes the epoch as the kernel does, for systems whose kernel cannot. It misses children made without fork().
 void forgetEpoch() { __atomic_store_n(&gEpochPage.epoch, 0, __ATOMIC_RELAXED); }
 
-// At load, because neither call may be made in a signal handler.
+// Runs at load, because neither call may be made in a signal handler.
 [[gnu::constructor]] void watchForks() {
   static_cast<void>(madvise(&gEpochPage, sizeof gEpochPage, MADV_WIPEONFORK));
   static_cast<void>(pthread_atfork(nullptr, nullptr, forgetEpoch));
 }
 
-// The epoch of this process, which is begun here when there is none. Relaxed: other threads of the process that begin
-// one at the same moment only have to agree on its number, which the exchange sees to.
+// Returns the epoch of this process; begins one if there is none. Relaxed: threads that begin one at the same moment
+// only have to agree on its number, which the exchange ensures.
 std::uint64_t currentEpoch() {
   std::atomic_ref<std::uint64_t> current(gEpochPage.epoch);
   std::uint64_t epoch = current.load(std::memory_order_relaxed);
@@ -53,7 +54,7 @@ std::uint64_t refreshIdentity() noexcept {
   const auto thread = static_cast<std::uint32_t>(gettid());
   OSSThreadIdentity &identity = ownIdentity();
   identity.word = makeOwner(thread, ownStartStamp(thread));
-  // The word before the epoch that vouches for it: a signal handler may run between the two and ask.
+  // The word before the epoch that validates it: a signal handler may run between the two stores and read them.
   std::atomic_signal_fence(std::memory_order_release);
   identity.epoch = epoch;
   return identity.word;

@@ -1,11 +1,12 @@
-// Who the calling thread is, as the owner word of a latch, at the price of two loads.
+// SPDX-License-Identifier: MIT
+// The identity of the calling thread, as the owner word of a latch, for the cost of two loads.
 //
-// Asking the system costs microseconds, so each thread asks once and keeps the answer. The danger is fork(): the
-// child's thread starts with a copy of the parent's answer and would pass for the parent. So the answer carries the
-// epoch of its process, and is good only while that is the epoch of the page below. The kernel wipes the page in a
-// forked child; there 0 is found, and the child begins an epoch that no ancestor had.
+// The system call costs microseconds, so each thread makes it once and caches the result. After fork() the child's
+// thread has a copy of the parent's result and would pass for the parent. So the result carries the epoch of its
+// process and is valid only while the page below holds that epoch. The kernel wipes the page in a forked child: the
+// child finds 0 and begins an epoch that no ancestor had.
 //
-// Any thread; safe in signal handlers and in a forked child of a process with several threads.
+// Thread safety: any thread; safe in signal handlers, and in a forked child of a process with several threads.
 #pragma once
 
 #include <oss/fast_paths.h>
@@ -26,9 +27,9 @@ static_assert(sizeof(EpochPage) == kPageSize, "nothing else may lie on the page 
 
 [[gnu::visibility("hidden")]] extern EpochPage gEpochPage;
 
-// The calling thread's answer. The published one, with which callers get latches in line; its 24 bytes fit what the
-// loader keeps back for libraries loaded late. In the build for tests one of its own: there the published one is never
-// filled in, so that callers come to the calls, which can be made to fail.
+// Returns the calling thread's identity. The product uses the published one, with which callers take latches inline;
+// its 24 bytes fit what the loader reserves for libraries loaded late. The build for tests has its own and never fills
+// the published one: callers then make the calls, which can be made to fail.
 #ifdef OSS_FAULT_INJECTION
 [[gnu::visibility("hidden"), gnu::tls_model("initial-exec")]] extern __thread OSSThreadIdentity tIdentity;
 inline OSSThreadIdentity &ownIdentity() noexcept { return tIdentity; }
@@ -36,12 +37,12 @@ inline OSSThreadIdentity &ownIdentity() noexcept { return tIdentity; }
 inline OSSThreadIdentity &ownIdentity() noexcept { return ossIdentity; }
 #endif
 
-// Asks the system and keeps the answer.
+// Determines the identity by system calls and caches it.
 [[gnu::cold]] std::uint64_t refreshIdentity() noexcept;
 
-// The owner word of the calling thread, without the waiters bit. Never 0.
+// Returns the owner word of the calling thread, without the waiters bit. Never 0.
 inline std::uint64_t ownWord() noexcept {
-  // Relaxed: this thread, or the one that forked, has itself met the epoch that it kept.
+  // Relaxed: this thread, or the one that forked, read the cached epoch itself.
   const OSSThreadIdentity &identity = ownIdentity();
   if (identity.epoch == __atomic_load_n(&gEpochPage.epoch, __ATOMIC_RELAXED)) [[likely]]
     return identity.word;

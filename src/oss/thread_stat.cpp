@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: MIT
 // Reads /proc/.../stat: one line, whose fields are counted from 1. Field 1 is the thread's number. Field 2 is the
-// program's name in brackets and may hold anything, brackets and blanks included, so the fields after it are found from
-// the last closing bracket.
+// program's name in brackets and may contain anything, brackets and blanks included. So the fields after it are counted
+// from the last closing bracket.
 //
-// It is always the line of a thread, also for a process's first. An emulator of another processor (qemu-user) makes up
-// the line of the process that it runs, with a start time that no other process sees.
+// It reads a thread's line, also for a process's first thread. An emulator of another processor (qemu-user) makes up
+// the line of its own process, with a start time that no other process sees.
 #include "thread_stat.h"
 
 #include <signal.h>
@@ -23,7 +24,7 @@ namespace {
 constexpr int kStateField = 3;
 constexpr int kStartField = 22;
 
-// Longer than the line is up to its start time: a name of 64 bytes and twenty numbers of at most 20 digits.
+// Exceeds the line up to its start time: a name of 64 bytes and twenty numbers of at most 20 digits.
 constexpr std::size_t kLineSize = 1024;
 
 struct ThreadStat {
@@ -32,7 +33,7 @@ struct ThreadStat {
   std::uint32_t stamp;
 };
 
-// Reads the beginning of a file as text. False when it cannot be read or is empty.
+// Reads the beginning of a file as text. Returns false if it cannot be read or is empty.
 bool readText(const char *path, char (&text)[kLineSize]) {
   const int fd = openUncancelled(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
@@ -43,7 +44,7 @@ bool readText(const char *path, char (&text)[kLineSize]) {
   return true;
 }
 
-// The start of a field behind the name, or null when the line ends before it.
+// Returns the start of a field after the name, or null if the line ends before it.
 const char *fieldOf(const char *line, int wanted) {
   const char *at = std::strrchr(line, ')');
   for (int field = kStateField; at != nullptr && field <= wanted; ++field) {
@@ -77,13 +78,13 @@ bool readStat(const char *path, ThreadStat &stat) {
 }  // namespace
 
 std::uint32_t ownStartStamp(std::uint32_t thread) noexcept {
-  // A /proc of another PID namespace shows us under another number, or not at all.
+  // A /proc of another PID namespace shows this thread under another number, or not at all.
   ThreadStat stat;
   return readStat("/proc/thread-self/stat", stat) && stat.number == thread ? stat.stamp : kNoStamp;
 }
 
 bool threadIsDead(std::uint32_t thread, std::uint32_t stamp, bool trustProc) noexcept {
-  // Signal 0 only asks. EPERM means that there is such a thread; it takes a thread's number as well as a process's.
+  // Signal 0 only tests for existence, of a thread as well as of a process. EPERM means that it exists.
   if (kill(static_cast<pid_t>(thread), 0) != 0 && errno == ESRCH) return true;
   PathText path;
   path.text("/proc/").decimal(thread).text("/task/").decimal(thread).text("/stat");

@@ -1,9 +1,12 @@
-// The trace file and the lines in it; the contract is in oss/trace.h. Any thread, any moment, without a lock.
+// SPDX-License-Identifier: MIT
+// The trace file and its lines; the contract is in oss/trace.h.
 //
-// Invariants
-// 1. The number of the trace's descriptor is set once and never closed, so no other file ever gets it. Switching gives
-//    the number another file in one step of the kernel: a line goes whole to the old file or to the new one.
+// Invariants:
+// 1. The number of the trace's descriptor is set once and never closed, so no other file ever gets it. Switching files
+//    is one step of the kernel: a line goes whole to the old file or to the new one.
 // 2. While the trace is off, the number leads to something that cannot be written.
+//
+// Thread safety: any thread, at any moment; there is no lock.
 #include <fcntl.h>
 #include <oss/identity.h>
 #include <oss/trace.h>
@@ -29,12 +32,12 @@ using sntr::Rc;
 constexpr int kNoFile = -1;
 constexpr mode_t kFileMode = 0644;
 
-// Relaxed wherever it is used: the number alone is read, and the kernel orders what it leads to.
+// Relaxed at every use: only the number is read, and the kernel orders the rest.
 constinit std::atomic<int> gFile{kNoFile};
 
 constinit OSSTraceControlBlock gControl{};
 
-// A regular file or a character device: see the contract.
+// Returns true for a regular file or a character device: see the contract.
 bool isTraceable(int file) {
   struct stat status;
   return fstat(file, &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode));
@@ -45,7 +48,7 @@ Rc rcOfRefusedFile(int error) {
   return error == EISDIR || error == ENXIO ? Rc::OssBadArgument : Rc::OssSystem;
 }
 
-// Without waiting, so that opening a pipe returns and can be refused, and writing to a stopped terminal returns.
+// Opens without blocking, so that a pipe can be refused, and writing to a stopped terminal returns.
 Rc openFile(const char *path, int &file) {
   if (path == nullptr || *path == '\0') return Rc::OssBadArgument;
   file = openUncancelled(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kFileMode);
@@ -55,7 +58,7 @@ Rc openFile(const char *path, int &file) {
   return Rc::OssBadArgument;
 }
 
-// Makes an open file the trace's; the caller's descriptor is used up.
+// Makes an open file the trace's; takes over the descriptor.
 Rc switchTo(int file) {
   int number = kNoFile;
   if (gFile.compare_exchange_strong(number, file, std::memory_order_relaxed)) return Rc::Ok;
@@ -72,7 +75,7 @@ void begin(TextLine &line, std::uint32_t thread) {
   line.text(" ").decimal(static_cast<std::uint32_t>(getpid())).text("/").decimal(thread).text(" ");
 }
 
-// A line that cannot be written is lost: there is nobody to report it to.
+// Writes the line. A line that cannot be written is lost: there is no one to report it to.
 void end(TextLine &line) {
   line.text("\n");
   static_cast<void>(writeUncancelled(gFile.load(std::memory_order_relaxed), line.get(), line.length()));
@@ -148,7 +151,7 @@ uint32_t ossTraceOn(const char *path) {
 uint32_t ossTraceOff(void) {
   oss::setEnabled(0);
   if (oss::gFile.load(std::memory_order_relaxed) == oss::kNoFile) return sntr::code(sntr::Rc::Ok);
-  // A descriptor that cannot be written takes the file's place. Without one the file stays open, which nobody sees.
+  // A descriptor that cannot be written replaces the file. If none can be opened, the file stays open, without effect.
   const int nowhere = oss::openUncancelled("/", O_PATH | O_CLOEXEC);
   if (nowhere >= 0) static_cast<void>(oss::switchTo(nowhere));
   return sntr::code(sntr::Rc::Ok);

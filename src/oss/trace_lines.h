@@ -1,5 +1,5 @@
-// Lines that the services layer adds to the trace of its own accord. Any thread; nothing happens while the trace is
-// off.
+// SPDX-License-Identifier: MIT
+// Lines that the services layer itself adds to the trace, by any thread; they do nothing while the trace is off.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,11 @@
 
 namespace oss {
 
-// Memory was asked for and not given; the caller's source file and line, of which the first may be null.
+// Traces a refused allocation: its size, and the caller's source tag, which may be null, and line.
 void traceRefusedMemory(std::uint64_t size, const char *sourceTag, std::uint32_t line) noexcept;
 
-// A segment could not be created or attached (`attempt`): its path, the result code, the system's reason, and a detail
-// that neither tells, which may be null.
+// Traces a segment that could not be created or attached (`attempt`): its path, result code, system's reason, and a
+// further detail, which may be null.
 void traceRefusedSegment(const char *attempt, const char *path, sntr::Rc rc, int error, const char *detail) noexcept;
 
 }  // namespace oss

@@ -1,10 +1,12 @@
-// Finding, adding and deleting in an array of records, over any keyed kind.
+// SPDX-License-Identifier: MIT
+// Finds, adds and deletes properties in an array of records, over any keyed kind.
 //
-// Records stand back to back behind the header, one every stride; tag 0 marks an empty one. `areaUsed` counts the live
-// records, not how far the array is filled: holes lie between, so a walk goes on until it has seen as many live records
-// as are in use, or the end of the area. The store of the tag is what makes a property exist and what ends it.
-//
-// Callers hold the node's section, the write section for changes, and have opened the list inside it.
+// Thread safety: the caller holds the node's section (the write section for changes) and opened the list inside it.
+// Invariants:
+// 1. Records lie back to back behind the header, one per stride; tag 0 marks an empty one.
+// 2. The store of the tag creates a property, and ends it.
+// 3. `areaUsed` counts the live records, not the filled part of the array. Holes lie between them: a walk ends after as
+//    many live records as are in use, or at the end of the area.
 #pragma once
 
 #include <algorithm>
@@ -20,13 +22,13 @@
 
 namespace sntr {
 
-// Whether records have no room for what the kind keeps behind them. Such an array has room for no record at all.
+// Returns true if records have no room for the kind's identifiers or values. Such an array holds no record.
 template <class K>
 constexpr bool hasNoMaximum(const PropertyList &list) {
   return !kFixedSize<K> && list.limits.maxID + list.limits.maxValue == 0;
 }
 
-// How many records there are in `bytes` of the area, header included.
+// Returns the number of records in `bytes` of the area, header included.
 template <class K>
 std::uint64_t recordsIn(const PropertyList &list, std::uint64_t bytes) {
   if (bytes < K::data.arrayHeader || hasNoMaximum<K>(list)) return 0;
@@ -43,15 +45,15 @@ std::uint64_t arrayInUse(const PropertyList &list) {
   return recordsIn<K>(list, list.area.used());
 }
 
-// The record at an index, or null when it does not lie whole inside the area.
+// Returns the record at an index, or null if it does not lie whole inside the area.
 template <class K>
 std::byte *arrayRecord(const PropertyList &list, std::uint64_t index) {
   const std::uint64_t stride = strideOf<K>(list);
   return list.area.at(list.area.begin() + K::data.arrayHeader + index * stride, stride);
 }
 
-// Calls visit(record) for each live record in order, until it answers false. Bounded by the area, whatever `areaUsed`
-// says: a count that is too large ends at the last record, one that is too small hides records but leads nowhere else.
+// Calls visit(record) for each live record in order, until it returns false. The area bounds the walk, whatever
+// `areaUsed` is: too large a count ends at the last record, too small a count only hides records.
 template <class K, class Visit>
 void visitArray(const PropertyList &list, Visit &&visit) {
   const std::uint64_t capacity = arrayCapacity<K>(list);
@@ -64,7 +66,7 @@ void visitArray(const PropertyList &list, Visit &&visit) {
   }
 }
 
-// The record with a key. The kind's not-found code, those of comparing keys.
+// Finds the record of a key. Returns Ok, the kind's not-found code, or a code of comparing keys.
 template <class K>
 Rc findInArray(const PropertyList &list, const typename K::Key &key, std::byte *&found) {
   Rc rc = K::data.notFound;
@@ -79,7 +81,7 @@ Rc findInArray(const PropertyList &list, const typename K::Key &key, std::byte *
   return rc;
 }
 
-// The first empty record, or null.
+// Returns the first empty record, or null.
 template <class K>
 std::byte *findEmptyRecord(const PropertyList &list) {
   const std::uint64_t capacity = arrayCapacity<K>(list);
@@ -90,18 +92,18 @@ std::byte *findEmptyRecord(const PropertyList &list) {
   return nullptr;
 }
 
-// Stores a property in an empty record of the array. Tag 0 leaves the record empty and is not counted. The codes of
-// filling, before the record exists; AtomicFailed with it stored and counted when the change counter fails.
+// Stores a property in an empty record of the array. Tag 0 leaves the record empty and is not counted. Returns Ok, or:
+// a code of filling, before the record exists; AtomicFailed from the change counter, after it was stored and counted.
 template <class K>
 Rc storeInArray(SNodeCB_t *node, PropertyList &list, std::byte *record, const typename K::Key &key,
                 const typename K::Value &value) {
-  if (Rc rc = K::fill(node, list, record, key, value); failed(rc)) return rc;
+  if (Rc rc = fillRecord<K>(node, list, record, key, value); failed(rc)) return rc;
   publishWord<std::uint64_t>(record, key.tag);
   if (key.tag != 0) list.area.setUsed(list.area.used() + strideOf<K>(list));
   return countChange(node);
 }
 
-// Adds a property. The kind's exists and list-full codes, those of comparing and of filling, AtomicFailed.
+// Adds a property. Returns Ok, the kind's exists or list-full code, a code of comparing or filling, or AtomicFailed.
 template <class K>
 Rc addToArray(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, const typename K::Value &value) {
   std::byte *record = nullptr;
@@ -115,8 +117,8 @@ Rc addToArray(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, c
   return storeInArray<K>(node, list, record, key, value);
 }
 
-// Deletes a property: only its tag changes. The kind's not-found code, those of comparing, AtomicFailed with the
-// property gone.
+// Deletes a property: only its tag changes. Returns Ok, the kind's not-found code, a code of comparing, or AtomicFailed
+// with the property gone.
 template <class K>
 Rc deleteFromArray(SNodeCB_t *node, PropertyList &list, const typename K::Key &key) {
   std::byte *record = nullptr;

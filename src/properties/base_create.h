@@ -1,7 +1,10 @@
-// Creating and deleting the single property of a base kind.
+// SPDX-License-Identifier: MIT
+// Creates and deletes the single property of a base kind.
 //
-// The record stands at the start of its area. Creating it again overwrites it. `areaUsed` is all that it takes, and it
-// exists if that is not 0.
+// Thread safety: any thread for functions with a Trace; baseLocation() and the others need the node's section.
+// Invariants:
+// 1. The record lies at the start of its area; creating it again overwrites it.
+// 2. `areaUsed` covers the whole property: there is one if it is not 0.
 #pragma once
 
 #include <algorithm>
@@ -13,8 +16,8 @@
 
 namespace sntr {
 
-// Bytes that a value may come to need: the V list's maximum, and never less than the one byte that always passes. 0 for
-// a register. The codes of limitsOf().
+// Computes the bytes that a value may need: the V list's maximum, at least 1 because size 1 always passes; 0 for a
+// register. Returns the codes of limitsOf().
 template <class K>
 Rc valueBytes(SNodeCB_t *node, std::uint64_t &bytes) {
   bytes = 0;
@@ -26,7 +29,7 @@ Rc valueBytes(SNodeCB_t *node, std::uint64_t &bytes) {
   return Rc::Ok;
 }
 
-// The checks of a value before it is known whether the area holds it: BadValueSize, the kind's null-value code.
+// Checks a value before the area. Returns Ok, BadValueSize, or the kind's null-value code.
 template <class K>
 Rc checkBaseValue(const typename K::Value &value, std::uint64_t bytes) {
   if constexpr (kHasBytes<K>) {
@@ -36,19 +39,18 @@ Rc checkBaseValue(const typename K::Value &value, std::uint64_t bytes) {
   return Rc::Ok;
 }
 
-// Writes the record. Readers are kept out by the section, so the order of the stores matters only if this process dies
-// in between: the tag and then the used bytes, by which the property is found, go last.
+// Writes the record. The section keeps readers out, so the order of the stores matters only if this process dies in
+// between: the tag and then the used bytes, by which the property is found, go last.
 template <class K>
 Rc storeBase(SNodeCB_t *node, PropertyList &list, const TagKey &key, const typename K::Value &value,
              std::uint64_t used) {
   std::byte *record = baseRecord(list);
-  if (Rc rc = K::fill(node, list, record, key, value); failed(rc)) return rc;
+  if (Rc rc = fillRecord<K>(node, list, record, key, value); failed(rc)) return rc;
   publishWord<std::uint64_t>(record, key.tag);
   list.area.setUsed(used);
   return countChange(node);
 }
 
-// The whole of a base creator.
 template <class K>
 Rc createBase(const Trace &t, SNodeCB_t *node, const TagKey &key, const typename K::Value &value,
               std::uint64_t latchHeld) {
@@ -74,21 +76,21 @@ inline Rc emptyBase(SNodeCB_t *node, PropertyList &list, std::byte *record) {
   return countChange(node);
 }
 
-// Deletes the property of a tag. Deleting tag 0 where there is no property succeeds and changes nothing.
+// Deletes the property of a tag. Deleting tag 0 without a property succeeds and changes nothing.
 template <class K>
 Rc deleteBase(const Trace &t, SNodeCB_t *node, TagKey key, std::uint64_t latchHeld) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     PropertyList list;
     std::byte *record = nullptr;
-    const Rc located = locate<K>(node, key, list, record);
+    const Rc located = findInNode<K>(node, key, list, record);
     if (located == K::data.notFound && key.tag == 0 && isNoBase(list)) return Rc::Ok;
     if (failed(located)) return t.fail(2, located);
     return t.fail(3, emptyBase(node, list, record));
   });
 }
 
-// The record, whatever its tag, for a caller that holds the section.
+// Returns the record, whatever its tag, to a caller that holds the section.
 template <class K>
 Rc baseLocation(const Trace &t, SNodeCB_t *node, SNodeProperty_t **out) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);
@@ -99,7 +101,7 @@ Rc baseLocation(const Trace &t, SNodeCB_t *node, SNodeProperty_t **out) {
   return Rc::Ok;
 }
 
-// Reads the tag, 0 if there is no property. TagTooLarge: the record is damaged.
+// Reads the tag, 0 if there is no property. Returns Ok, or TagTooLarge for a damaged record.
 inline Rc readBaseTag(const PropertyList &list, std::uint64_t &tag) {
   const std::uint64_t stored = isNoBase(list) ? 0 : tagOf(baseRecord(list));
   if (stored > SNTR_MAX_TAG) return Rc::TagTooLarge;
@@ -107,7 +109,7 @@ inline Rc readBaseTag(const PropertyList &list, std::uint64_t &tag) {
   return Rc::Ok;
 }
 
-// Reads the size of a BaseV value. BaseVValueOutsideArea, BadValueSize.
+// Reads the size of a BaseV value. Returns Ok, BaseVValueOutsideArea or BadValueSize.
 inline Rc readBaseSize(const PropertyList &list, const std::byte *record, std::uint64_t &size) {
   const auto offset = readWord<std::uint64_t>(record + BaseVKind::valueOffsetAt);
   if (!liesWithin(offset, 1, list.area.begin(), list.area.end())) return BaseVKind::valueOutside;
@@ -117,7 +119,7 @@ inline Rc readBaseSize(const PropertyList &list, const std::byte *record, std::u
   return Rc::Ok;
 }
 
-// The tag of the property and, for BaseV, the size of its value.
+// Reads the tag of the property and, for BaseV, the size of its value.
 template <class K>
 Rc returnBase(const Trace &t, SNodeCB_t *node, std::uint64_t *tag, [[maybe_unused]] std::uint64_t *size,
               std::uint64_t latchHeld) {

@@ -1,4 +1,6 @@
-// The exported operations on base properties, but for those on their values.
+// SPDX-License-Identifier: MIT
+// The exported operations on base properties, except their values.
+// Thread safety: as sntr/properties.h says.
 #include "frame/trace.h"
 #include "properties/base_create.h"
 #include "properties/kind_types.h"

@@ -1,4 +1,6 @@
-// The exported operations on values that are bytes.
+// SPDX-License-Identifier: MIT
+// The exported operations on values of bytes.
+// Thread safety: as sntr/properties.h says.
 #include "frame/trace.h"
 #include "properties/byte_values.h"
 #include "properties/fast_values.h"

@@ -1,7 +1,9 @@
-// Counting properties and copying their keys out, over any keyed kind; and the walkers, which callers use to visit the
-// records of an array one by one.
+// SPDX-License-Identifier: MIT
+// Counts properties and copies their keys, over any keyed kind; walks over the records of an array.
 //
-// In both layouts the not-found code here is the table's. Callers of what takes no Trace hold the node's section.
+// Thread safety: callers of functions without a Trace, of numberOfProperties() and of the walkers hold the node's
+// section. The other functions enter it, unless the caller holds it.
+// Invariant: in both layouts the not-found code here is the table's.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +16,7 @@
 
 namespace sntr {
 
-// Calls visit(record) for each property of a list of either layout, until it answers false. The kind's damage code.
+// Calls visit(record) for each property, in either layout, until it returns false. Returns Ok or the damage code.
 template <class K, class Visit>
 Rc visitProperties(const PropertyList &list, Visit &&visit) {
   if (list.isTable()) return visitTable<K>(list, visit);
@@ -22,15 +24,15 @@ Rc visitProperties(const PropertyList &list, Visit &&visit) {
   return Rc::Ok;
 }
 
-// Counts by walking: the chains are what exists, and `areaUsed` is only what is known about it.
+// Counts by walking: the chains decide what exists, `areaUsed` only describes it.
 template <class K>
 Rc countAll(const PropertyList &list, std::uint64_t &count) {
   count = 0;
   return visitProperties<K>(list, [&](std::byte *) { return ++count != 0; });
 }
 
-// Calls visit(record) for each property with a tag, until it answers false: of a kind that tags alone name there is at
-// most one. A missing tag is no failure. The codes of the walk.
+// Calls visit(record) for each property with a tag, until it returns false: at most one in a kind without identifiers.
+// A missing tag is no failure. Returns the codes of the walk.
 template <class K, class Visit>
 Rc visitTag(const PropertyList &list, const TagKey &key, Visit &&visit) {
   if (!list.isTable()) {
@@ -47,7 +49,7 @@ Rc visitTag(const PropertyList &list, const TagKey &key, Visit &&visit) {
   }
 }
 
-// Counts the properties of one tag. The not-found and damage codes, with a count of 0.
+// Counts the properties of one tag. Returns Ok, or the not-found or damage code with a count of 0.
 template <class K>
 Rc countTag(const PropertyList &list, const TagKey &key, std::uint64_t &count) {
   count = 0;
@@ -57,15 +59,15 @@ Rc countTag(const PropertyList &list, const TagKey &key, std::uint64_t &count) {
   return K::data.notInTable;
 }
 
-// The argument check of an operation that names a tag, or 0 for all: the kind's own, with an empty identifier.
+// Checks the argument of an operation on one tag, or on all for 0: the kind's own check, with an empty identifier.
 template <class K>
 Rc prepareTag(SNodeCB_t *node, TagKey &key) {
   key.takeHash();
-  if constexpr (kHasID<K>) return K::checkInput(node, TagIDKey(key.tag, 0, ""), 1);
-  if constexpr (!kHasID<K>) return K::checkInput(node, key, 1);
+  if constexpr (kHasID<K>) return checkInputFor<K>(node, TagIDKey(key.tag, 0, ""), 1);
+  if constexpr (!kHasID<K>) return checkInputFor<K>(node, key, 1);
 }
 
-// Opens the list and counts: all properties for tag 0, else those with the tag. The caller holds the section.
+// Opens the list and counts all properties for tag 0, else those with the tag. The caller holds the section.
 template <class K>
 Rc countProperties(SNodeCB_t *node, const TagKey &key, std::uint64_t &count) {
   PropertyList list;
@@ -73,7 +75,7 @@ Rc countProperties(SNodeCB_t *node, const TagKey &key, std::uint64_t &count) {
   return key.tag == 0 ? countAll<K>(list, count) : countTag<K>(list, key, count);
 }
 
-// Counts all properties for a caller that holds the section; the condition of the node is not looked at.
+// Counts all properties for a caller that holds the section; the node's condition is not checked.
 template <class K>
 Rc numberOfProperties(const Trace &t, SNodeCB_t *node, std::uint64_t *count) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);
@@ -83,7 +85,7 @@ Rc numberOfProperties(const Trace &t, SNodeCB_t *node, std::uint64_t *count) {
   return t.fail(4, countAll<K>(list, *count));
 }
 
-// Counts in a section. More properties than a list may be created with are reported, with the count, after the section.
+// Counts in a section. A count above a list's maximum is stored, and reported after the section.
 template <class K>
 Rc returnPropertyCount(const Trace &t, SNodeCB_t *node, TagKey key, std::uint64_t *count, std::uint64_t latchHeld) {
   if (Rc rc = prepareTag<K>(node, key); failed(rc)) return t.fail(1, rc);
@@ -96,7 +98,7 @@ Rc returnPropertyCount(const Trace &t, SNodeCB_t *node, TagKey key, std::uint64_
   return *count <= SNTR_MAX_PROPERTIES ? Rc::Ok : t.fail(5, K::data.badCount);
 }
 
-// Unlike the count above, tag 0 is a tag like any other, and the condition of the node is not looked at.
+// Counts the properties of one tag. Unlike above, tag 0 is an ordinary tag, and the node's condition is not checked.
 template <class K>
 Rc numberForTag(const Trace &t, SNodeCB_t *node, TagKey key, std::uint64_t *count, std::uint64_t latchHeld) {
   if (Rc rc = prepareTag<K>(node, key); failed(rc)) return t.fail(1, rc);
@@ -109,7 +111,7 @@ Rc numberForTag(const Trace &t, SNodeCB_t *node, TagKey key, std::uint64_t *coun
   });
 }
 
-// Where keys are copied to: the caller's arrays, those of the kind, of `capacity` entries each.
+// The caller's arrays for keys, those of the kind, of `capacity` entries each.
 struct KeyArrays {
   std::uint64_t *tags;
   std::uint64_t *idLengths;
@@ -119,7 +121,7 @@ struct KeyArrays {
   std::uint64_t idWidth;
 };
 
-// The bytes of an identifier. IDTooLong: longer than its list or the caller's slot allows; BytesOutsideArea.
+// Copies an identifier. Returns Ok, IDTooLong (longer than its list or the caller's slot allows), or BytesOutsideArea.
 inline Rc copyID(const PropertyList &list, const std::byte *record, std::byte *slot, std::uint64_t width,
                  std::uint64_t &length) {
   const StoredID stored(list, record);
@@ -130,7 +132,7 @@ inline Rc copyID(const PropertyList &list, const std::byte *record, std::byte *s
   return Rc::Ok;
 }
 
-// The size of a value. The kind's outside code, BadValueSize.
+// Copies the size of a value. Returns Ok, the kind's outside code, or BadValueSize.
 template <class K>
 Rc copySize(const PropertyList &list, const std::byte *record, std::uint64_t &size) {
   const auto offset = readWord<std::uint64_t>(record + K::valueOffsetAt);
@@ -147,7 +149,7 @@ class KeySink {
   bool isFull() const { return stored_ == to_.capacity; }
   bool isEmpty() const { return stored_ == 0; }
 
-  // NullTags, NullLength, NullID, NullValueSizes.
+  // Returns Ok, NullTags, NullLength, NullID or NullValueSizes.
   Rc check() const {
     if (to_.tags == nullptr) return Rc::NullTags;
     if constexpr (kHasID<K>) {
@@ -162,13 +164,12 @@ class KeySink {
   Rc checkCapacity() const {
     return to_.capacity == 0 || to_.capacity > SNTR_MAX_PROPERTIES ? K::data.badCount : Rc::Ok;
   }
-  // IDSlotTooWide.
   Rc checkWidth(const PropertyList &list) const {
     return kHasID<K> && to_.idWidth > list.limits.maxID ? Rc::IDSlotTooWide : Rc::Ok;
   }
 
-  // Stores the key of one property; an entry counts once all of it was stored. TagTooLarge for a stored tag that no
-  // property can have; the codes of copyID() and copySize().
+  // Stores the key of one property; an entry counts only after all of it was stored. Returns Ok, TagTooLarge for a
+  // stored tag that no property can have, or a code of copyID() or copySize().
   Rc store(const PropertyList &list, const std::byte *record) {
     const std::uint64_t tag = tagOf(record);
     if (tag > SNTR_MAX_TAG) return Rc::TagTooLarge;
@@ -199,8 +200,8 @@ class KeySink {
   std::uint64_t stored_ = 0;
 };
 
-// Copies the keys of all properties, or of those with the filter's tag, up to the sink's capacity. The codes of the
-// walk and of the sink.
+// Copies the keys of all properties, or of those with the filter's tag, up to the sink's capacity. Returns the codes of
+// the walk and of the sink.
 template <class K>
 Rc copyKeys(const PropertyList &list, const TagKey &filter, KeySink<K> &sink) {
   Rc stored = Rc::Ok;
@@ -212,7 +213,7 @@ Rc copyKeys(const PropertyList &list, const TagKey &filter, KeySink<K> &sink) {
   return firstFailure(stored, walked);
 }
 
-// The same for a node's list: the entries behind the last stored one are cleared, and no entry at all is not-found.
+// Copies the keys of a node's list and clears the entries behind the last stored one. No entry at all is not-found.
 template <class K>
 Rc returnKeys(SNodeCB_t *node, const TagKey &filter, KeySink<K> &sink) {
   PropertyList list;
@@ -223,7 +224,7 @@ Rc returnKeys(SNodeCB_t *node, const TagKey &filter, KeySink<K> &sink) {
   return sink.isEmpty() ? K::data.notInTable : Rc::Ok;
 }
 
-// Copies keys in a section. The order of the checks is the callers': the area before the filter, the list after it.
+// Copies keys in a section. The order of the checks is published: the area before the filter, the list after it.
 template <class K>
 Rc returnProperties(const Trace &t, SNodeCB_t *node, const KeyArrays &arrays, TagKey filter, std::uint64_t latchHeld) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);
@@ -243,14 +244,14 @@ Rc returnProperties(const Trace &t, SNodeCB_t *node, const KeyArrays &arrays, Ta
   });
 }
 
-// Whether a walker may stand at an offset: the position just behind the area passes. The kind's walk code.
+// Checks the position of a walker; the one just behind the area passes. Returns Ok, or the kind's walk code.
 template <class K>
 Rc checkPosition(std::uint64_t offset, std::uint64_t areaOffset, std::uint64_t areaSize) {
   return liesWithin(offset, 0, areaOffset, areaOffset + areaSize) ? Rc::Ok : K::data.walkDamaged;
 }
 
-// The first record of an array, how many records are in use and how many there is room for. The two counts are stored
-// although the area is too small for its header.
+// Returns the first record of an array, the number of records in use, and the number that fits. The two counts are
+// stored even if the area is too small for its header.
 template <class K>
 Rc firstLocation(const Trace &t, SNodeCB_t *node, SNodeProperty_t **location, std::uint64_t *used,
                  std::uint64_t *capacity) {
@@ -270,8 +271,7 @@ Rc firstLocation(const Trace &t, SNodeCB_t *node, SNodeProperty_t **location, st
   return Rc::Ok;
 }
 
-// Reads what the stride of a kind depends on: nothing for a kind whose records have one size. The codes of findArea()
-// and readLimits().
+// Reads the sizes that the stride of a kind depends on, if any. Returns the codes of findArea() and readLimits().
 template <class K>
 Rc openStride([[maybe_unused]] SNodeCB_t *node, PropertyList &list) {
   list.kind = &K::data;
@@ -283,8 +283,7 @@ Rc openStride([[maybe_unused]] SNodeCB_t *node, PropertyList &list) {
   }
 }
 
-// The record after a location, inside the area of an entry that the caller got earlier. Nothing is read at the
-// location.
+// Returns the record after a location, inside the area of the given entry. Nothing is read at the location.
 template <class K>
 Rc nextLocation(const Trace &t, SNodeCB_t *node, const AreaEntry *entry, SNodeProperty_t **location) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);

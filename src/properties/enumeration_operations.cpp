@@ -1,5 +1,6 @@
-// The exported operations that count properties, copy their keys out, walk over their records, and store the export
-// list.
+// SPDX-License-Identifier: MIT
+// The exported operations that count properties, copy their keys, walk over their records, and store the export list.
+// Thread safety: as sntr/properties.h says.
 #include "frame/trace.h"
 #include "properties/enumeration.h"
 #include "properties/export_list.h"

@@ -1,4 +1,6 @@
-// Storing a caller's export list in a node. Any thread; enters the node's write section itself.
+// SPDX-License-Identifier: MIT
+// Stores a caller's export list in a node.
+// Thread safety: any thread; storeExportList() enters the node's write section.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +13,7 @@
 
 namespace sntr {
 
-// The first entries belong to R, V, IR and IV properties and to dependents, and are bounded like their numbers.
+// Checks the first entries, for R, V, IR and IV properties and dependents. They have the bounds of the counts of these.
 inline Rc checkExportEntries(const std::uint32_t *entries) {
   constexpr Rc kCodes[] = {Rc::BadRCount, Rc::BadVCount, Rc::BadIRCount, Rc::BadIVCount, Rc::BadDependentCount};
   for (std::size_t i = 0; i < std::size(kCodes); ++i) {
@@ -20,7 +22,7 @@ inline Rc checkExportEntries(const std::uint32_t *entries) {
   return Rc::Ok;
 }
 
-// An entry of 0 leaves the stored one as it was: a caller changes only the entries that it names.
+// Stores the entries that are not 0; a caller changes only the entries that it names.
 inline void writeExportEntries(const SNodeCB_t *node, const PropertyArea &area, const std::uint32_t *entries) {
   writeWord<std::uint64_t>(area.at(area.begin(), kWordSize), loadField(node->nodeOptions));
   std::byte *stored = area.at(area.begin() + offsetof(ExportListArea, entries), sizeof(ExportListArea::entries));
@@ -29,7 +31,7 @@ inline void writeExportEntries(const SNodeCB_t *node, const PropertyArea &area, 
   }
 }
 
-// The entries are copied before they are checked: the caller may give a part of the stored list.
+// Copies the entries before the checks: the caller may give a part of the stored list.
 inline Rc storeExportList(const Trace &t, SNodeCB_t *node, const std::uint32_t *given) {
   if (node == nullptr) return t.fail(1, Rc::NullNode);
   if (given == nullptr) return t.fail(2, Rc::NullExportList);

@@ -1,15 +1,16 @@
-// The fast way through reading and writing one value, of every kind and in both layouts.
+// SPDX-License-Identifier: MIT
+// The fast way of reading and writing one value, for every kind and both layouts.
 //
-// Nearly every call finds everything as it should be: tracing off, the node active, no writer inside, the latch free,
-// the record in its place. For those the operations of values.h and byte_values.h stand here without result codes and
-// traces. A function does all that its operation does, or nothing that anybody could see; then the caller takes the
-// full way from the beginning, which alone decides what is wrong. Both ways make the same checks by the same functions.
-//
-// Each function is compiled twice. The usual case, a table of a node whose section nobody holds, becomes one without
-// calls that saves hardly a register; with the other cases in it, a get of a register takes a
-// twentieth longer.
+// It covers what nearly every call finds: tracing off, the node active, no writer inside, the latch free, the record in
+// its place. The operations of values.h and byte_values.h run here without result codes and traces. Each function is
+// compiled twice. The usual case, a table of a node whose section is free, has no calls and saves hardly a register.
+// With the other cases in it, a get of a register takes a twentieth longer.
 //
 // Thread safety: any thread. A get takes no latch (frame/sequence.h); a set takes the latch in line.
+// Invariants:
+// 1. A function does its whole operation, or nothing visible: then the caller restarts on the full way, which alone
+//    finds the error.
+// 2. Both ways make the same checks by the same functions.
 #pragma once
 
 #include <oss/fast_paths.h>
@@ -26,17 +27,16 @@ namespace sntr::fast {
 
 enum class Case { Usual, Any };
 
-// How a try ended. After Failed and Unusual nothing was done; after LatchLost all was, but the latch was not given
-// back.
+// How a try ended. Failed and Unusual: nothing was done. LatchLost: all was done, but the latch could not be released.
 enum class Tried { Done, Failed, Unusual, LatchLost };
 
 constexpr Tried triedIf(bool done) { return done ? Tried::Done : Tried::Failed; }
 
-// Makes the checks of an operation's arguments, and the key's hash. An identifier is read only within the list's limit.
+// Checks the arguments of an operation and hashes the key. An identifier is read only within the list's limit.
 template <class K>
 [[gnu::always_inline]] inline bool prepareKey(SNodeCB_t *node, typename K::Key &key, std::uint64_t valueSize = 1) {
   if (!isAlignedNode(node) || key.tag > SNTR_MAX_TAG || ossTraceIsOn() != 0) return false;
-  if constexpr (kIsBase<K>) return !failed(K::checkInput(node, key, valueSize));
+  if constexpr (kIsBase<K>) return !failed(checkInputFor<K>(node, key, valueSize));
   if constexpr (kHasID<K> || kHasBytes<K>) {
     if ((loadField(node->nodeOptions) & K::data.selector) == 0) return false;
   }
@@ -60,7 +60,7 @@ template <class K, Case which>
   return triedIf(!failed(findRecord<K>(list, key, record)));
 }
 
-// Whether the node's latch guards an operation: it locks under its model, and the caller does not hold the section.
+// Returns true if the latch guards an operation: the node's model locks, and the caller does not hold the section.
 [[gnu::always_inline]] inline bool isGuarded(const SNodeCB_t *node, std::uint64_t latchHeld) {
   return (latchHeld | (loadField(node->concurrencyModel) ^ SNTR_MODEL_LATCHED)) == 0;
 }
@@ -69,8 +69,8 @@ inline bool mayBeUnguarded(const SNodeCB_t *node, std::uint64_t latchHeld) {
   return latchHeld != 0 || !failed(checkModel(loadField(node->concurrencyModel)));
 }
 
-// Runs `Tried take()`, which reads a value into locals, so that all it reads is of one moment. Whether this thread is
-// who holds the latch only the full way asks.
+// Runs `Tried take()`, which reads a value into locals, so that all it reads is of one moment. Only the full way checks
+// whether this thread holds the latch.
 template <Case which, class Take>
 [[gnu::always_inline]] inline Tried read(SNodeCB_t *node, std::uint64_t latchHeld, Take &&take) {
   if (which == Case::Any && !isGuarded(node, latchHeld)) {
@@ -84,13 +84,13 @@ template <Case which, class Take>
   return tried != Tried::Done || endSequence(block, count) ? tried : Tried::Failed;
 }
 
-// Gives back a latch that others wait for, or that was damaged.
+// Releases a latch that other threads wait for, or that was damaged.
 [[gnu::noinline]] inline bool leaveByCall(SNodeCB_t *node) { return ossVLatchRelease(&node->primaryLatch.latch) == 0; }
 
 // Runs `Tried find()` and then `void store()` in a write section, unless the caller holds one. The section is marked
-// and counted only once everything was found. A mark that stands is a dead writer's, whose node the full way mends. The
-// lines of the mark and the count are fetched for writing during the search; before the latch, sets among 30,000 take a
-// tenth longer.
+// and counted only after everything was found. A mark that is already set is a dead writer's; the full way repairs that
+// node. The lines of the mark and the count are prefetched for writing during the search: prefetched before the latch
+// is taken, sets among 30,000 take a tenth longer.
 template <Case which, class Find, class Store>
 [[gnu::always_inline]] inline Tried write(SNodeCB_t *node, std::uint64_t latchHeld, Find &&find, Store &&store) {
   if (which == Case::Any && !isGuarded(node, latchHeld)) {
@@ -113,7 +113,7 @@ template <Case which, class Find, class Store>
   return found == Tried::Done ? Tried::LatchLost : found;
 }
 
-// The operations, each with its fast way and its full one. Arguments stand in the order of the exported functions.
+// The operations, each with its fast way and its full way. Arguments have the order of the exported functions.
 
 struct GetRegister {
   template <class K, Case which>
@@ -204,14 +204,14 @@ struct SetBytes {
 
 constexpr std::uint32_t resultOf(Tried tried) { return code(tried == Tried::Done ? Rc::Ok : Rc::LatchFailed); }
 
-// The last argument of an exported function: latchHeld.
+// Returns the last argument of an exported function: latchHeld.
 constexpr std::uint64_t lastOf(std::uint64_t last) { return last; }
 template <class First, class... Others>
 constexpr std::uint64_t lastOf(First /*first*/, Others... others) {
   return lastOf(others...);
 }
 
-// Tries an operation with the key that the first of an exported function's arguments are.
+// Tries an operation on the key that the first arguments of an exported function form.
 template <class Operation, class K, Case which, class... Others>
 requires(!kHasID<K>) [[gnu::always_inline]] inline Tried attempt(SNodeCB_t *node, std::uint64_t tag, Others... others) {
   return Operation::template fast<K, which>(node, typename K::Key{tag}, others...);
@@ -223,7 +223,7 @@ requires kHasID<K>
   return Operation::template fast<K, which>(node, typename K::Key{tag, idLength, id}, others...);
 }
 
-// The same in full.
+// Runs the operation on the full way.
 template <class Operation, class K, class... Others>
 requires(!kHasID<K>) Rc perform(const Trace &t, SNodeCB_t *node, std::uint64_t tag, Others... others) {
   return Operation::template full<K>(t, node, typename K::Key{tag}, others...);
@@ -234,8 +234,7 @@ requires kHasID<K> Rc perform(const Trace &t, SNodeCB_t *node, std::uint64_t tag
   return Operation::template full<K>(t, node, typename K::Key{tag, idLength, id}, others...);
 }
 
-// The two ways out of the usual case are functions of their own with the arguments as they came: leaving for them is a
-// jump.
+// The two exits from the usual case take the arguments unchanged, each in a function of its own: leaving is a jump.
 template <class Operation, class K, Fn fn, class... Arguments>
 [[gnu::noinline]] std::uint32_t runInFull(SNodeCB_t *node, Arguments... arguments) {
   return traced(fn, [&](const Trace &t) { return perform<Operation, K>(t, node, arguments...); });
@@ -247,7 +246,7 @@ template <class Operation, class K, Fn fn, class... Arguments>
   return tried != Tried::Failed ? resultOf(tried) : runInFull<Operation, K, fn>(node, arguments...);
 }
 
-// The whole of an exported operation.
+// Implements an exported operation.
 template <class Operation, class K, Fn fn, class... Arguments>
 [[gnu::always_inline]] inline std::uint32_t run(SNodeCB_t *node, Arguments... arguments) {
   if (node == nullptr) return runInFull<Operation, K, fn>(node, arguments...);

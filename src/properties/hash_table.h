@@ -1,11 +1,12 @@
-// Finding, adding and deleting in a hash table, over any keyed kind.
+// SPDX-License-Identifier: MIT
+// Finds, adds and deletes properties in a hash table, over any keyed kind.
 //
-// Each bucket heads a chain of slots in strictly ascending key order, so a miss ends at the first greater key. A link
-// is one 8-byte word: the bucket, or the first word of the slot before. That one store is what makes a property exist
-// and what ends it. Everything is checked as it is read: a link must lead to a slot that was handed out, and a walk
-// takes no more steps than the area could hold slots, so a loop made of damage ends too.
-//
-// Callers hold the node's section, the write section for changes, and have opened the list inside it as a table.
+// Thread safety: the caller holds the node's section (for changes the write section) and opened the table inside it.
+// Invariants:
+// 1. Each bucket heads a chain of slots in strictly ascending key order, so a miss ends at the first greater key.
+// 2. A link is one 8-byte word: a bucket, or the first word of a slot. One store of it creates a property, and ends it.
+// 3. Everything is checked as it is read. A link leads to a slot that was handed out, and a walk takes no more steps
+//    than the area could hold slots: a loop made of damage ends too.
 #pragma once
 
 #include <compare>
@@ -24,7 +25,7 @@
 
 namespace sntr {
 
-// Follows the chains of one list, within what its area could hold.
+// Follows the chains of one list, within the bounds of its area.
 template <class K>
 class ChainWalk {
  public:
@@ -33,7 +34,7 @@ class ChainWalk {
 
   bool holds(std::uint64_t offset) const { return slots_.holds(offset); }
 
-  // The slot at an offset. The kind's damage code if there is none.
+  // Finds the slot at an offset. Returns Ok, or the kind's damage code if there is none.
   Rc slotAt(std::uint64_t offset, std::byte *&slot) const {
     if (!slots_.holds(offset)) [[unlikely]]
       return K::data.damaged;
@@ -41,7 +42,7 @@ class ChainWalk {
     return Rc::Ok;
   }
 
-  // To be called before going on behind a slot. The kind's damage code after more steps than the list has slots.
+  // Counts a step beyond a slot. Returns Ok, or the kind's damage code after more steps than the list has slots.
   Rc goOn() {
     if (budget_ < slots_.size()) [[unlikely]]
       return K::data.damaged;
@@ -55,19 +56,18 @@ class ChainWalk {
   std::uint64_t budget_;  // bytes of slots that may still be visited
 };
 
-// The word of a bucket of the full-key array, the first array behind the header. The index is below their number, and
-// the rest of the area is known to fit.
+// Returns a bucket of the full-key array, just behind the header. The index is below the bucket count; the array fits.
 template <class K>
 std::byte *bucketAt(const PropertyList &list, std::uint64_t index) {
   return list.area.atPosition(K::data.tableHeader + kWordSize * index);
 }
 
-// Where a search ended.
+// The result of a search.
 struct ChainPlace {
-  std::byte *link = nullptr;    // the word before the place: a bucket, or the first word of a slot
-  std::uint64_t next = 0;       // what it held
-  std::byte *record = nullptr;  // the last record looked at; null in an empty bucket
-  bool matched = false;         // whether that record has the key, and so `next` is its slot
+  std::byte *link = nullptr;    // the word that leads to the next slot: a bucket, or the first word of a slot
+  std::uint64_t next = 0;       // its content
+  std::byte *record = nullptr;  // the last record compared; null in an empty bucket
+  bool matched = false;         // true if that record has the key, so that `next` is its slot
 };
 
 // Prefetches the first and the last line of a slot's value.
@@ -78,10 +78,9 @@ template <class K>
   __builtin_prefetch(room + list.limits.maxValue - 1);
 }
 
-// Steps over the first slot of a chain if its tag is below the wanted one. Which of the first two slots has a tag no
-// processor can foresee, so this is done without a branch: with one, a get among 1,000 takes a third longer. What is
-// not sound is left to the search. Not for keys with an identifier: it stands in another line of the cache, for which
-// the choice would have to wait.
+// Steps over the first slot of a chain if its tag is below the wanted one. No processor can predict that, so there is
+// no branch: with one, a get among 1,000 takes a third longer. Unsound links are left to the search. Not for keys with
+// an identifier: it lies in another cache line, which the choice would wait for.
 template <class K>
 [[gnu::always_inline]] inline void passFirstSlot(const PropertyList &list, const ChainWalk<K> &walk, const TagKey &key,
                                                  ChainPlace &place) {
@@ -96,9 +95,10 @@ template <class K>
   place.next ^= passed & (place.next ^ second);
 }
 
-// Searches for a key, up to the first record that is not before it. The kind's damage code, those of comparing keys.
+// Searches for a key, up to the first record that is not before it. Returns Ok, the kind's damage code, or a code of
+// comparing keys.
 template <class K>
-[[gnu::always_inline]] inline Rc searchTable(const PropertyList &list, const typename K::Key &key, ChainPlace &place) {
+[[gnu::always_inline]] inline Rc findInTable(const PropertyList &list, const typename K::Key &key, ChainPlace &place) {
   ChainWalk<K> walk(list);
   place.link = bucketAt<K>(list, key.hash % list.bucketCounts[0]);
   place.next = readWord<std::uint64_t>(place.link);
@@ -117,15 +117,15 @@ template <class K>
   }
 }
 
-// What a kind has beside the full-key chain.
+// The further chains of a kind, beside the full-key chain.
 template <class K>
 using HeadsOf = std::conditional_t<kHasID<K>, SideHeads, NoSideChains>;
 template <class K>
 using LinksOf = std::conditional_t<kHasID<K>, SideLinks, NoSideChains>;
 
 // Fills a slot that was just taken, its links and tag included. The links of the tag and identifier chains are cleared
-// first: until they are set, the slot is in neither, and a delete must see that. Nothing leads to the slot yet, so the
-// order of the other stores is free. The codes of filling.
+// first: until they are set the slot is in neither, and a delete must see that. Nothing leads to the slot yet, so the
+// order of the other stores is free. Returns the codes of filling.
 template <class K>
 Rc fillSlot(SNodeCB_t *node, const PropertyList &list, const SlotLease &slot, std::uint64_t next,
             const typename K::Key &key, const typename K::Value &value) {
@@ -133,10 +133,10 @@ Rc fillSlot(SNodeCB_t *node, const PropertyList &list, const SlotLease &slot, st
   std::memset(slot.address + kWordSize, 0, K::data.chainSize - kWordSize);
   writeWord<std::uint64_t>(slot.address, next);
   writeWord<std::uint64_t>(record, key.tag);
-  return K::fill(node, list, record, key, value);
+  return fillRecord<K>(node, list, record, key, value);
 }
 
-// Takes a slot and fills it; after a failure the table is as it was. The codes of takeSlot() and of filling.
+// Takes and fills a slot; a failure leaves the table unchanged. Returns the codes of takeSlot() and of filling.
 template <class K>
 Rc makeSlot(SNodeCB_t *node, PropertyList &list, std::uint64_t next, const typename K::Key &key,
             const typename K::Value &value, std::uint64_t &offset) {
@@ -148,21 +148,21 @@ Rc makeSlot(SNodeCB_t *node, PropertyList &list, std::uint64_t next, const typen
   return filled;
 }
 
-// Adds a property. The kind's exists and damage codes, those of comparing and of makeSlot(), AtomicFailed. A failure
-// before the link leaves the table as it was; a failing change counter leaves the property linked and counted, and in
-// no chain but the full key's.
+// Adds a property. Returns Ok, the kind's exists or damage code, a code of comparing or of makeSlot(), or AtomicFailed.
+// A failure before the link leaves the table unchanged. A failing change counter leaves the property linked and
+// counted, but only in the full-key chain.
 template <class K>
 Rc addToTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, const typename K::Value &value) {
   if (!list.isTable()) return Rc::BadBucketCount;
   ChainPlace place;
-  if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
+  if (Rc rc = findInTable<K>(list, key, place); failed(rc)) return rc;
   if (place.matched) return K::data.exists;
   HeadsOf<K> heads;
   if (Rc rc = heads.read(list, key); failed(rc)) return rc;
   std::uint64_t slot = 0;
   if (Rc rc = makeSlot<K>(node, list, place.next, key, value, slot); failed(rc)) return rc;
-  // From this store on the property exists: a writer that dies behind it leaves a used count that is too low, and one
-  // that dies before it leaves a slot that no chain reaches. Both can be told from the chains.
+  // This store creates the property. A writer that dies after it leaves too low a used count; one that dies before it
+  // leaves a slot that no chain reaches. The chains show both.
   publishWord<std::uint64_t>(place.link, slot);
   list.area.setUsed(list.area.used() + slotSizeOf<K>(list));
   if (Rc rc = countChange(node); failed(rc)) return rc;
@@ -170,17 +170,18 @@ Rc addToTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &key, c
   return Rc::Ok;
 }
 
-// Deletes a property. The kind's not-found and damage codes, those of comparing and of pushFreedSlot(), AtomicFailed. A
-// failure before the change counter leaves the property in place, a failing counter does not bring it back.
+// Deletes a property. Returns Ok, the kind's not-found or damage code, a code of comparing or of pushFreedSlot(), or
+// AtomicFailed. A failure before the change counter leaves the property in place; after a failure of the counter it is
+// gone.
 template <class K>
 Rc deleteFromTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &key) {
   if (!list.isTable()) return K::data.notInTable;
   ChainPlace place;
-  if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
+  if (Rc rc = findInTable<K>(list, key, place); failed(rc)) return rc;
   if (!place.matched) return K::data.notInTable;
 
-  // What follows becomes the link's new value: damage in it must not spread to the chain before it, and a slot that
-  // leads to itself would stay in the chain.
+  // The next link becomes the new value of this one: damage in it must not spread to the chain before it, and a slot
+  // that leads to itself would stay in the chain.
   const auto next = readWord<std::uint64_t>(place.record - K::data.chainSize);
   const std::uint64_t slotSize = slotSizeOf<K>(list);
   const bool nextIsSound = next == 0 || (next != place.next && isSlot(list, slotSize, next, slotsEnd(list)));
@@ -188,8 +189,8 @@ Rc deleteFromTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &k
   LinksOf<K> links;
   if (Rc rc = links.find(list, place.next); failed(rc)) return rc;
 
-  // The push comes first, because it is the step that can fail. A writer that dies behind it leaves a slot that is both
-  // on the stack and in a chain; the full-key chains tell that it is live.
+  // Push first, because that step can fail. A writer that dies after it leaves a slot both on the stack and in a chain;
+  // the full-key chains show that it is live.
   if (Rc rc = pushFreedSlot(list, place.next); failed(rc)) return rc;
   links.unlink();
   publishWord<std::uint64_t>(place.link, next);
@@ -197,8 +198,8 @@ Rc deleteFromTable(SNodeCB_t *node, PropertyList &list, const typename K::Key &k
   return countChange(node);
 }
 
-// Calls visit(record) for each property with a tag, newest first, until it answers false; for kinds with a tag chain.
-// A bucket mixes tags. The kind's damage code.
+// Calls visit(record) for each property with a tag, newest first, until it returns false; for kinds with a tag chain. A
+// bucket mixes tags. Returns Ok, or the kind's damage code.
 template <class K, class Visit>
 Rc visitTagChain(const PropertyList &list, const TagKey &key, Visit &&visit) {
   ChainWalk<K> walk(list);
@@ -214,8 +215,8 @@ Rc visitTagChain(const PropertyList &list, const TagKey &key, Visit &&visit) {
   return Rc::Ok;
 }
 
-// Calls visit(record) for each property, bucket by bucket, tags ascending in each, until it answers false. The kind's
-// damage code, after the properties before the damage were visited.
+// Calls visit(record) for each property, bucket by bucket, tags ascending in each, until it returns false. Returns Ok,
+// or the kind's damage code, after visiting the properties before the damage.
 template <class K, class Visit>
 Rc visitTable(const PropertyList &list, Visit &&visit) {
   ChainWalk<K> walk(list);

@@ -1,6 +1,6 @@
+// SPDX-License-Identifier: MIT
 // The key of the kinds that a tag and an identifier name together.
-//
-// As keys.h. The bytes belong to the caller and are looked at on its thread only.
+// Thread safety: as keys.h; the caller owns the bytes.
 #pragma once
 
 #include <bit>
@@ -30,13 +30,13 @@ struct StoredID {
         offset(readWord<std::uint64_t>(record + offsetof(IRRecord, idOffset))),
         length(readWord<std::uint64_t>(record + offsetof(IRRecord, idLength))) {}
 
-  // Identifiers stand in the room of their own record and nowhere else: an offset that leads to another record would
-  // find its identifier there, and the order of a chain would break without a sign.
+  // Returns true if the identifier lies in the room of its own record. An offset to another record would find that
+  // record's identifier there, and the order of a chain would break silently.
   bool isInItsRoom(const PropertyList &list) const { return offset == list.area.offsetOf(room); }
   bool isSound(const PropertyList &list) const { return length <= list.limits.maxID && isInItsRoom(list); }
 };
 
-// The order of two strings of `count` bytes, byte by byte. Of the second, which others may change, each is read once.
+// Compares two strings of `count` bytes, byte by byte. Each byte of the second, which may change, is read once.
 inline std::strong_ordering compareBytes(const std::uint8_t *first, const std::byte *second, std::uint64_t count) {
   static_assert(std::endian::native == std::endian::little, "the first byte of a word is its lowest");
   std::uint64_t at = 0;
@@ -64,14 +64,14 @@ struct TagIDKey {
 
   void takeHash() { hash = hashBytes(tag, id, idLength); }
 
-  // Only for an add: nothing else needs the other two chains' hashes of the whole key.
+  // Only for an add: no other operation needs the hashes of the other two chains.
   void takeChainHashes() {
     tagHash = hashPropertyTag(tag);
     idHash = hashBytes(0, id, idLength);
   }
 
-  // By tag, then the shorter identifier first, then byte by byte. BytesOutsideArea when the record's identifier is not
-  // where it must be.
+  // Compares by tag, then by length (the shorter first), then byte by byte. Returns Ok, or BytesOutsideArea if the
+  // record's identifier is not in its room.
   Rc compareTo(const PropertyList &list, const std::byte *record, std::strong_ordering &order) const {
     const StoredID stored(list, record);
     if (!stored.isSound(list)) return Rc::BytesOutsideArea;

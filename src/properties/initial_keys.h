@@ -1,6 +1,6 @@
+// SPDX-License-Identifier: MIT
 // The properties that a list is created with, as the caller's arrays give them.
-//
-// Private memory of the caller; looked at before the section is entered, so that nobody waits for it.
+// Thread safety: private memory of the caller, read before the section is entered, so that no thread waits for it.
 #pragma once
 
 #include <oss/memory.h>
@@ -15,17 +15,17 @@
 namespace sntr {
 
 // A set of indexes into an array of keys, in private memory: open addressing in a table at least twice as large. It
-// makes the search for duplicates linear, where comparing each key with every later one is not.
+// makes the search for duplicates linear instead of quadratic.
 class IndexSet {
  public:
   IndexSet() = default;
   IndexSet(const IndexSet &) = delete;
   IndexSet &operator=(const IndexSet &) = delete;
 
-  // A failure to free loses nothing that a caller could act on.
+  // A caller could do nothing about a failure to free.
   ~IndexSet() { static_cast<void>(_ossMemFree(slots_, "sntr", __LINE__)); }
 
-  // Makes room for `count` indexes. DomainHandleAllocFailed, the code of private memory refused.
+  // Makes room for `count` indexes. Returns Ok, or DomainHandleAllocFailed, the code for refused private memory.
   Rc reserve(std::uint64_t count) {
     mask_ = std::bit_ceil(2 * count) - 1;
     const std::uint64_t bytes = (mask_ + 1) * sizeof(*slots_);
@@ -35,7 +35,7 @@ class IndexSet {
     return Rc::Ok;
   }
 
-  // Adds an index, unless same(other) holds for one that is in the set: then the answer is false.
+  // Adds an index, unless same(other) holds for one in the set: then returns false.
   template <class Same>
   bool add(std::uint32_t index, std::uint64_t hash, Same &&same) {
     for (std::uint64_t at = spread(hash);; at = (at + 1) & mask_) {
@@ -48,14 +48,14 @@ class IndexSet {
   }
 
  private:
-  // Tags are often consecutive, or multiples of a power of two. The high bits of the product depend on all of them.
+  // Tags are often consecutive, or multiples of a power of two. The high bits of the product depend on all bits.
   std::uint64_t spread(std::uint64_t hash) const { return ((hash * 0x9e3779b97f4a7c15) >> 32) & mask_; }
 
   std::uint32_t *slots_ = nullptr;  // index + 1; 0 is free
   std::uint64_t mask_ = 0;
 };
 
-// The arrays that a creator of any kind is given; those that the kind does not have stay null. `count` elements each.
+// The arrays of a creator of any kind, `count` elements each; those that the kind does not have stay null.
 struct InitialArrays {
   const std::uint64_t *tags;
   const std::uint64_t *idLengths;
@@ -66,7 +66,7 @@ struct InitialArrays {
   std::uint64_t count;
 };
 
-// The initial properties of a list of kind K, and the limits that its creator asks for.
+// The initial properties of a list of kind K, and the limits from its creator.
 template <class K>
 struct InitialProperties {
   InitialArrays arrays;
@@ -75,7 +75,7 @@ struct InitialProperties {
   std::uint64_t count() const { return arrays.count; }
   std::uint64_t tag(std::uint64_t i) const { return arrays.tags[i]; }
 
-  // NullTags, NullLength, NullID, NullValueSizes, NullValues, NullRegisterValues: in the order of the arguments.
+  // Returns Ok, or, in this order: NullTags, NullLength, NullID, NullValueSizes, NullValues, NullRegisterValues.
   Rc checkArrays() const {
     if (arrays.tags == nullptr) return Rc::NullTags;
     if constexpr (kHasID<K>) {
@@ -90,7 +90,7 @@ struct InitialProperties {
     }
   }
 
-  // MaxIDSizeTooLarge; BadMaxValueSize, also for a size that is not a multiple of 8.
+  // Returns Ok, MaxIDSizeTooLarge, or BadMaxValueSize, also for a size that is not a multiple of 8.
   Rc checkLimits() const {
     if constexpr (kHasID<K>) {
       if (Rc rc = checkMaxIDSize(limits.maxID); failed(rc)) return rc;
@@ -102,7 +102,7 @@ struct InitialProperties {
     return Rc::Ok;
   }
 
-  // IDTooLong, BadValueSize, NullID, the kind's null-value code. Neither tags nor what is equal is looked at.
+  // Returns Ok, IDTooLong, BadValueSize, NullID, or the kind's null-value code. Tags and duplicates are not checked.
   Rc checkElement(std::uint64_t i) const {
     if constexpr (kHasID<K>) {
       if (arrays.idLengths[i] > limits.maxID) return Rc::IDTooLong;
@@ -154,7 +154,7 @@ struct InitialProperties {
   }
 };
 
-// Looks for two equal keys: `exists` when there are any. DomainHandleAllocFailed.
+// Searches for equal keys. Returns Ok, `exists` if there are any, or DomainHandleAllocFailed.
 template <class Initial>
 Rc checkDistinct(const Initial &initial, Rc exists) {
   if (initial.count() < 2) return Rc::Ok;
@@ -168,7 +168,7 @@ Rc checkDistinct(const Initial &initial, Rc exists) {
   return Rc::Ok;
 }
 
-// What an array is checked for before anything of it is stored: all duplicates first, then the range of each tag.
+// Checks an array before anything of it is stored: all duplicates first, then the range of each tag.
 template <class Initial>
 Rc checkInitialKeys(const Initial &initial, Rc exists) {
   if (Rc rc = checkDistinct(initial, exists); failed(rc)) return rc;

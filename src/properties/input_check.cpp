@@ -1,4 +1,5 @@
-// See input_check.h. The order of the checks differs between the kinds; callers have always seen it so.
+// SPDX-License-Identifier: MIT
+// See input_check.h. The order of the checks differs between the kinds, and is published.
 #include "properties/input_check.h"
 
 #include "frame/trace.h"

@@ -1,5 +1,7 @@
-// The exported functions on keys alone: digits, hashes, bucket counts, order. None touches a node; any thread. A bucket
-// count of 0, which marks an array, must never reach a division.
+// SPDX-License-Identifier: MIT
+// The exported functions on keys alone: digits, hashes, bucket counts, order.
+// Thread safety: any thread; none reads a node.
+// Invariant: a bucket count of 0, which marks an array, never reaches a division.
 #include <cstring>
 
 #include "frame/trace.h"
@@ -13,7 +15,7 @@ namespace sntr {
 
 namespace {
 
-// Two selectors of kinds that have identifiers, and two that this order is also used for.
+// Returns true for the two kinds with identifiers, and for two options that also use this order.
 constexpr bool hasKeyOrder(std::uint32_t kind) {
   return kind == SNTR_KIND_IR || kind == SNTR_KIND_IV || kind == SNTR_OPTION_NODE_ID || kind == SNTR_OPTION_DEPENDENTS;
 }
@@ -37,7 +39,7 @@ Rc checkComparison(const TagAndID &first, const TagAndID &second, std::uint32_t 
   return tooLong ? Rc::ComparedIDTooLong : Rc::Ok;
 }
 
-// By tag, then by length, then byte by byte.
+// Compares by tag, then by length, then byte by byte.
 std::int64_t compareKeys(const TagAndID &first, const TagAndID &second) {
   if (first.tag != second.tag) return orderOf(first.tag, second.tag);
   if (first.idLength != second.idLength) return orderOf(first.idLength, second.idLength);

@@ -1,7 +1,7 @@
-// The keys by which properties are found: what the caller gave, and its hash.
-//
-// A key is prepared before a section is entered: then neither the checks nor the hash are made while others wait for
-// the latch. Private to the call; nothing here reads shared memory unless it says so.
+// SPDX-License-Identifier: MIT
+// The keys by which properties are found: the caller's arguments and their hash. A key is prepared before a section is
+// entered, so that no thread waits for its checks and hashes.
+// Thread safety: private to the call; only orderTo(), compareTo() and tagOf() read shared memory.
 #pragma once
 
 #include <compare>
@@ -15,13 +15,13 @@
 
 namespace sntr {
 
-// The two checks that every property operation begins with: NullNode, TagTooLarge.
+// Makes the first two checks of every property operation. Returns Ok, NullNode or TagTooLarge.
 constexpr Rc checkNodeAndTag(const SNodeCB_t *node, std::uint64_t tag) {
   if (node == nullptr) return Rc::NullNode;
   return tag <= SNTR_MAX_TAG ? Rc::Ok : Rc::TagTooLarge;
 }
 
-// The tag of a record, wherever it stands.
+// Returns the tag of a record of any kind.
 inline std::uint64_t tagOf(const std::byte *record) { return readWord<std::uint64_t>(record); }
 
 struct PropertyList;
@@ -31,11 +31,11 @@ struct TagKey {
   std::uint64_t tag;
   std::uint64_t hash = 0;
 
-  // The tag was checked.
+  // The tag must have been checked.
   constexpr void takeHash() { hash = hashPropertyTag(tag); }
   static constexpr void takeChainHashes() {}
 
-  // How this key stands to that of a record. Reads the record's tag once. Cannot fail.
+  // Compares this key with that of a record. Reads the record's tag once; cannot fail.
   std::strong_ordering orderTo(const std::byte *record) const { return tag <=> tagOf(record); }
   Rc compareTo(const PropertyList & /*list*/, const std::byte *record, std::strong_ordering &order) const {
     order = orderTo(record);

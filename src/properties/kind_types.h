@@ -1,8 +1,9 @@
-// The kinds as types: what each adds to its row - its key, its value, where the value stands, and how a record is
-// filled.
+// SPDX-License-Identifier: MIT
+// The kinds as types: each adds its key, its value, the value's position and the filling of a record to its row.
 //
-// The templates of this room are written over these structs. What a kind does not have it does not name, so that an
-// operation that makes no sense for it does not compile.
+// The templates of this folder take these structs. A kind has no name for what it lacks, so that an operation without
+// meaning for it does not compile.
+// Thread safety: filling needs the node's write section; argument checks take no latch.
 #pragma once
 
 #include <oss/atomic.h>
@@ -22,17 +23,17 @@
 
 namespace sntr {
 
-// The value of a kind whose values are bytes, as the caller gives it.
+// The caller's value for a kind whose values are bytes.
 struct Bytes {
   const void *data;
   std::uint64_t size;
 };
 
-// Every record keeps its callers' result code in its second word.
+// The second word of every record is its callers' result code.
 constexpr std::uint64_t kRCAt = offsetof(RRecord, rc);
 static_assert(offsetof(VRecord, rc) == kRCAt && offsetof(IRRecord, rc) == kRCAt && offsetof(IVRecord, rc) == kRCAt);
 
-// A register at any address. Its operations assume no alignment.
+// Casts an address to a register. Its operations assume no alignment.
 inline OSSVAtomicSigned32 *cellAt(std::byte *address) { return reinterpret_cast<OSSVAtomicSigned32 *>(address); }
 inline const OSSVAtomicSigned32 *cellAt(const std::byte *address) {
   return reinterpret_cast<const OSSVAtomicSigned32 *>(address);
@@ -40,12 +41,12 @@ inline const OSSVAtomicSigned32 *cellAt(const std::byte *address) {
 
 static_assert(alignof(OSSVAtomicSigned32) == 1, "records begin at any byte");
 
-// Writes a register's first value. AtomicFailed.
+// Writes a register's first value. Returns Ok or AtomicFailed.
 inline Rc fillRegister(std::byte *cell, std::int32_t value) {
   return cellAt(cell)->init(value, 1) == 0 ? Rc::Ok : Rc::AtomicFailed;
 }
 
-// Initializes the latches of a record, with the stamp of the node's own. The codes of initializeLatches().
+// Initializes the latches of a record, with the stamp of the node's own. Returns the codes of initializeLatches().
 inline Rc fillLatches(SNodeCB_t *node, std::byte *latches) {
   const auto stamp = readWord<std::uint32_t>(&node->primaryLatch.latchVersion);
   return initializeLatches(node, reinterpret_cast<SNodeLatchBlock_t *>(latches), stamp);
@@ -53,8 +54,8 @@ inline Rc fillLatches(SNodeCB_t *node, std::byte *latches) {
 
 static_assert(alignof(SNodeLatchBlock_t) == 1, "records begin at any byte");
 
-// Stores where the bytes of a value stand, how many they are, and the bytes. The room holds them. They may overlap: a
-// base property is created anew over its old value.
+// Stores the offset and the number of a value's bytes, and the bytes. The room is large enough. Source and room may
+// overlap: a base property is created again over its old value.
 inline void fillBytes(const PropertyList &list, std::byte *words, std::byte *room, const Bytes &value) {
   std::memmove(room, value.data, value.size);
   writeWord<std::uint64_t>(words, list.area.offsetOf(room));
@@ -66,9 +67,6 @@ static_assert(offsetof(VRecord, valueSize) == offsetof(VRecord, valueOffset) + k
                   offsetof(IRRecord, idLength) == offsetof(IRRecord, idOffset) + kWordSize,
               "an offset and its number of bytes stand side by side");
 
-// What fill() writes, in each kind, is all of a record but its tag; nothing leads to the record yet. AtomicFailed, and
-// for kinds with latches their codes. Key and value were held against the limits of the opened list.
-
 // R: a tag names a register.
 struct RKind {
   static constexpr const KindData &data = kRData;
@@ -77,21 +75,13 @@ struct RKind {
 
   using Key = TagKey;
   using Value = std::int32_t;
-
-  static constexpr Rc checkInput(const SNodeCB_t *node, const Key &key, std::uint64_t /*valueSize*/) {
-    return checkNodeAndTag(node, key.tag);
-  }
-  static Rc fill(SNodeCB_t * /*node*/, const PropertyList & /*list*/, std::byte *record, const Key & /*key*/,
-                 Value value) {
-    writeWord<std::uint64_t>(record + kRCAt, 0);
-    return fillRegister(record + valueAt, value);
-  }
 };
 
 // V: a tag names a value of bytes.
 struct VKind {
   static constexpr const KindData &data = kVData;
   static constexpr std::uint64_t valueOffsetAt = offsetof(VRecord, valueOffset);
+  static constexpr std::uint64_t latchesAt = offsetof(VRecord, propertyLatches);
   static constexpr Rc nullValue = Rc::NullVValue;
   static constexpr Rc valueOutside = Rc::VValueOutsideArea;
   static constexpr Rc beyondRoom = Rc::BadValueSize;
@@ -99,42 +89,27 @@ struct VKind {
   using Key = TagKey;
   using Value = Bytes;
 
-  static Rc checkInput(SNodeCB_t *node, const Key &key, std::uint64_t valueSize) {
-    return checkInputOf(node, {data.selector, key.tag, 0, nullptr, valueSize});
-  }
   static std::byte *room(const PropertyList & /*list*/, std::byte *record) { return record + data.recordSize; }
-  static Rc fill(SNodeCB_t *node, const PropertyList &list, std::byte *record, const Key & /*key*/,
-                 const Value &value) {
-    writeWord<std::uint64_t>(record + kRCAt, 0);
-    fillBytes(list, record + valueOffsetAt, room(list, record), value);
-    return fillLatches(node, record + offsetof(VRecord, propertyLatches));
-  }
 };
 
 // IR: a tag and an identifier name a register.
 struct IRKind {
   static constexpr const KindData &data = kIRData;
+  static constexpr std::uint64_t idOffsetAt = offsetof(IRRecord, idOffset);
   static constexpr std::uint64_t valueAt = offsetof(IRRecord, value);
+  static constexpr std::uint64_t latchesAt = offsetof(IRRecord, propertyLatches);
   static constexpr Rc nullValueOutput = Rc::NullIRValueOutput;
 
   using Key = TagIDKey;
   using Value = std::int32_t;
-
-  static Rc checkInput(SNodeCB_t *node, const Key &key, std::uint64_t valueSize) {
-    return checkInputOf(node, {data.selector, key.tag, key.idLength, key.id, valueSize});
-  }
-  static Rc fill(SNodeCB_t *node, const PropertyList &list, std::byte *record, const Key &key, Value value) {
-    writeWord<std::uint64_t>(record + kRCAt, 0);
-    fillBytes(list, record + offsetof(IRRecord, idOffset), record + data.recordSize, Bytes{key.id, key.idLength});
-    if (Rc rc = fillLatches(node, record + offsetof(IRRecord, propertyLatches)); failed(rc)) return rc;
-    return fillRegister(record + valueAt, value);
-  }
 };
 
 // IV: a tag and an identifier name a value of bytes.
 struct IVKind {
   static constexpr const KindData &data = kIVData;
+  static constexpr std::uint64_t idOffsetAt = offsetof(IVRecord, idOffset);
   static constexpr std::uint64_t valueOffsetAt = offsetof(IVRecord, valueOffset);
+  static constexpr std::uint64_t latchesAt = offsetof(IVRecord, propertyLatches);
   static constexpr Rc nullValue = Rc::NullIVValue;
   static constexpr Rc valueOutside = Rc::IVValueOutsideArea;
   static constexpr Rc beyondRoom = Rc::BadValueSize;
@@ -142,21 +117,12 @@ struct IVKind {
   using Key = TagIDKey;
   using Value = Bytes;
 
-  static Rc checkInput(SNodeCB_t *node, const Key &key, std::uint64_t valueSize) {
-    return checkInputOf(node, {data.selector, key.tag, key.idLength, key.id, valueSize});
-  }
   static std::byte *room(const PropertyList &list, std::byte *record) {
     return record + data.recordSize + list.limits.maxID;
   }
-  static Rc fill(SNodeCB_t *node, const PropertyList &list, std::byte *record, const Key &key, const Value &value) {
-    writeWord<std::uint64_t>(record + kRCAt, 0);
-    fillBytes(list, record + offsetof(IVRecord, idOffset), record + data.recordSize, Bytes{key.id, key.idLength});
-    fillBytes(list, record + valueOffsetAt, room(list, record), value);
-    return fillLatches(node, record + offsetof(IVRecord, propertyLatches));
-  }
 };
 
-// BaseR: the one register of a node. Its record is R's.
+// BaseR: the one register of a node, in an R record.
 struct BaseRKind {
   static constexpr const BaseData &data = kBaseRData;
   static constexpr std::uint64_t valueAt = RKind::valueAt;
@@ -164,16 +130,14 @@ struct BaseRKind {
 
   using Key = TagKey;
   using Value = std::int32_t;
-
-  static constexpr auto checkInput = RKind::checkInput;
-  static constexpr auto fill = RKind::fill;
 };
 
-// BaseV: the one value of bytes of a node. Its record is V's, and the V list's maximum is its limit; but the room for
-// its bytes is what its own area has, which is why a value that passes the limit may still not fit.
+// BaseV: the one value of bytes of a node, in a V record. Its limit is the V list's maximum, but its room is in its own
+// area: a value within the limit may still not fit.
 struct BaseVKind {
   static constexpr const BaseData &data = kBaseVData;
   static constexpr std::uint64_t valueOffsetAt = VKind::valueOffsetAt;
+  static constexpr std::uint64_t latchesAt = VKind::latchesAt;
   static constexpr Rc nullValue = Rc::NullBaseVValue;
   static constexpr Rc valueOutside = Rc::BaseVValueOutsideArea;
   static constexpr Rc beyondRoom = Rc::BaseVDamaged;
@@ -181,11 +145,7 @@ struct BaseVKind {
   using Key = TagKey;
   using Value = Bytes;
 
-  static Rc checkInput(SNodeCB_t *node, const Key &key, std::uint64_t valueSize) {
-    return checkInputOf(node, {data.selector, key.tag, 0, nullptr, valueSize});
-  }
   static constexpr auto room = VKind::room;
-  static constexpr auto fill = VKind::fill;
 };
 
 template <class K>
@@ -197,34 +157,64 @@ constexpr bool kHasBytes = std::is_same_v<typename K::Value, Bytes>;
 template <class K>
 constexpr bool kIsBase = std::is_same_v<decltype(K::data), const BaseData &>;
 
-// What an operation does with the property that it names.
+// Writes all of a record but its tag; nothing leads to the record yet. Key and value were checked against the limits of
+// the opened list. Returns Ok, AtomicFailed, or for kinds with latches the codes of initializeLatches().
+template <class K>
+Rc fillRecord(SNodeCB_t *node, const PropertyList &list, std::byte *record, const typename K::Key &key,
+              const typename K::Value &value) {
+  writeWord<std::uint64_t>(record + kRCAt, 0);
+  if constexpr (kHasID<K>) {
+    fillBytes(list, record + K::idOffsetAt, record + K::data.recordSize, Bytes{key.id, key.idLength});
+  }
+  if constexpr (kHasBytes<K>) fillBytes(list, record + K::valueOffsetAt, K::room(list, record), value);
+  if constexpr (requires { K::latchesAt; }) {
+    if (Rc rc = fillLatches(node, record + K::latchesAt); failed(rc)) return rc;
+  }
+  if constexpr (!kHasBytes<K>) return fillRegister(record + K::valueAt, value);
+  return Rc::Ok;
+}
+
+// Checks the arguments of an operation on one property. Returns the codes of checkNodeAndTag() for a register under a
+// tag, and of checkInput() for the other kinds.
+template <class K>
+Rc checkInputFor(SNodeCB_t *node, const typename K::Key &key, std::uint64_t valueSize) {
+  if constexpr (kHasID<K>) {
+    return checkInputOf(node, {K::data.selector, key.tag, key.idLength, key.id, valueSize});
+  } else if constexpr (kHasBytes<K>) {
+    return checkInputOf(node, {K::data.selector, key.tag, 0, nullptr, valueSize});
+  } else {
+    return checkNodeAndTag(node, key.tag);
+  }
+}
+
+// The use that an operation makes of the property that it names.
 enum class Use : bool { Find, Add };
 
-// The kind's argument check. A node without the IV kind has no list whose maximum an identifier could exceed: one that
-// is looked for there is not found, so only the largest maximum of any list bounds it.
+// Makes the kind's argument check. A node without the IV kind has no list that limits an identifier: one that is looked
+// for there is not found, so only the largest maximum of any list bounds it.
 template <class K, Use use>
 Rc checkArguments(SNodeCB_t *node, const typename K::Key &key, std::uint64_t valueSize) {
-  const Rc rc = K::checkInput(node, key, valueSize);
+  const Rc rc = checkInputFor<K>(node, key, valueSize);
   if constexpr (use == Use::Find && kHasID<K> && kHasBytes<K>) {
     const bool isAnyLists = key.idLength <= kMaxIDSize;
     if (rc == Rc::IDTooLong && isAnyLists && !hasKind(node, K::data.selector))
-      return K::checkInput(node, TagIDKey(key.tag, 0, key.id), valueSize);
+      return checkInputFor<K>(node, TagIDKey(key.tag, 0, key.id), valueSize);
   }
   return rc;
 }
 
-// Makes the checks of an operation's arguments and, before anyone waits for the latch, the key's hash. After a failure
-// the key is not to be used. The codes of the kind's argument check.
+// Checks an operation's arguments and then hashes the key, before any wait for the latch. After a failure the key must
+// not be used. Returns the codes of the kind's argument check.
 template <class K, Use use = Use::Find>
 Rc prepare(SNodeCB_t *node, typename K::Key &key, std::uint64_t valueSize = 1) {
-  // The first two of the kind's own checks, here where whoever reads on can see them.
+  // The first two of the kind's own checks, repeated here so that a reader sees them.
   if (Rc rc = checkNodeAndTag(node, key.tag); failed(rc)) return rc;
   if (Rc rc = checkArguments<K, use>(node, key, valueSize); failed(rc)) return rc;
   if constexpr (!kIsBase<K>) key.takeHash();
   return Rc::Ok;
 }
 
-// The same with a value to be stored; the kind's null-value code comes last.
+// Prepares a key with a value to be stored; the kind's null-value code comes last.
 template <class K, Use use = Use::Find>
 Rc prepareValue(SNodeCB_t *node, typename K::Key &key, const typename K::Value &value) {
   if constexpr (kHasBytes<K>) {
@@ -235,8 +225,8 @@ Rc prepareValue(SNodeCB_t *node, typename K::Key &key, const typename K::Value &
   }
 }
 
-// Holds a key and a value against the limits of the list as it is now: it may have been laid out since the
-// arguments were checked. IDTooLong, the kind's code for a value that its room does not hold.
+// Checks a key and a value against the list's present limits: it may have been laid out since the first check. Returns
+// Ok, IDTooLong, or the kind's code for a value larger than its room.
 template <class K>
 Rc checkRoom(const PropertyList &list, const typename K::Key &key, const typename K::Value &value) {
   if constexpr (kHasID<K>) {

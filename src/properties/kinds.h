@@ -1,7 +1,9 @@
-// The property kinds as data: where things stand in the area of each, how large they are, and its result codes.
+// SPDX-License-Identifier: MIT
+// The property kinds as data: positions in the area of each, sizes, and result codes.
 //
-// Nothing here is computed from a kind's number: a row is the whole truth about a kind, irregularities included. The
-// templates of this room take a kind struct (kind_types.h), which adds the types of its key and value to its row.
+// Nothing here is computed from a kind's number: a row is complete, irregularities included. The templates of this
+// folder take a kind struct (kind_types.h), which adds the types of key and value to its row.
+// Thread safety: constants only.
 #pragma once
 
 #include <cstddef>
@@ -13,10 +15,10 @@
 
 namespace sntr {
 
-// Stands in a row for a field that the kind does not have.
+// The position of a field that a kind does not have.
 constexpr std::uint64_t kNoField = ~std::uint64_t{0};
 
-// Bounds of what an area's header may say.
+// Bounds of the words of an area's header.
 constexpr std::uint64_t kMaxIDSize = 0x1000;
 constexpr std::uint64_t kMaxValueSize = 0x3000000;
 constexpr std::uint64_t kBucketCountLimit = 0x186a4;
@@ -24,14 +26,14 @@ constexpr std::uint64_t kBucketCountLimit = 0x186a4;
 constexpr std::uint64_t kTailSize = sizeof(TableTail);
 
 // A keyed kind. Positions and sizes in bytes; positions of the header fields from the start of the area. A slot is the
-// links, the record, and room for identifier and value of the list's maximum sizes; a record of an array is a slot
-// without its links. A table's header is longer than an array's where further bucket counts follow the first.
+// links, the record, and room for identifier and value of the list's maximum sizes. A record of an array is a slot
+// without its links. A table's header is longer than an array's if further bucket counts follow the first.
 struct KindData {
   std::uint32_t selector;
   std::uint64_t arrayHeader;    // before the first record of an array
   std::uint64_t tableHeader;    // before the first bucket of a table
   std::uint64_t bucketCountAt;  // the first bucket count
-  std::uint64_t bucketArrays;   // how many bucket counts follow one another, and arrays of buckets
+  std::uint64_t bucketArrays;   // number of consecutive bucket counts, and of arrays of buckets
   std::uint64_t maxIDAt;
   std::uint64_t maxValueAt;
   std::uint64_t chainSize;   // links of a slot, before its record
@@ -42,10 +44,10 @@ struct KindData {
   Rc tableAreaTooSmall;
   Rc exists;
   Rc listFull;
-  Rc notFound;     // by the array walk, and by every get and set of a value
-  Rc notInTable;   // by the hash table, and by counting and copying in both layouts
-  Rc damaged;      // what a search finds
-  Rc walkDamaged;  // what the record walkers find
+  Rc notFound;     // from the array walk, and from every get and set of a value
+  Rc notInTable;   // from the hash table, and from counting and copying in both layouts
+  Rc damaged;      // from a search
+  Rc walkDamaged;  // from the record walkers
   Rc nullRecord;
   Rc nullUsedOutput;
   Rc nullCapacityOutput;
@@ -95,7 +97,7 @@ inline constexpr KindData kVData = {
     .notFound = Rc::VNotFound,
     .notInTable = Rc::VNotInTable,
     .damaged = Rc::VDamaged,
-    .walkDamaged = Rc::RDamaged,  // the R kind's code: callers have always seen it from the walkers of V
+    .walkDamaged = Rc::RDamaged,  // the R kind's code, as published for the walkers of V
     .nullRecord = Rc::NullVRecord,
     .nullUsedOutput = Rc::NullVUsedOutput,
     .nullCapacityOutput = Rc::NullVCapacityOutput,
@@ -151,7 +153,7 @@ inline constexpr KindData kIVData = {
     .nullCapacityOutput = Rc::NullIVCapacityOutput,
 };
 
-// The row of a keyed kind, or null for any other number.
+// Returns the row of a keyed kind, or null for any other number.
 constexpr const KindData *findKind(std::uint32_t selector) {
   for (const KindData *row : {&kRData, &kVData, &kIRData, &kIVData}) {
     if (row->selector == selector) return row;
@@ -159,7 +161,7 @@ constexpr const KindData *findKind(std::uint32_t selector) {
   return nullptr;
 }
 
-// The single property of a base kind stands at the start of its area.
+// The single property of a base kind; its record lies at the start of its area.
 struct BaseData {
   std::uint32_t selector;
   std::uint64_t recordSize;

@@ -1,7 +1,11 @@
-// Laying out a property list and storing its initial properties, over any keyed kind.
+// SPDX-License-Identifier: MIT
+// Lays out a property list and stores its initial properties, over any keyed kind.
 //
-// Arguments and area are checked first and leave the node untouched. A process that dies in the middle of laying out a
-// table leaves an empty array, which is not laid out again: the first bucket count is 0 until all the rest is in place.
+// Thread safety: any thread; the creators enter the node's write section, unless the caller holds it.
+// Invariants:
+// 1. Arguments and area are checked first; a failure of these checks leaves the node unchanged.
+// 2. The first bucket count of a table is 0 until all the rest is in place. A process that dies while it lays out a
+//    table leaves an empty array, which is not laid out again.
 #pragma once
 
 #include <cstddef>
@@ -19,8 +23,8 @@
 
 namespace sntr {
 
-// NullNode; the kind's no-option code; with initial properties the kind's count code and those of checkArrays(); the
-// codes of checkLimits(); with initial properties those of checkElement(), for the first that has one.
+// Returns Ok, or: NullNode; the kind's no-option code; with initial properties the kind's count code and the codes of
+// checkArrays(); the codes of checkLimits(); with initial properties the first code of checkElement().
 template <class K, class Initial>
 Rc checkCreation(const SNodeCB_t *node, const Initial &initial, std::uint64_t capacity) {
   if (node == nullptr) return Rc::NullNode;
@@ -35,8 +39,8 @@ Rc checkCreation(const SNodeCB_t *node, const Initial &initial, std::uint64_t ca
   return Rc::Ok;
 }
 
-// The number of buckets for a capacity. BadBucketCount, without a search for a prime that could not be used;
-// FewerBucketsThanProperties.
+// Chooses the number of buckets for a capacity. Returns Ok, BadBucketCount (without a search for a prime beyond the
+// limit), or FewerBucketsThanProperties.
 constexpr Rc chooseBucketCount(std::uint64_t capacity, std::uint64_t count, std::uint64_t &buckets) {
   if (capacity > kBucketCountLimit) return Rc::BadBucketCount;
   buckets = primeFrom(capacity);
@@ -44,15 +48,15 @@ constexpr Rc chooseBucketCount(std::uint64_t capacity, std::uint64_t count, std:
   return buckets >= count ? Rc::Ok : Rc::FewerBucketsThanProperties;
 }
 
-// Whether nothing was ever laid out in the area or added to it: old records would be found in the new list. How much is
-// used is read again, inside the section. AreaOverused, ListLaidOut.
+// Checks that nothing was ever laid out in the area or added to it: a new list would contain old records. Reads the
+// used bytes again, inside the section. Returns Ok, AreaOverused or ListLaidOut.
 inline Rc checkUnused(PropertyList &list) {
   if (!list.area.readUsed()) return Rc::AreaOverused;
   return list.area.used() == 0 ? Rc::Ok : Rc::ListLaidOut;
 }
 
-// Turns an unused area into an array without records. The header fits. The used bytes go first: from here on nobody
-// else lays the list out.
+// Turns an unused area into an array without records. The header fits. The used bytes go first: from that store on no
+// other caller lays the list out.
 template <class K>
 void layOutEmptyArray(PropertyList &list) {
   const auto word = [&](std::uint64_t position) { return list.area.at(list.area.begin() + position, kWordSize); };
@@ -62,11 +66,10 @@ void layOutEmptyArray(PropertyList &list) {
   if constexpr (kHasBytes<K>) writeWord<std::uint64_t>(word(K::data.maxValueAt), list.limits.maxValue);
 }
 
-// How many properties ahead of its turn one is looked at. About as many as it takes until memory that is in no cache
-// has come.
+// The number of properties between a prefetch and its use: about as many as the latency of uncached memory takes.
 constexpr std::uint64_t kLookAhead = 8;
 
-// Brings bytes that will be written near. They need not be in the area, nor anywhere.
+// Prefetches bytes for writing. Their address need not be valid.
 inline void fetchToWrite(const std::byte *base, std::uint64_t offset, std::uint64_t size) {
   constexpr std::uint64_t kLine = 64;
   const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(base) + offset;
@@ -75,8 +78,8 @@ inline void fetchToWrite(const std::byte *base, std::uint64_t offset, std::uint6
   }
 }
 
-// Stores the initial records and, behind them, empty ones up to the capacity. The kind's damage code where a record
-// would not lie whole in the area, AtomicFailed; the records before it stay.
+// Stores the initial records and, behind them, empty ones up to the capacity. Returns Ok, the kind's damage code if a
+// record does not lie whole in the area, or AtomicFailed; the records before it stay.
 template <class K, class Initial>
 Rc storeInitialRecords(SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity) {
   const std::uint64_t records = initial.count() == 0 ? 0 : std::max(initial.count(), capacity);
@@ -92,14 +95,13 @@ Rc storeInitialRecords(SNodeCB_t *node, PropertyList &list, const Initial &initi
   return Rc::Ok;
 }
 
-// The array half of a creator. The keys are judged before the section, and the verdict is given behind the node's
-// condition.
+// Creates an array. The keys are checked before the section; their code comes after the node's condition.
 template <class K, class Initial>
 Rc createArray(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity,
                Held held) {
   if (list.area.size() < K::data.arrayHeader + strideOf<K>(list) * initial.count())
     return t.fail(4, K::data.areaTooSmall);
-  // Such an array has room for no record, so nothing would ever be found in it again.
+  // Such an array has no room for a record: nothing would ever be found in it.
   if (initial.count() > 0 && hasNoMaximum<K>(list)) return t.fail(12, K::data.listFull);
   const Rc keys = checkInitialKeys(initial, K::data.exists);
   return writeSection(t, node, held, [&]() -> Rc {
@@ -111,8 +113,8 @@ Rc createArray(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initia
   });
 }
 
-// Lays out a table without properties; its bucket counts are known and it fits. The counts go last and the first of
-// them last of all, because a first count other than 0 is what makes the area a table.
+// Lays out a table without properties; its bucket counts are set and it fits. The counts go last, and the first count
+// last of all, because a first count other than 0 makes the area a table.
 template <class K>
 void layOutTable(PropertyList &list) {
   layOutEmptyArray<K>(list);
@@ -127,7 +129,7 @@ void layOutTable(PropertyList &list) {
   }
 }
 
-// An initial property whose turn is to come: its key with all hashes, or why it cannot be added.
+// An initial property that waits for its turn: its key with all hashes, or the code of its failure.
 template <class K, class Initial>
 struct Pending {
   typename K::Key key;
@@ -139,8 +141,8 @@ struct Pending {
   }
 };
 
-// Brings what adding will touch near: the first slot of each chain that the property goes into. Nothing is believed of
-// what the buckets hold, and nothing read through them; an address that is none is not fetched.
+// Prefetches what the add will touch: the first slot of each chain for the property. The contents of the buckets are
+// neither trusted nor followed; an invalid address is not fetched.
 template <class K>
 void fetchAhead(SNodeCB_t *node, const PropertyList &list, const typename K::Key &key) {
   const auto *base = reinterpret_cast<const std::byte *>(node);
@@ -153,14 +155,14 @@ void fetchAhead(SNodeCB_t *node, const PropertyList &list, const typename K::Key
     fetch(sideBucket(list, kTagChain, key.tagHash));
     fetch(sideBucket(list, kIDChain, key.idHash));
   }
-  // Of a slot with a register alone only the beginning is written.
+  // Of a slot with a register, only the beginning is written.
   const std::uint64_t slotSize = slotSizeOf<K>(list);
   const std::uint64_t written = kFixedSize<K> ? K::data.chainSize + offsetof(RRecord, value) : slotSize;
   fetchToWrite(base, slotsEnd(list) + kLookAhead * slotSize, written);
 }
 
-// Adds in the order of the arrays and stops at the first failure; what was added before it stays. Large tables lie in
-// no cache, and a chain's slots anywhere in them: so each property's are fetched some turns before they are needed.
+// Adds in the order of the arrays and stops at the first failure; earlier properties stay. The slots of a large table
+// are uncached and scattered, so each property's are prefetched some turns ahead.
 template <class K, class Initial>
 Rc addInitialProperties(SNodeCB_t *node, PropertyList &list, const Initial &initial) {
   std::optional<Pending<K, Initial>> pending[kLookAhead];
@@ -178,14 +180,14 @@ Rc addInitialProperties(SNodeCB_t *node, PropertyList &list, const Initial &init
   return Rc::Ok;
 }
 
-// The table half of a creator. Bucket counts and slot size are fixed here for the life of the list.
+// Creates a table. Bucket counts and slot size are fixed for the life of the list.
 template <class K, class Initial>
 Rc createTable(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initial &initial, std::uint64_t capacity,
                Held held) {
   std::uint64_t buckets = 0;
   if (Rc rc = chooseBucketCount(capacity, initial.count(), buckets); failed(rc)) return t.fail(8, rc);
   for (std::uint64_t i = 0; i < kMaxBucketArrays; ++i) list.bucketCounts[i] = i < K::data.bucketArrays ? buckets : 0;
-  // A slot for each bucket. An area of this size holds header, buckets and tail too, so no second test is made.
+  // One slot for each bucket. Such an area also holds header, buckets and tail: no second test.
   const std::uint64_t least = list.tableHeadSize() + kTailSize + buckets * slotSizeOf<K>(list);
   if (list.area.size() < least) return t.fail(9, K::data.tableAreaTooSmall);
   return writeSection(t, node, held, [&]() -> Rc {
@@ -196,7 +198,6 @@ Rc createTable(const Trace &t, SNodeCB_t *node, PropertyList &list, const Initia
   });
 }
 
-// The whole of a list creator.
 template <class K, class Initial>
 Rc createList(const Trace &t, SNodeCB_t *node, const Initial &initial, std::uint64_t capacity, std::uint32_t layout,
               std::uint64_t latchHeld) {

@@ -1,4 +1,6 @@
-// The exported operations on property lists: creating one, and adding, deleting and locating a property.
+// SPDX-License-Identifier: MIT
+// The exported operations that create property lists, and add, delete and find properties.
+// Thread safety: as sntr/properties.h says.
 #include "frame/trace.h"
 #include "properties/kind_types.h"
 #include "properties/list_create.h"

@@ -1,6 +1,6 @@
-// From a key to a record in either layout, and the checks that every operation on one property begins with.
-//
-// Nothing here takes a latch: callers hold the node's section.
+// SPDX-License-Identifier: MIT
+// Finds the record of a key in either layout, and makes the checks that every operation on one property begins with.
+// Thread safety: nothing here takes a latch; the caller holds the node's section, or reads as frame/sequence.h says.
 #pragma once
 
 #include <cstddef>
@@ -16,11 +16,11 @@
 namespace sntr {
 
 // Masks of the condition check: for an operation on properties, and for laying out a list.
-constexpr std::uint32_t kMaskProperties = 0x28;
+constexpr std::uint32_t kMaskProperties = maskBit(SNTR_CONDITION_ACTIVE) | maskBit(SNTR_CONDITION_DISASSOCIATED);
 constexpr std::uint32_t kMaskCreateList = kMaskActive;
 
-// Opens a list to look for properties that it may have; an add uses openList() itself. In a node without the kind,
-// whose maxima say so, the list is an array without records. The codes of openList().
+// Opens a list to look for properties; an add uses openList() itself. In a node without the kind, whose maximum is out
+// of range, the list is an array without records. Returns the codes of openList().
 template <class K>
 Rc openToFind(SNodeCB_t *node, PropertyList &list) {
   const Rc rc = openList(node, K::data, list);
@@ -30,8 +30,8 @@ Rc openToFind(SNodeCB_t *node, PropertyList &list) {
   return Rc::Ok;
 }
 
-// Opens the area of a base kind, which must hold the whole record; the room for a value is the rest of it. The area's
-// codes, the kind's damage code.
+// Opens the area of a base kind, which must hold the whole record; the rest is room for the value. Returns Ok, a code
+// of the area, or the kind's damage code.
 template <class K>
 Rc openBase(SNodeCB_t *node, PropertyList &list) {
   if (Rc rc = list.area.open(node, K::data.selector); failed(rc)) return rc;
@@ -40,11 +40,11 @@ Rc openBase(SNodeCB_t *node, PropertyList &list) {
   return Rc::Ok;
 }
 
-// Whether the node has no property of an opened base kind: none was made, or it was deleted.
+// Returns true if the opened base kind has no property: never created, or deleted.
 inline bool isNoBase(const PropertyList &list) { return list.area.used() == 0; }
 
-// Opens what a kind keeps its records in, to read or write a record. For a base kind the codes of openBase(), and the
-// not-found code for a node without the kind; for a keyed kind those of openToFind().
+// Opens the records of a kind for reading or writing one. For a base kind, returns the codes of openBase(), and the
+// not-found code for a node without the kind. For a keyed kind, returns the codes of openToFind().
 template <class K>
 Rc openRecords(SNodeCB_t *node, PropertyList &list) {
   if constexpr (kIsBase<K>) {
@@ -55,11 +55,10 @@ Rc openRecords(SNodeCB_t *node, PropertyList &list) {
   }
 }
 
-// The single record of an opened base area.
+// Returns the single record of an opened base area.
 inline std::byte *baseRecord(const PropertyList &list) { return list.area.at(list.area.begin(), 0); }
 
-// Finds the record of a key in what was opened. The not-found code of the list's layout; the damage code, the codes of
-// comparing keys.
+// Finds the record of a key. Returns Ok, the layout's not-found code, the damage code, or a code of comparing keys.
 template <class K>
 Rc findRecord(const PropertyList &list, const typename K::Key &key, std::byte *&record) {
   if constexpr (kIsBase<K>) {
@@ -68,24 +67,24 @@ Rc findRecord(const PropertyList &list, const typename K::Key &key, std::byte *&
   } else {
     if (!list.isTable()) return findInArray<K>(list, key, record);
     ChainPlace place;
-    if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return rc;
+    if (Rc rc = findInTable<K>(list, key, place); failed(rc)) return rc;
     record = place.record;
     return place.matched ? Rc::Ok : K::data.notInTable;
   }
 }
 
-// The condition of the node, the list, the record: the codes of each, in this order.
+// Checks the node's condition, opens the list and finds the record. Returns the first failing step's code.
 template <class K>
-Rc locate(SNodeCB_t *node, const typename K::Key &key, PropertyList &list, std::byte *&record) {
+Rc findInNode(SNodeCB_t *node, const typename K::Key &key, PropertyList &list, std::byte *&record) {
   if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return rc;
   if (Rc rc = openRecords<K>(node, list); failed(rc)) return rc;
   return findRecord<K>(list, key, record);
 }
 
-// The same for reading and writing values, which have one not-found code for both layouts.
+// Finds the record for reading or writing a value: both layouts have one not-found code.
 template <class K>
-Rc locateForValue(SNodeCB_t *node, const typename K::Key &key, PropertyList &list, std::byte *&record) {
-  const Rc rc = locate<K>(node, key, list, record);
+Rc findForValue(SNodeCB_t *node, const typename K::Key &key, PropertyList &list, std::byte *&record) {
+  const Rc rc = findInNode<K>(node, key, list, record);
   if constexpr (kIsBase<K>) {
     return rc;
   } else {
@@ -93,10 +92,10 @@ Rc locateForValue(SNodeCB_t *node, const typename K::Key &key, PropertyList &lis
   }
 }
 
-// Whether an address that a caller kept is the start of a record of the list: the kind's damage code when it is not.
-// Before that, for a base kind, the not-found code when there is no property.
+// Validates an address that a caller kept: it must be the start of a record of the list. Returns Ok or the kind's
+// damage code; before it, for a base kind, the not-found code if there is no property.
 template <class K>
-Rc checkRecord(const PropertyList &list, const void *record) {
+Rc validateRecord(const PropertyList &list, const void *record) {
   const std::uint64_t offset = list.area.offsetOf(record);
   if constexpr (kIsBase<K>) {
     if (isNoBase(list)) return K::data.notFound;
@@ -110,12 +109,12 @@ Rc checkRecord(const PropertyList &list, const void *record) {
   }
 }
 
-// The condition of the node, the list, whether the address is a record of it: the codes of each, in this order.
+// Checks the node's condition, opens the list and validates a record's address. Returns the first failing step's code.
 template <class K>
-Rc admitRecord(SNodeCB_t *node, const void *record, PropertyList &list) {
+Rc validateInNode(SNodeCB_t *node, const void *record, PropertyList &list) {
   if (Rc rc = checkCondition(node, kMaskProperties); failed(rc)) return rc;
   if (Rc rc = openRecords<K>(node, list); failed(rc)) return rc;
-  return checkRecord<K>(list, record);
+  return validateRecord<K>(list, record);
 }
 
 }  // namespace sntr

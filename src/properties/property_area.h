@@ -1,11 +1,11 @@
+// SPDX-License-Identifier: MIT
 // The one place that turns offsets inside a property area into addresses.
 //
-// Offsets are counted from the start of the node; they come out of shared memory, so any number may be met. at() checks
-// both ends of what is asked for, and no other line of this room does arithmetic on addresses beyond the record in
-// hand. Records begin at any byte, so the addresses are for layout/words.h and never for a struct.
+// Offsets count from the start of the node. They come from shared memory and may be any number: at() checks both ends
+// of a range. Other files of this folder do address arithmetic only inside the record in hand. Records begin at any
+// byte: use their addresses with layout/words.h, never for a struct.
 //
-// The caller holds the node's section for as long as it uses `used()`; begin, end and size never change in a node's
-// life.
+// Thread safety: the caller holds the node's section while it uses `used()`; begin, end and size never change.
 #pragma once
 
 #include <cstddef>
@@ -21,8 +21,8 @@ namespace sntr {
 
 class PropertyArea {
  public:
-  // Takes a checked copy of the area table's entry; the codes are those of findArea(). From here on nothing in the
-  // table is read again, so that an entry damaged meanwhile cannot move the bounds under an operation.
+  // Takes a checked copy of the area table's entry. Nothing in the table is read again, so later damage to the entry
+  // cannot move the bounds. Returns the codes of findArea().
   Rc open(SNodeCB_t *node, std::uint32_t kind) {
     node_ = node;
     return findArea(node, kind, area_);
@@ -33,7 +33,7 @@ class PropertyArea {
   std::uint64_t size() const { return area_.size; }
   std::uint64_t used() const { return area_.used; }
 
-  // Reads again how much is used, for a caller that opened the area before its section. False: more than there is.
+  // Reads the used bytes again, if the area was opened before the section. Returns false if they exceed the size.
   bool readUsed() {
     area_.used = loadField(node_->areaTable[area_.index].areaUsed);
     return area_.used <= area_.size;
@@ -42,35 +42,34 @@ class PropertyArea {
   // The caller holds the write section, and `used` is at most the size.
   void setUsed(std::uint64_t used) { setAreaUsed(node_, area_, used); }
 
-  // The address of `size` bytes at an offset from the node, or null when they do not all lie in the area.
+  // Returns the address of `size` bytes at an offset from the node, or null if they do not all lie in the area.
   std::byte *at(std::uint64_t offset, std::uint64_t size) const {
     return liesWithin(offset, size, begin(), end()) ? addressIn(node_, offset) : nullptr;
   }
 
-  // The address of an offset that was found to be a slot, or a bucket, of this area by other means than at().
+  // Returns the address of an offset already checked to be a slot, or a bucket, of this area.
   std::byte *atChecked(std::uint64_t offset) const { return addressIn(node_, offset); }
 
-  // The offset of an address from a node; for an address outside the node it is a number that lies in no area of it.
+  // Returns the offset of an address from a node. For an address outside the node it lies in no area of the node.
   static std::uint64_t offsetIn(const SNodeCB_t *node, const void *address) {
     return reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(node);
   }
   std::uint64_t offsetOf(const void *address) const { return offsetIn(node_, address); }
 
-  // The address of an offset that was checked against an area by other means than at().
+  // Returns the address of an offset already checked against an area.
   static std::byte *addressIn(SNodeCB_t *node, std::uint64_t offset) {
     return reinterpret_cast<std::byte *>(node) + offset;
   }
 
-  // A header word, by a position that the kind gives. An area that ends before the word reads as 0, never as the next
-  // area's bytes.
+  // Returns a header word. An area that ends before the word reads as 0, never as the next area's bytes.
   std::uint64_t headerWord(std::uint64_t position) const {
     return position + kWordSize <= size() ? readWord<std::uint64_t>(area_.start + position) : 0;
   }
 
-  // The address of a position that is known to be inside the area.
+  // Returns the address of a position known to be inside the area.
   std::byte *atPosition(std::uint64_t position) const { return area_.start + position; }
 
-  // A word of the tail. Only for an area that is known to hold a table, whose tail then fits.
+  // Returns a word of the tail. The area must hold a table, so that the tail fits.
   std::byte *tailWord(std::uint64_t position) const { return atPosition(size() - sizeof(TableTail) + position); }
 
  private:

@@ -1,7 +1,9 @@
-// Adding and deleting one property, over any keyed kind: the checks, the section, and the layout that is met.
-//
-// The list is opened twice: before the section for the order of the codes, and inside it for use, because another
-// process may have laid the list out in between.
+// SPDX-License-Identifier: MIT
+// Adds and deletes one property, over any keyed kind: the checks, the section, and the choice of the layout. The list
+// is opened twice: before the section for the order of the codes, and inside it for use. Another process may have laid
+// it out in between.
+// Thread safety: any thread; each function enters the write section, unless the caller holds it. The exception is
+// findInTableOnly(), which needs the caller's section.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +13,7 @@
 
 namespace sntr {
 
-// What a change is for: a list of either layout in an active node, or a table alone whatever the node's condition.
+// The reach of a change: a list of either layout in an active node, or a table alone in any condition of the node.
 enum class Reach : bool { AnyList, TableOnly };
 
 template <Reach reach>
@@ -19,7 +21,6 @@ Rc checkConditionFor(const SNodeCB_t *node) {
   return reach == Reach::TableOnly ? Rc::Ok : checkCondition(node, kMaskProperties);
 }
 
-// Adds a property.
 template <class K, Reach reach = Reach::AnyList>
 Rc addProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, const typename K::Value &value,
                std::uint64_t latchHeld) {
@@ -36,7 +37,7 @@ Rc addProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, const typen
   });
 }
 
-// Deletes a property. From a table alone the list's codes come before the section's, too.
+// Deletes a property. From a table alone, the list's codes come also before the section's.
 template <class K, Reach reach = Reach::AnyList>
 Rc deleteProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t latchHeld) {
   constexpr bool tableOnly = reach == Reach::TableOnly;
@@ -51,8 +52,7 @@ Rc deleteProperty(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uin
   });
 }
 
-// Searches a table. `out` receives the record at which the search stopped, whatever the answer, and keeps what it holds
-// when there was none.
+// Searches a table. `out` receives the record at which the search stopped, found or not, and is unchanged without one.
 template <class K>
 Rc findInTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, SNodeProperty_t **out) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
@@ -61,7 +61,7 @@ Rc findInTableOnly(const Trace &t, SNodeCB_t *node, typename K::Key key, SNodePr
   if (Rc rc = openToFind<K>(node, list); failed(rc)) return t.fail(3, rc);
   if (!list.isTable()) return t.fail(4, K::data.notInTable);
   ChainPlace place;
-  if (Rc rc = searchTable<K>(list, key, place); failed(rc)) return t.fail(5, rc);
+  if (Rc rc = findInTable<K>(list, key, place); failed(rc)) return t.fail(5, rc);
   if (place.record != nullptr) *out = reinterpret_cast<SNodeProperty_t *>(place.record);
   return t.fail(6, place.matched ? Rc::Ok : K::data.notInTable);
 }

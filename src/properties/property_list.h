@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // A property list as an operation sees it: the area, its limits and bucket counts, each read once and checked.
 //
-// Opening one is the first step of every operation. What is opened before a section only tells whether to go on, since
-// another process may lay the list out meanwhile; what is used is opened inside the section.
+// Thread safety: every operation opens its list first. A list opened before a section only decides whether to go on,
+// because another process may lay it out meanwhile; the list that is used is opened inside the section.
 #pragma once
 
 #include <algorithm>
@@ -45,10 +46,10 @@ struct PropertyList {
   std::uint64_t firstSlot() const { return area.begin() + tableHeadSize(); }
 };
 
-// What follows takes the kind as an argument of its own, and not from the list: known where it is called, its numbers
-// become constants there, and a list that only this call sees need not stand in memory.
+// These functions take the kind as an argument, not from the list: its numbers become constants at the call, and a list
+// local to the call need not be stored.
 
-// Reads the bucket counts of an opened area. BadBucketCount: out of range, a later one 0, or a table that does not fit.
+// Reads the bucket counts. Returns Ok, or BadBucketCount: out of range, a later one 0, or a table that does not fit.
 [[gnu::always_inline]] inline Rc readBucketCounts(const KindData &kind, PropertyList &list) {
   list.bucketCounts[0] = list.area.headerWord(kind.bucketCountAt);
   list.bucketCounts[1] = 0;
@@ -66,7 +67,7 @@ struct PropertyList {
   return first <= list.area.end() - kTailSize ? Rc::Ok : Rc::BadBucketCount;
 }
 
-// Reads the limits of an opened area. MaxIDSizeTooLarge, BadMaxValueSize.
+// Reads the limits of an opened area. Returns Ok, MaxIDSizeTooLarge or BadMaxValueSize.
 [[gnu::always_inline]] inline Rc readLimits(const KindData &kind, const PropertyArea &area, Limits &out) {
   out = Limits{0, 0};
   if (kind.maxIDAt != kNoField) {
@@ -78,7 +79,7 @@ struct PropertyList {
   return checkMaxValueSize(out.maxValue);
 }
 
-// The codes of findArea(), then BadBucketCount, MaxIDSizeTooLarge, BadMaxValueSize. The node is not null.
+// Opens a list; the node is not null. Returns Ok, BadBucketCount, or the codes of findArea() and readLimits().
 [[gnu::always_inline]] inline Rc openList(SNodeCB_t *node, const KindData &kind, PropertyList &out) {
   out.kind = &kind;
   if (Rc rc = out.area.open(node, kind.selector); failed(rc)) return rc;
@@ -86,8 +87,8 @@ struct PropertyList {
   return readLimits(kind, out.area, out.limits);
 }
 
-// The slots of a table that were ever handed out, from `first` on, all of one size and below `high`. An offset before
-// the first wraps and is too far away. All numbers are below 2^32.
+// The slots of a table that were ever handed out: from `first` on, of one size, below `high`. An offset before the
+// first wraps and is too far away. All numbers are below 2^32.
 static_assert(SNTR_MAX_NODE_SIZE < std::uint64_t{1} << 32 && SNTR_MAX_AREA_SIZE < std::uint64_t{1} << 27);
 class SlotRange {
  public:
@@ -96,7 +97,7 @@ class SlotRange {
 
   constexpr std::uint64_t size() const { return size_; }
 
-  // What is left of the offset fits 32 bits, which divide faster.
+  // The remainder fits 32 bits, which divide faster.
   constexpr bool holds(std::uint64_t offset) const {
     const std::uint64_t behind = offset - first_;
     return behind < distance_ && static_cast<std::uint32_t>(behind) % static_cast<std::uint32_t>(size_) == 0;
@@ -105,12 +106,12 @@ class SlotRange {
  private:
   std::uint64_t first_;
   std::uint64_t size_;
-  std::uint64_t distance_;  // that every slot's offset stays below
+  std::uint64_t distance_;  // every slot's offset from the first is below it
 };
 
-// The same for a size that is known at compile time: which slot an offset is. That is one multiplication by the inverse
-// of the size's odd part and a rotation by the rest of it; what is no slot's offset becomes larger than any number of
-// slots. With the range above a get of a register takes a twentieth longer.
+// A range with a slot size known at compile time. The index of a slot takes one multiplication by the inverse of the
+// size's odd part, and one rotation. An offset of no slot becomes larger than any number of slots. With SlotRange, a
+// get of a register takes a twentieth longer.
 template <std::uint64_t slotSize>
 class FixedSlotRange {
  public:
@@ -123,14 +124,14 @@ class FixedSlotRange {
 
  private:
   static constexpr int kTwos = std::countr_zero(slotSize);
-  // Each step doubles the number of bits that are right, from the three that every odd number is its own inverse in.
+  // Each step doubles the number of correct bits; every odd number is its own inverse in the first three.
   static constexpr std::uint64_t kInverse = [] {
     const std::uint64_t odd = slotSize >> kTwos;
     std::uint64_t inverse = odd;
     for (int bits = 3; bits < 64; bits *= 2) inverse *= 2 - odd * inverse;
     return inverse;
   }();
-  // The division of any number below 2^27 by the size.
+  // Division of any number below 2^27 by the size.
   static constexpr int kShift = 35;
   static constexpr std::uint64_t kReciprocal = ((std::uint64_t{1} << kShift) + slotSize - 1) / slotSize;
   static_assert((kReciprocal * slotSize - (std::uint64_t{1} << kShift)) << 27 < std::uint64_t{1} << kShift);
@@ -147,19 +148,19 @@ constexpr bool holdsItsSlots() {
 }
 static_assert(holdsItsSlots<SlotRange>() && holdsItsSlots<FixedSlotRange<152>>());
 
-// Whether an offset is that of a slot of a list's table whose slots end at `high`.
+// Returns true for the offset of a slot in a list's table whose slots end at `high`.
 inline bool isSlot(const PropertyList &list, std::uint64_t slotSize, std::uint64_t offset, std::uint64_t high) {
   return SlotRange(list.firstSlot(), high, slotSize).holds(offset);
 }
 
-// Where the slots that were ever handed out end. A damaged word never leads behind the tail.
+// Returns the end of the slots that were ever handed out. A damaged word never leads beyond the tail.
 inline std::uint64_t slotsEnd(const PropertyList &list) {
   const auto next = readWord<std::uint64_t>(list.area.tailWord(offsetof(TableTail, nextFreeOffset)));
   return std::min(next, list.area.end() - kTailSize);
 }
 
-// The sizes of a kind's slot and array record: constants for a kind whose records hold no bytes of varying number, so
-// that the division in isSlot() becomes a multiplication.
+// The sizes of a kind's slot and array record. They are constants if its records hold no bytes of varying number: then
+// the division in isSlot() becomes a multiplication.
 template <class K>
 constexpr bool kFixedSize = K::data.maxIDAt == kNoField &&K::data.maxValueAt == kNoField;
 

@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: MIT
 // The formats of the property areas: headers, tail, slots and records of each kind, each beside its field table.
 //
-// Shared memory: no row may ever change. An area may begin at any byte of a node, so these structs are never laid over
-// memory; they give the tables and the offsets of fields, and words are reached through layout/words.h.
+// An area may begin at any byte of a node, so these structs are never laid over memory. They define the tables and the
+// offsets of fields; layout/words.h accesses the words.
+// Invariant: this is shared memory, so no row may ever change.
 #pragma once
 
 #include <oss/atomic.h>
@@ -134,8 +136,8 @@ inline constexpr FieldRow kKeyLinksFields[] = {
 };
 static_assert(tiles(kKeyLinksFields, 0x28) && sizeof(KeyLinks) == 0x28);
 
-// The starts of the other areas. An array's header ends behind its first bucket count, which is 0: its first record
-// stands where a table has the further counts.
+// The headers of the other areas. An array's header ends behind its first bucket count, which is 0: its first record
+// lies where a table has the further counts.
 struct VAreaHeader {
   std::uint64_t maxValueSize;
   std::uint64_t bucketCount;
@@ -179,7 +181,7 @@ inline constexpr FieldRow kIVAreaHeaderFields[] = {
 };
 static_assert(tiles(kIVAreaHeaderFields, 0x28) && sizeof(IVAreaHeader) == 0x28);
 
-// The export list of a node: what its callers say of its properties.
+// The export list of a node: its callers' statements about its properties.
 constexpr std::size_t kExportEntries = 58;
 
 struct ExportListArea {
@@ -193,7 +195,7 @@ inline constexpr FieldRow kExportListFields[] = {
 };
 static_assert(tiles(kExportListFields, 240) && sizeof(ExportListArea) == 240);
 
-// The end of every area that holds a table. The stack of freed slots grows down from here.
+// The end of every area with a table. The stack of freed slots grows down from here.
 struct TableTail {
   std::uint64_t nextFreeOffset;
   std::uint64_t freedCount;

@@ -1,6 +1,7 @@
-// Copying bytes that a writer may be changing, for a reader without the latch (frame/sequence.h).
-//
-// From a multiple of 8, whole words are copied by relaxed loads; from anywhere else, single bytes. Any thread.
+// SPDX-License-Identifier: MIT
+// Copies bytes that a writer may be changing, for a reader without the latch (frame/sequence.h). From a multiple of 8,
+// relaxed loads copy whole words; from anywhere else, single bytes.
+// Thread safety: any thread.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +14,7 @@ namespace sntr {
 
 inline bool isWordPlace(const std::byte *at) { return reinterpret_cast<std::uintptr_t>(at) % kWordSize == 0; }
 
-// Copies one word, or four. Written out, since the compiler unrolls no loop with atomics in it.
+// Copies one word, or four. Written out, because the compiler unrolls no loop with atomics in it.
 inline void copyWord(std::byte *to, const std::byte *from) {
   writeWord<std::uint64_t>(to, readWord<std::uint64_t>(from));
 }
@@ -31,7 +32,7 @@ inline void copyBytesSingly(std::byte *to, const std::byte *from, std::uint64_t 
   for (std::uint64_t i = 0; i < count; ++i) to[i] = static_cast<std::byte>(readWord<std::uint8_t>(from + i));
 }
 
-// In a function of its own, which has registers for four words.
+// A function of its own, which has registers for four words.
 [[gnu::noinline]] inline void copyShared(std::byte *to, const std::byte *from, std::uint64_t count) {
   std::uint64_t at = 0;
   if (isWordPlace(from)) {
@@ -41,7 +42,7 @@ inline void copyBytesSingly(std::byte *to, const std::byte *from, std::uint64_t 
   copyBytesSingly(to + at, from + at, count - at);
 }
 
-// Up to so many bytes are copied in line.
+// The largest number of bytes that is copied in line.
 constexpr std::uint64_t kMostInLine = 64;
 
 // Copies up to kMostInLine bytes, a multiple of 8, by words: the first four and the last four, which overlap.

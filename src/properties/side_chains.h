@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: MIT
 // The second and third chain of a slot whose key has an identifier: by tag alone, and by identifier alone.
 //
-// A link leads from word to word: a bucket and a slot's `next` word hold the offset of the next slot's `next` word, and
-// the word after that one leads back to the word that leads here. So a slot can be taken out without a search. Newest
-// first. The full-key chain says what exists; these two only help to find it, and a slot may be in neither.
-//
-// Every word may be damaged, so whatever is to be changed is checked first, all of it before the first store. Callers
-// hold the node's write section, and for visiting the section, and have opened the list inside it as a table.
+// Thread safety: the caller holds the node's write section (for visiting, the section) and opened the table inside it.
+// Invariants:
+// 1. A link leads from word to word, newest first. A bucket and a slot's `next` word hold the offset of the next slot's
+//    `next` word. The word after it leads back to the word that leads here, so unlinking needs no search.
+// 2. The full-key chain decides what exists; these two only help to find it, and a slot may be in neither.
+// 3. Every word may be damaged: all words to be changed are checked before the first store.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +19,7 @@
 
 namespace sntr {
 
-// Where a chain's two words stand in a slot, and which array of buckets heads it.
+// The position of a chain's two words in a slot, and the index of its array of buckets.
 struct SideChain {
   std::uint64_t nextAt;
   std::size_t array;
@@ -30,20 +31,20 @@ inline constexpr SideChain kTagChain{offsetof(KeyLinks, tagNext), 1};
 inline constexpr SideChain kIDChain{offsetof(KeyLinks, idNext), 2};
 static_assert(kTagChain.prevAt() == offsetof(KeyLinks, tagPrev) && kIDChain.prevAt() == offsetof(KeyLinks, idPrev));
 
-// The offset of the bucket of a hash.
+// Returns the offset of the bucket of a hash.
 inline std::uint64_t sideBucket(const PropertyList &list, const SideChain &chain, std::uint64_t hash) {
   std::uint64_t index = hash % list.bucketCounts[chain.array];
   for (std::size_t i = 0; i < chain.array; ++i) index += list.bucketCounts[i];
   return list.area.begin() + list.kind->tableHeader + kWordSize * index;
 }
 
-// The bucket that a new slot goes behind, and what the bucket holds.
+// The bucket for a new slot, and its content.
 struct SideHead {
   std::uint64_t bucket = 0;
   std::uint64_t first = 0;
 };
 
-// Reads the head of a chain. The kind's damage code when it leads to no slot.
+// Reads the head of a chain. Returns Ok, or the kind's damage code if it leads to no slot.
 inline Rc readSideHead(const PropertyList &list, const SideChain &chain, std::uint64_t hash, SideHead &out) {
   out.bucket = sideBucket(list, chain, hash);
   out.first = readWord<std::uint64_t>(list.area.at(out.bucket, kWordSize));
@@ -51,7 +52,7 @@ inline Rc readSideHead(const PropertyList &list, const SideChain &chain, std::ui
   return sound ? Rc::Ok : list.kind->damaged;
 }
 
-// Puts a slot before the first of a chain.
+// Links a slot before the first of a chain.
 inline void pushSide(const PropertyList &list, const SideChain &chain, const SideHead &head, std::uint64_t slot) {
   const std::uint64_t here = slot + chain.nextAt;
   writeWord<std::uint64_t>(list.area.at(here, kWordSize), head.first);
@@ -68,7 +69,7 @@ struct SideNeighbours {
   std::uint64_t prev = 0;
 };
 
-// Finds the neighbours. The kind's damage code when one lies outside the area or does not lead here.
+// Finds the neighbours. Returns Ok, or the kind's damage code if one lies outside the area or does not lead here.
 inline Rc findNeighbours(const PropertyList &list, const SideChain &chain, std::uint64_t slot, SideNeighbours &out) {
   const std::uint64_t here = slot + chain.nextAt;
   out.prev = readWord<std::uint64_t>(list.area.at(here + kWordSize, kWordSize));
@@ -86,7 +87,7 @@ inline Rc findNeighbours(const PropertyList &list, const SideChain &chain, std::
   return leadsHere(out.back) ? Rc::Ok : list.kind->damaged;
 }
 
-// Takes a slot out of a chain; its own words stay.
+// Unlinks a slot from a chain; its own words stay.
 inline void unlinkSide(const SideNeighbours &neighbours) {
   if (neighbours.before == nullptr) return;
   if (neighbours.back != nullptr) writeWord<std::uint64_t>(neighbours.back, neighbours.prev);
@@ -123,7 +124,7 @@ struct SideLinks {
   }
 };
 
-// For kinds without these chains there is nothing to read, push, find or unlink.
+// Replaces SideHeads and SideLinks for kinds without these chains; does nothing.
 struct NoSideChains {
   template <class Any>
   static constexpr Rc read(const PropertyList & /*list*/, const Any & /*key*/) {

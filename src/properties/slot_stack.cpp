@@ -1,5 +1,5 @@
-// See slot_stack.h. Each word is read once; sums cannot wrap, because the stack's count is bounded before it is used
-// and an area lies inside its node.
+// SPDX-License-Identifier: MIT
+// See slot_stack.h. Each word is read once. No sum wraps: the stack's count is checked, and areas lie inside the node.
 #include "properties/slot_stack.h"
 
 namespace sntr {
@@ -10,7 +10,7 @@ std::byte *nextFreeWord(const PropertyList &list) { return list.area.tailWord(of
 
 std::byte *freedCountWord(const PropertyList &list) { return list.area.tailWord(offsetof(TableTail, freedCount)); }
 
-// Whether a slot more would be accounted for inside the area.
+// Returns true if one more slot still counts as inside the area.
 bool hasRoom(const PropertyList &list, std::uint64_t used, std::uint64_t bytes) {
   return list.area.size() - used >= bytes;
 }
@@ -24,8 +24,8 @@ Rc readFreedStack(const PropertyList &list, FreedStack &out) {
   return out.bytes <= list.area.size() ? Rc::Ok : Rc::BadFreedStack;
 }
 
-// The used bytes are tested before the offset: a full area is the common failure, a damaged offset the rare one. The
-// slot must end below the stack, whatever the two words of the tail say of each other.
+// Tests the used bytes before the offset: a full area is the common failure, a damaged offset the rare one. The slot
+// must end below the stack, even if the two words of the tail contradict each other.
 Rc takeFreshSlot(PropertyList &list, const FreedStack &stack, SlotLease &out) {
   const std::uint64_t size = list.slotSize();
   if (!hasRoom(list, list.area.used(), size)) return Rc::NoRoomForSlot;
@@ -37,7 +37,7 @@ Rc takeFreshSlot(PropertyList &list, const FreedStack &stack, SlotLease &out) {
 }
 
 // The popped offset may be anything; only a slot that was handed out before, and below the stack, is taken. The word
-// itself stays where it is, which is what giveBackSlot() relies on.
+// itself stays on the stack: giveBackSlot() relies on it.
 Rc takeFreedSlot(PropertyList &list, SlotLease &out) {
   FreedStack stack{};
   if (Rc rc = readFreedStack(list, stack); failed(rc)) return rc;
@@ -65,7 +65,7 @@ void giveBackSlot(PropertyList &list, const SlotLease &slot) {
     writeWord<std::uint64_t>(nextFreeWord(list), slot.offset);
     return;
   }
-  // Its word is still on the stack: taking a slot only lowers the count above it.
+  // The slot's word is still on the stack: taking a slot only lowers the count.
   const auto count = readWord<std::uint64_t>(freedCountWord(list));
   writeWord<std::uint64_t>(freedCountWord(list), count + 1);
   list.area.setUsed(list.area.used() + kWordSize);
@@ -77,7 +77,7 @@ Rc pushFreedSlot(PropertyList &list, std::uint64_t offset) {
   if (Rc rc = readFreedStack(list, stack); failed(rc)) return rc;
   const std::uint64_t high = slotsEnd(list);
   if (!isSlot(list, list.slotSize(), offset, high)) return list.kind->damaged;
-  // The new word must lie between the slots and the stack. Who freed 0x8000 slots has filled the stack for good.
+  // The new word must lie between the slots and the stack. After 0x8000 freed slots the stack is full for good.
   const std::uint64_t position = list.area.end() - stack.bytes - kWordSize;
   if (stack.count == SNTR_MAX_PROPERTIES || position < high) return Rc::NoRoomForFreedSlot;
   writeWord<std::uint64_t>(list.area.at(position, kWordSize), offset);

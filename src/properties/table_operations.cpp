@@ -1,6 +1,6 @@
+// SPDX-License-Identifier: MIT
 // The exported operations on hash tables: find, add and delete in a table alone, and the allocator of slots.
-//
-// The slot operations serve the four keyed kinds and take no latch: their callers hold the node's write section.
+// Thread safety: as sntr/properties.h says. The slot operations take no latch; their callers hold the write section.
 #include "frame/trace.h"
 #include "properties/kind_types.h"
 #include "properties/property_changes.h"
@@ -11,8 +11,8 @@ namespace sntr {
 
 namespace {
 
-// Opens a table of any keyed kind. NullNode, the output's code, BadKind, the codes of openList(), BadBucketCount for an
-// array.
+// Opens a table of any keyed kind. Returns Ok, NullNode, the output's code, BadKind, a code of openList(), or
+// BadBucketCount for an array.
 Rc openTable(SNodeCB_t *node, std::uint32_t selector, Rc output, PropertyList &list) {
   if (node == nullptr) return Rc::NullNode;
   if (failed(output)) return output;
@@ -24,7 +24,7 @@ Rc openTable(SNodeCB_t *node, std::uint32_t selector, Rc output, PropertyList &l
 
 constexpr Rc checkOutput(const void *output, Rc rc) { return output == nullptr ? rc : Rc::Ok; }
 
-// Which of the two numbers of the freed stack is wanted.
+// Reads one of the two numbers of the freed stack.
 Rc readStackNumber(SNodeCB_t *node, std::uint32_t kind, std::uint64_t *out, std::uint64_t FreedStack::*number) {
   PropertyList list;
   if (Rc rc = openTable(node, kind, checkOutput(out, Rc::NullFreedCountOutput), list); failed(rc)) return rc;
@@ -49,7 +49,7 @@ Rc freeSlotOf(SNodeCB_t *node, std::uint32_t kind, const std::uint64_t *link) {
   return pushFreedSlot(list, readWord<std::uint64_t>(link));
 }
 
-// The bucket counts alone: unlike an operation on the list, this one has no use for the limits.
+// Reads the bucket counts alone; unlike an operation on the list, this one does not need the limits.
 Rc openBuckets(SNodeCB_t *node, std::uint32_t selector, PropertyList &list) {
   if (Rc rc = list.area.open(node, selector); failed(rc)) return rc;
   return readBucketCounts(*findKind(selector), list);

@@ -1,7 +1,7 @@
-// The hash functions of the property tables.
-//
-// Every process that maps a node must find the same bucket for a key, so these functions are part of the format. Pure
-// functions; any thread. All arithmetic is unsigned 64-bit and wraps.
+// SPDX-License-Identifier: MIT
+// The hash functions of the property tables. All arithmetic is unsigned 64-bit and wraps.
+// Thread safety: pure functions; any thread.
+// Invariant: they are part of the format, because every process that maps a node must find the same bucket for a key.
 #pragma once
 
 #include <array>
@@ -11,10 +11,9 @@
 
 namespace sntr {
 
-// The hash of a string of bytes with a seed: three sums, taken in byte by byte, x ^= c, s += c, p = (p + 1)(c + 1).
-//
-// Only the third waits for its last multiplication. So several steps of it are made one, with factors that wait for
-// nothing: ((p + 1) a + 1) b = (p + 1) ab + b.
+// The hash of a string of bytes with a seed: three sums, each byte folded in by x ^= c, s += c, p = (p + 1)(c + 1).
+// Only the third depends on its last multiplication. So several steps of it are merged, with independent factors:
+// ((p + 1) a + 1) b = (p + 1) ab + b.
 class KeyHash {
  public:
   constexpr explicit KeyHash(std::uint64_t seed) : exclusive_(seed), sum_(seed), product_(seed) {}
@@ -32,7 +31,7 @@ class KeyHash {
     product_ = (product_ + 1) * ((first + 1) * (second + 1)) + (second + 1);
   }
 
-  // Eight bytes, the lowest one first. The first two sums do not care for the order, and take all bytes at once.
+  // Eight bytes, the lowest one first. The first two sums do not depend on the order, and take all bytes at once.
   constexpr void foldEight(std::uint64_t bytes) {
     constexpr std::uint64_t kEvenBytes = 0x00ff00ff00ff00ff, kOnes = 0x0001000100010001;
     const std::uint64_t even = bytes & kEvenBytes, odd = bytes >> 8 & kEvenBytes;
@@ -40,7 +39,7 @@ class KeyHash {
     folded ^= folded >> 16;
     exclusive_ ^= (folded ^ folded >> 8) & 0xff;
     sum_ += (even + odd) * kOnes >> 48;
-    // a and b, of each two bytes: 256 at most, and so two lanes of 16 bits for each.
+    // a and b, of each two bytes: 256 at most, so two lanes of 16 bits for each.
     std::uint64_t a = even + kOnes, b = odd + kOnes;
     for (int pair = 0; pair < 4; ++pair, a >>= 16, b >>= 16) {
       const std::uint64_t second = b & 0xffff;
@@ -65,8 +64,8 @@ constexpr void forEachDigit(std::uint64_t number, Take &&take) {
   } while (number != 0);
 }
 
-// Folds in the digits of a number, which are made as they are needed and never stored. Two at a time: one division for
-// both, and a multiplication that is one for each number below 100.
+// Folds in the digits of a number, computed as needed and never stored. Two at a time: one division for both, and a
+// multiplication that replaces the second division for numbers below 100.
 constexpr std::uint64_t foldDigits(KeyHash hash, std::uint32_t number) {
   while (number >= 10) {
     const std::uint32_t above = number / 100;
@@ -80,12 +79,12 @@ constexpr std::uint64_t foldDigits(KeyHash hash, std::uint32_t number) {
   return hash.value();
 }
 
-// What some digits do to the three sums: of the product, p + 1 becomes (p + 1) factor + addend. 16 bits are enough, so
-// that a table of all pairs of digits stays within 13 lines of the processor's cache.
+// The effect of some digits on the three sums: for the product, p + 1 becomes (p + 1) factor + addend. 16 bits are
+// enough: a table of all pairs of digits fits 13 lines of the processor's cache.
 struct DigitStep {
   std::uint16_t factor;
   std::int16_t addend;
-  std::uint16_t start;  // what p + 1 becomes when these digits are the first, and p is 0
+  std::uint16_t start;  // the value of p + 1 if these digits are the first, and p is 0
   std::uint8_t sum;
   std::uint8_t exclusive;
 };
@@ -112,11 +111,11 @@ constexpr DigitStep lastStep(std::uint32_t above) {
   return step;
 }
 
-// The tables side by side: one address leads to each.
+// The tables side by side, so that one address leads to each.
 struct DigitTables {
   std::array<DigitStep, kPairs> pairs;
   std::array<DigitStep, kPairs> last;
-  std::array<std::uint16_t, kPairs> whole;  // the hash of a number that has no other digits
+  std::array<std::uint16_t, kPairs> whole;  // the hash of a number without further digits
 };
 inline constexpr DigitTables kDigits = [] {
   DigitTables tables{};
@@ -128,9 +127,9 @@ inline constexpr DigitTables kDigits = [] {
   return tables;
 }();
 
-// The hash of a tag that a property may have: that of its digits, of which it has seven at most. Every operation on one
-// property waits for it. So pairs of digits are looked up and not worked out, and three and four digits are one way
-// through without a branch, since no processor foresees which it is.
+// Returns the hash of a tag that a property may have, with seven digits at most. Every operation on one property waits
+// for it. So pairs of digits are looked up, not computed. Three and four digits share one path without a branch,
+// because no processor predicts which it is.
 constexpr std::uint64_t hashPropertyTag(std::uint64_t tag) {
   const auto number = static_cast<std::uint32_t>(tag);
   if (number < kPairs) return kDigits.whole[number];
@@ -154,14 +153,14 @@ constexpr std::uint64_t hashPropertyTag(std::uint64_t tag) {
   return product ^ sum ^ exclusive;
 }
 
-// The same for any number.
+// Returns the hash of any number as a tag.
 constexpr std::uint64_t hashTag(std::uint64_t tag) {
   KeyHash hash(0);
   for (; tag >> 32 != 0; tag /= 100) hash.fold('0' + tag % 10, '0' + tag / 10 % 10);
   return foldDigits(hash, static_cast<std::uint32_t>(tag));
 }
 
-// The hash of an identifier. The seed is the tag for the full key and 0 for the identifier alone.
+// Returns the hash of an identifier. The seed is the tag for the full key, and 0 for the identifier alone.
 inline std::uint64_t hashBytes(std::uint64_t seed, const std::uint8_t *bytes, std::size_t count) {
   KeyHash hash(seed);
   std::size_t at = 0;

@@ -1,4 +1,6 @@
-// The exported operations on values that are registers, and on result codes of all kinds.
+// SPDX-License-Identifier: MIT
+// The exported operations on registers, and on result codes of all kinds.
+// Thread safety: as sntr/properties.h says.
 #include "frame/trace.h"
 #include "properties/fast_values.h"
 #include "properties/kind_types.h"

@@ -1,9 +1,13 @@
-// Reading and writing registers and result codes, over the kinds whose value is a register and, for result codes and
-// addresses, over any kind. Values of bytes are in byte_values.h. This is the full way; fast_values.h is the fast one.
+// SPDX-License-Identifier: MIT
+// Reads and writes registers, over the kinds with one; and result codes and addresses, over any kind. Values of bytes
+// are in byte_values.h. This is the full way; fast_values.h is the fast way.
 //
-// A register is an atomic cell: a caller may keep a register's address and change it without the node's latch, so even
-// the holder of the section meets other threads here. Arguments are checked, and the key is hashed, before anything of
-// the list is read. Reads take no latch: what they find goes to locals, and to the caller once it is known to stand.
+// Thread safety: any thread; the functions that return an address, or have no Trace, need the node's section.
+// Invariants:
+// 1. A register is an atomic cell. A caller may keep its address and change it without the node's latch: even the
+//    holder of the section shares it with other threads.
+// 2. Arguments are checked, and the key is hashed, before anything of the list is read.
+// 3. Reads take no latch: they store results in locals, and in the caller's outputs once they are known to be valid.
 #pragma once
 
 #include <cstddef>
@@ -20,13 +24,13 @@ std::int32_t readRegister(const std::byte *record) {
   return readCell(cellAt(record + K::valueAt));
 }
 
-// AtomicFailed, and the register is what it was.
+// Returns Ok, or AtomicFailed with the register unchanged.
 template <class K>
 Rc writeRegister(std::byte *record, std::int32_t value) {
   return writeCell(cellAt(record + K::valueAt), value);
 }
 
-// Reads the value of a key. After a failure the output is what it was.
+// Reads the value of a key. After a failure the output is unchanged.
 template <class K>
 Rc getRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t *out, std::uint64_t latchHeld) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
@@ -35,7 +39,7 @@ Rc getRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_
   const Rc rc = readWithoutLatch(t, node, heldIf(latchHeld), [&]() -> Finding {
     PropertyList list;
     std::byte *record = nullptr;
-    if (Rc bad = locateForValue<K>(node, key, list, record); failed(bad)) return {3, bad};
+    if (Rc bad = findForValue<K>(node, key, list, record); failed(bad)) return {3, bad};
     value = readRegister<K>(record);
     return {};
   });
@@ -50,13 +54,13 @@ Rc setRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
+    if (Rc rc = findForValue<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
     return t.fail(3, writeRegister<K>(record, value));
   });
 }
 
-// Reads both by the record's address, which any process may have kept from a time when the list looked different: it is
-// looked at only once the node was found active.
+// Reads both by the record's address, which any process may have kept while the list changed. The address is used only
+// after the node was found active.
 template <class K>
 Rc getRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, std::int32_t *out, std::uint64_t *rcOut,
                     std::uint64_t latchHeld) {
@@ -69,7 +73,7 @@ Rc getRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, 
   std::uint64_t rcValue = 0;
   const Rc rc = readWithoutLatch(t, node, heldIf(latchHeld), [&]() -> Finding {
     PropertyList list;
-    if (Rc bad = admitRecord<K>(node, record, list); failed(bad)) return {5, bad};
+    if (Rc bad = validateInNode<K>(node, record, list); failed(bad)) return {5, bad};
     value = readRegister<K>(record);
     rcValue = readWord<std::uint64_t>(record + kRCAt);
     return {};
@@ -80,7 +84,7 @@ Rc getRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, 
   return rc;
 }
 
-// Writes both by the record's address. The register first: when its exchange fails nothing was changed.
+// Writes both by the record's address. The register goes first: if its exchange fails, nothing was changed.
 template <class K>
 Rc setRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, std::int32_t value,
                     std::uint64_t rcValue, std::uint64_t latchHeld) {
@@ -89,14 +93,14 @@ Rc setRegisterAndRC(const Trace &t, SNodeCB_t *node, SNodeProperty_t *property, 
   auto *record = reinterpret_cast<std::byte *>(property);
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     PropertyList list;
-    if (Rc rc = admitRecord<K>(node, record, list); failed(rc)) return t.fail(3, rc);
+    if (Rc rc = validateInNode<K>(node, record, list); failed(rc)) return t.fail(3, rc);
     if (Rc rc = writeRegister<K>(record, value); failed(rc)) return t.fail(4, rc);
     writeWord<std::uint64_t>(record + kRCAt, rcValue);
     return Rc::Ok;
   });
 }
 
-// Reads the result code of a key. Unlike a value's, its not-found code tells the layout of the list.
+// Reads the result code of a key. Unlike a value's, its not-found code depends on the layout of the list.
 template <class K>
 Rc getRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t *rcOut, std::uint64_t latchHeld) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
@@ -105,7 +109,7 @@ Rc getRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t *rc
   const Rc rc = readWithoutLatch(t, node, heldIf(latchHeld), [&]() -> Finding {
     PropertyList list;
     std::byte *record = nullptr;
-    if (Rc bad = locate<K>(node, key, list, record); failed(bad)) return {3, bad};
+    if (Rc bad = findInNode<K>(node, key, list, record); failed(bad)) return {3, bad};
     rcValue = readWord<std::uint64_t>(record + kRCAt);
     return {};
   });
@@ -120,32 +124,32 @@ Rc setRC(const Trace &t, SNodeCB_t *node, typename K::Key key, std::uint64_t rcV
   return writeSection(t, node, heldIf(latchHeld), [&]() -> Rc {
     PropertyList list;
     std::byte *record = nullptr;
-    if (Rc rc = locate<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
+    if (Rc rc = findInNode<K>(node, key, list, record); failed(rc)) return t.fail(2, rc);
     writeWord<std::uint64_t>(record + kRCAt, rcValue);
     return Rc::Ok;
   });
 }
 
-// The address of a record, for a caller that holds the section.
+// Returns the address of a record to a caller that holds the section.
 template <class K>
 Rc addressOfRecord(const Trace &t, SNodeCB_t *node, typename K::Key key, SNodeProperty_t **out) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (out == nullptr) return t.fail(2, K::data.nullRecord);
   PropertyList list;
   std::byte *record = nullptr;
-  if (Rc rc = locate<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = findInNode<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
   *out = reinterpret_cast<SNodeProperty_t *>(record);
   return Rc::Ok;
 }
 
-// The address of a register, for a caller that holds the section. It may be any address.
+// Returns the address of a register, at any alignment, to a caller that holds the section.
 template <class K>
 Rc addressOfRegister(const Trace &t, SNodeCB_t *node, typename K::Key key, std::int32_t **out) {
   if (Rc rc = prepare<K>(node, key); failed(rc)) return t.fail(1, rc);
   if (out == nullptr) return t.fail(2, K::data.nullRecord);
   PropertyList list;
   std::byte *record = nullptr;
-  if (Rc rc = locateForValue<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
+  if (Rc rc = findForValue<K>(node, key, list, record); failed(rc)) return t.fail(3, rc);
   *out = reinterpret_cast<std::int32_t *>(record + K::valueAt);
   return Rc::Ok;
 }

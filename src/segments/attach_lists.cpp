@@ -1,5 +1,5 @@
-// The exported lists of attached segments, and the comparison of segment keys that they rest on. Each name has its one
-// definition here; the work is list_operations.h's.
+// SPDX-License-Identifier: MIT
+// The exported lists of attached segments, and the comparison of segment keys. list_operations.h does the work.
 #include "segments/list_operations.h"
 
 using namespace sntr;
@@ -20,54 +20,44 @@ std::uint32_t sntrCompareSegID(std::uint32_t mode, const void *a, const void *b,
 
 std::uint32_t sntrFindAttachSegInfoNodeInLList(const ShmPoolHandle *pool, const OSSIPCResID *key,
                                                AttachSegInfo **record) {
-  return traced(Fn::sntrFindAttachSegInfoNodeInLList,
-                [&](const Trace &t) { return findEntry<AttachEntry>(t, SharedPlace(pool), key, record); });
+  return findEntry<AttachEntry>(Fn::sntrFindAttachSegInfoNodeInLList, SharedPlace(pool), key, record);
 }
 
 std::uint32_t sntrFindAttachSegInfoNodeInPMLList(const OSSIPCResID *key, AttachSegInfo **record) {
-  return traced(Fn::sntrFindAttachSegInfoNodeInPMLList,
-                [&](const Trace &t) { return findEntry<AttachEntry>(t, PrivatePlace(), key, record); });
+  return findEntry<AttachEntry>(Fn::sntrFindAttachSegInfoNodeInPMLList, PrivatePlace(), key, record);
 }
 
 std::uint32_t sntrInsertAttachSegInfoNodeIntoLList(const ShmPoolHandle *pool, const AttachSegInfo *record,
                                                    AttachSegInfo **stored) {
-  return traced(Fn::sntrInsertAttachSegInfoNodeIntoLList,
-                [&](const Trace &t) { return insertEntry<AttachEntry>(t, SharedPlace(pool), record, stored); });
+  return insertEntry<AttachEntry>(Fn::sntrInsertAttachSegInfoNodeIntoLList, SharedPlace(pool), record, stored);
 }
 
 std::uint32_t sntrInsertAttachSegInfoNodeIntoPMLList(const AttachSegInfo *record, AttachSegInfo **stored) {
-  return traced(Fn::sntrInsertAttachSegInfoNodeIntoPMLList,
-                [&](const Trace &t) { return insertEntry<AttachEntry>(t, PrivatePlace(), record, stored); });
+  return insertEntry<AttachEntry>(Fn::sntrInsertAttachSegInfoNodeIntoPMLList, PrivatePlace(), record, stored);
 }
 
 std::uint32_t sntrDeleteAttachSegInfoNodeFromLList(const ShmPoolHandle *pool, const OSSIPCResID *key) {
-  return traced(Fn::sntrDeleteAttachSegInfoNodeFromLList,
-                [&](const Trace &t) { return deleteEntry<AttachEntry>(t, SharedPlace(pool), key); });
+  return deleteEntry<AttachEntry>(Fn::sntrDeleteAttachSegInfoNodeFromLList, SharedPlace(pool), key);
 }
 
 std::uint32_t sntrDeleteAttachSegInfoNodeFromPMLList(const OSSIPCResID *key) {
-  return traced(Fn::sntrDeleteAttachSegInfoNodeFromPMLList,
-                [&](const Trace &t) { return deleteEntry<AttachEntry>(t, PrivatePlace(), key); });
+  return deleteEntry<AttachEntry>(Fn::sntrDeleteAttachSegInfoNodeFromPMLList, PrivatePlace(), key);
 }
 
 std::uint32_t sntrDeleteAttachSegInfoLList(const ShmPoolHandle *pool) {
-  return traced(Fn::sntrDeleteAttachSegInfoLList,
-                [&](const Trace &t) { return deleteEntries<AttachEntry>(t, SharedPlace(pool)); });
+  return deleteEntries<AttachEntry>(Fn::sntrDeleteAttachSegInfoLList, SharedPlace(pool));
 }
 
 std::uint32_t sntrDeleteAttachSegInfoPMLList(void) {
-  return traced(Fn::sntrDeleteAttachSegInfoPMLList,
-                [&](const Trace &t) { return deleteEntries<AttachEntry>(t, PrivatePlace()); });
+  return deleteEntries<AttachEntry>(Fn::sntrDeleteAttachSegInfoPMLList, PrivatePlace());
 }
 
 std::uint32_t sntrPrintAttachSegInfoNodeLList(const ShmPoolHandle *pool) {
-  return traced(Fn::sntrPrintAttachSegInfoNodeLList,
-                [&](const Trace &t) { return printEntries<AttachEntry>(t, SharedPlace(pool)); });
+  return printEntries<AttachEntry>(Fn::sntrPrintAttachSegInfoNodeLList, SharedPlace(pool));
 }
 
 std::uint32_t sntrPrintAttachSegInfoNodePMLList(void) {
-  return traced(Fn::sntrPrintAttachSegInfoNodePMLList,
-                [&](const Trace &t) { return printEntries<AttachEntry>(t, PrivatePlace()); });
+  return printEntries<AttachEntry>(Fn::sntrPrintAttachSegInfoNodePMLList, PrivatePlace());
 }
 
 }  // extern "C"

@@ -1,7 +1,7 @@
-// What differs between the list of attached segments and the list of modules: record, key, order, heads, printed line.
+// SPDX-License-Identifier: MIT
+// Differences between the list of attached segments and the list of modules: record, key, order, heads, printed line.
 //
-// Records are met in shared memory and may be damaged: no function here reads beyond its record, and none trusts a
-// terminator.
+// Records in shared memory may be damaged: no function here reads beyond its record or relies on a terminator.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ struct AttachEntry {
 
   static Key keyOf(const Record &record) { return &record.key; }
 
-  // The order of a stored record and a key: above 0 where the key belongs before the record. SegmentCompareFailed.
+  // Compares a record and a key; `order` is above 0 if the key belongs before the record. Returns SegmentCompareFailed.
   static Rc compare(std::uint32_t mode, const Record &stored, Key key, int &order) {
     return compareSegmentKeys(mode, &stored.key, key, order);
   }
@@ -42,7 +42,7 @@ struct ModuleEntry {
 
   static Key keyOf(const Record &record) { return record.path; }
 
-  // Byte by byte, as unsigned numbers, up to a terminator or the end of the field. Never fails.
+  // Compares bytes as unsigned numbers, up to a terminator or the end of the field. Never fails.
   static Rc compare(std::uint32_t /*mode*/, const Record &stored, Key key, int &order) {
     order = std::strncmp(stored.path, key, sizeof(stored.path));
     return Rc::Ok;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The operations on the lists, over a kind of entry and a place: argument checks and traces around sorted_list.h.
 #pragma once
 
@@ -16,37 +17,47 @@ Rc onList(const Place &place, Work &&work) {
 }
 
 template <class Entry, class Place>
-Rc findEntry(const Trace &t, const Place &place, typename Entry::Key key, typename Entry::Record **record) {
-  if (key == nullptr || record == nullptr) return t.fail(1, Rc::NullListEntry);
-  return t.fail(2, onList<Entry>(place, [&](const auto &list) { return list.find(key, *record); }));
+std::uint32_t findEntry(Fn fn, const Place &place, typename Entry::Key key, typename Entry::Record **record) {
+  return traced(fn, [&](const Trace &t) {
+    if (key == nullptr || record == nullptr) return t.fail(1, Rc::NullListEntry);
+    return t.fail(2, onList<Entry>(place, [&](const auto &list) { return list.find(key, *record); }));
+  });
 }
 
 template <class Entry, class Place>
-Rc insertEntry(const Trace &t, const Place &place, const typename Entry::Record *record,
-               typename Entry::Record **stored) {
-  if (record == nullptr || stored == nullptr) return t.fail(1, Rc::NullListEntry);
-  return t.fail(2, onList<Entry>(place, [&](const auto &list) { return list.insert(*record, *stored); }));
+std::uint32_t insertEntry(Fn fn, const Place &place, const typename Entry::Record *record,
+                          typename Entry::Record **stored) {
+  return traced(fn, [&](const Trace &t) {
+    if (record == nullptr || stored == nullptr) return t.fail(1, Rc::NullListEntry);
+    return t.fail(2, onList<Entry>(place, [&](const auto &list) { return list.insert(*record, *stored); }));
+  });
 }
 
 template <class Entry, class Place>
-Rc deleteEntry(const Trace &t, const Place &place, typename Entry::Key key) {
-  if (key == nullptr) return t.fail(1, Rc::NullListEntry);
-  return t.fail(2, onList<Entry>(place, [&](const auto &list) { return list.erase(key); }));
+std::uint32_t deleteEntry(Fn fn, const Place &place, typename Entry::Key key) {
+  return traced(fn, [&](const Trace &t) {
+    if (key == nullptr) return t.fail(1, Rc::NullListEntry);
+    return t.fail(2, onList<Entry>(place, [&](const auto &list) { return list.erase(key); }));
+  });
 }
 
 template <class Entry, class Place>
-Rc deleteEntries(const Trace &t, const Place &place) {
-  return t.fail(1, onList<Entry>(place, [](const auto &list) { return list.clear(); }));
+std::uint32_t deleteEntries(Fn fn, const Place &place) {
+  return traced(fn, [&](const Trace &t) {
+    return t.fail(1, onList<Entry>(place, [](const auto &list) { return list.clear(); }));
+  });
 }
 
-// The C library's output is a cancellation point, and the list's latch is held meanwhile.
+// Prints with cancellation disabled: the C library's output is a cancellation point, and the list's latch is held.
 template <class Entry, class Place>
-Rc printEntries(const Trace &t, const Place &place) {
-  int former = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);
-  const Rc rc = onList<Entry>(place, [](const auto &list) { return list.print(); });
-  pthread_setcancelstate(former, nullptr);
-  return t.fail(1, rc);
+std::uint32_t printEntries(Fn fn, const Place &place) {
+  return traced(fn, [&](const Trace &t) {
+    int former = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);
+    const Rc rc = onList<Entry>(place, [](const auto &list) { return list.print(); });
+    pthread_setcancelstate(former, nullptr);
+    return t.fail(1, rc);
+  });
 }
 
 }  // namespace sntr

@@ -1,8 +1,10 @@
-// Where a list lies: in a domain, reached by its latch, or in this process's private memory.
+// SPDX-License-Identifier: MIT
+// The places of a list: in a domain, under its latch, or in this process's private memory.
 //
-// A place runs work on the list's store, `Rc work(const Store &)`; a store turns a link into a node and back, and
-// allocates and frees nodes. A shared store lives inside the domain's latch and is gone with it. Latch order: the
-// domain's is held, the pool's is taken and given back by each allocation and release inside it.
+// A place runs work on the list's store, `Rc work(const Store &)`. A store converts links to nodes and back, and
+// allocates and frees nodes. A shared store exists only while the domain's latch is held.
+//
+// Latch order: the domain's latch, then the pool's, which each allocation and release takes and leaves.
 #pragma once
 
 #include <oss/memory.h>
@@ -28,7 +30,7 @@ class SharedStore {
   std::uint32_t mode() const { return kSegmentCompareMode; }
   std::uint64_t mostNodes() const { return view_.total / sizeof(Node); }
 
-  // The node that a link leads to. ChunkOutsideHeap where no block of a pool, and so no node, can stand.
+  // Returns the node of a link, or ChunkOutsideHeap if no pool's block, and so no node, can lie there.
   Rc node(std::uint64_t link, Node *&out) const {
     if (!isMultipleOf8(link) || !liesWithin(link, sizeof(Node), view_.blocksLow, view_.end))
       return Rc::ChunkOutsideHeap;
@@ -40,7 +42,7 @@ class SharedStore {
     return reinterpret_cast<std::uintptr_t>(node) - reinterpret_cast<std::uintptr_t>(view_.base);
   }
 
-  // The pool's codes, unchanged. A release nulls the address once the block is free, whatever it answers.
+  // Return the pool's codes unchanged. A release nulls the address once the block is free, even if it fails later.
   Rc allocate(void *&block) const { return allocateBlock(pool_, sizeof(Node), block); }
   Rc release(void *&block) const { return freeBlock(pool_, block); }
 
@@ -49,7 +51,7 @@ class SharedStore {
   const HeapView &view_;
 };
 
-// Its links were written by this process and are trusted.
+// A store whose links were written by this process and are trusted.
 template <class Entry>
 class PrivateStore {
  public:
@@ -73,7 +75,7 @@ class PrivateStore {
     return block != nullptr ? Rc::Ok : Rc::OssNoMemory;
   }
 
-  // The memory is gone even where the services layer reports a failure to free it, so the address is always nulled.
+  // Always nulls the address: the memory is gone even if the services layer reports a failure to free it.
   Rc release(void *&block) const {
     void *const memory = block;
     block = nullptr;
@@ -84,7 +86,7 @@ class PrivateStore {
   static constexpr const char *kTag = "sntrll";
 };
 
-// The domain of a pool. poolHeap()'s and checkHeap()'s codes before the latch, heapSection()'s.
+// The domain of a pool. Returns the codes of poolHeap() and checkHeap() before taking the latch, then heapSection()'s.
 class SharedPlace {
  public:
   explicit SharedPlace(const ShmPoolHandle *pool) : pool_(pool) {}
@@ -106,7 +108,7 @@ class SharedPlace {
   const ShmPoolHandle *pool_;
 };
 
-// This process. The caller of the exported function keeps other threads away.
+// This process. The caller of the exported function excludes other threads.
 class PrivatePlace {
  public:
   template <class Entry, class Work>

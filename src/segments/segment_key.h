@@ -1,7 +1,9 @@
-// The order of segment keys, on which the lists of attached segments rest.
+// SPDX-License-Identifier: MIT
+// The order of segment keys, by which the lists of attached segments ascend.
 //
-// Any thread, no state. A key may stand at any address and, in a shared list, be damaged at any moment: each of its two
-// words is read once.
+// A key may begin at any address and, in a shared list, be damaged at any moment: each of its two words is read once.
+//
+// Thread safety: any thread; there is no state.
 #pragma once
 
 #include <oss/segment.h>
@@ -21,7 +23,7 @@ inline OSSIPCResID readKey(const OSSIPCResID *at) {
   return OSSIPCResID{readWord<std::uint64_t>(&at->high), readWord<std::uint32_t>(&at->low)};
 }
 
-// SegmentCompareFailed for another mode or a null key. The order is -1, 0 or 1.
+// Compares two keys; `order` becomes -1, 0 or 1. Returns 0, or SegmentCompareFailed for another mode or a null key.
 inline Rc compareSegmentKeys(std::uint32_t mode, const OSSIPCResID *a, const OSSIPCResID *b, int &order) {
   if (mode != kSegmentCompareMode || a == nullptr || b == nullptr) return Rc::SegmentCompareFailed;
   const OSSIPCResID left = readKey(a);
@@ -30,7 +32,6 @@ inline Rc compareSegmentKeys(std::uint32_t mode, const OSSIPCResID *a, const OSS
   const std::uint64_t rightHigh = right.high;
   const std::uint32_t leftLow = left.low;
   const std::uint32_t rightLow = right.low;
-  // The low words decide between segments that differ only there.
   order = leftHigh != rightHigh ? (leftHigh < rightHigh ? -1 : 1) : (leftLow > rightLow) - (leftLow < rightLow);
   return Rc::Ok;
 }

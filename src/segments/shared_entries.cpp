@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See shared_entries.h.
 #include "segments/shared_entries.h"
 

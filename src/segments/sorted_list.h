@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: MIT
 // A singly linked list that ascends by its key, written once for both stores and both kinds of entries.
 //
-// A node is filled before one store links it, and one store unlinks it before it is freed: a process that dies in
-// between leaves a list that is whole, and at most a block that nobody uses. The caller is alone with the list: the
-// store lives inside the domain's latch, or the list is this process's own.
+// Invariants:
+// 1. A node is filled before one store links it; one store unlinks it before it is freed. A process that dies in
+//    between leaves a whole list, and at most one unused block.
+// 2. The caller has the list to itself: the store exists inside the domain's latch, or the list is this process's own.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +24,7 @@ class SortedList {
 
   explicit SortedList(const Store &store) : store_(store) {}
 
-  // The stored record of a key, or null. The store's and the comparison's codes.
+  // Finds the stored record of a key, or sets null. Returns the store's and the comparison's codes.
   Rc find(Key key, Record *&record) const {
     Spot spot;
     if (Rc rc = locate(key, spot); failed(rc)) return rc;
@@ -30,15 +32,14 @@ class SortedList {
     return Rc::Ok;
   }
 
-  // EntryExists; the codes of find() and of allocating. A failure leaves the list as it was.
+  // Inserts a copy. Returns EntryExists, or the codes of find() and the allocation. A failure changes nothing.
   Rc insert(const Record &record, Record *&stored) const {
     Spot spot;
     if (Rc rc = locate(Entry::keyOf(record), spot); failed(rc)) return rc;
     return spot.matched ? Rc::EntryExists : insertAt(spot, record, stored);
   }
 
-  // The stored record with the same key; where there is none the given one is inserted. insert()'s codes but
-  // EntryExists.
+  // Finds the stored record with the same key, or inserts the given one. Returns insert()'s codes except EntryExists.
   Rc findOrInsert(const Record &record, Record *&stored) const {
     Spot spot;
     if (Rc rc = locate(Entry::keyOf(record), spot); failed(rc)) return rc;
@@ -47,14 +48,14 @@ class SortedList {
     return Rc::Ok;
   }
 
-  // NoSuchEntry; the codes of find() and of releasing.
+  // Removes an entry. Returns NoSuchEntry, or the codes of find() and of the release.
   Rc erase(Key key) const {
     Spot spot;
     if (Rc rc = locate(key, spot); failed(rc)) return rc;
     return spot.matched ? remove(spot) : Rc::NoSuchEntry;
   }
 
-  // Removes from the first node on, stopping at the first failure.
+  // Removes all nodes from the first on; stops at the first failure.
   Rc clear() const {
     Spot spot;
     for (std::uint64_t steps = 0; steps <= store_.mostNodes(); ++steps) {
@@ -65,7 +66,7 @@ class SortedList {
     return Rc::ChunkOutsideHeap;
   }
 
-  // Writes a line a node to standard output.
+  // Writes one line per node to standard output.
   Rc print() const {
     Spot spot;
     if (Rc rc = follow(store_.head(), spot); failed(rc)) return rc;
@@ -79,12 +80,12 @@ class SortedList {
   }
 
  private:
-  // A word that links, and what it leads to.
+  // A link's word and the node it leads to.
   struct Spot {
     void *word = nullptr;    // the head, or a node's next
-    std::uint64_t link = 0;  // what was read there
+    std::uint64_t link = 0;  // the value read there
     Node *node = nullptr;    // null at the end of the list
-    bool matched = false;    // the node has the key that was looked for
+    bool matched = false;    // the node has the wanted key
   };
 
   // Reads a link once and checks it.
@@ -93,8 +94,8 @@ class SortedList {
     return spot.link == 0 ? Rc::Ok : store_.node(spot.link, spot.node);
   }
 
-  // Follows the link of a node. The list ascends, so what follows has a greater key, or the link is damaged: a list
-  // that leads back into itself is found at once. ChunkOutsideHeap.
+  // Follows a node's link. The list ascends, so a next key that is not greater means damage; this also detects a cycle
+  // at once. Returns ChunkOutsideHeap for damage.
   Rc goOn(Node &from, Spot &spot) const {
     int order = 1;
     if (Rc rc = follow(&from.next, spot); failed(rc) || spot.node == nullptr || Store::kTrusted) return rc;
@@ -103,7 +104,7 @@ class SortedList {
     return order > 0 ? Rc::Ok : Rc::ChunkOutsideHeap;
   }
 
-  // Where a key is, or belongs: before the first node that it sorts before, whose link is the one to change.
+  // Finds a key's node, or the first node after its position; `spot.word` is the link to change for an insertion.
   Rc locate(Key key, Spot &spot) const {
     if (Rc rc = follow(store_.head(), spot); failed(rc)) return rc;
     for (std::uint64_t steps = 0; steps <= store_.mostNodes(); ++steps) {
@@ -128,8 +129,8 @@ class SortedList {
     return Rc::Ok;
   }
 
-  // Unlinks the node and frees it; a node that could not be freed is linked again, so that it is not lost. What follows
-  // it is checked first: a damaged link must not be handed on to the node before.
+  // Unlinks the node and frees it; links it again if it could not be freed, so that it is not lost. Checks the next
+  // link first: a damaged one must not be copied into the node before.
   Rc remove(const Spot &spot) const {
     Spot after;
     if (Rc rc = goOn(*spot.node, after); failed(rc)) return rc;

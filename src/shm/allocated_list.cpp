@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See allocated_list.h.
 #include "shm/allocated_list.h"
 
@@ -9,11 +10,10 @@ namespace sntr {
 
 namespace {
 
-// Where the words before a caller's bytes stand in a chunk with the usual pads. Of other pads something else stands
-// there, which leads to no record.
+// Offset of the hint in a chunk with the default pads. Other schemes have other words there, which lead to no record.
 constexpr std::uint64_t kUsualHintAt = 0x10 - kHintBefore;
 
-// What follows a record at a level, reached through its own link, checked like any.
+// Reads and checks the node after a record at a level.
 [[gnu::always_inline]] inline Rc lookAfter(const AllocatedSpace &space, const NodeRef &node, std::uint32_t i,
                                            NodeRef &after) {
   countLink();
@@ -24,8 +24,8 @@ constexpr std::uint64_t kUsualHintAt = 0x10 - kHintBefore;
   return after.level >= i ? Rc::Ok : space.damage();
 }
 
-// What is before a record at a level, by its own word for that, if this is true: the other leads to the record, and
-// lies lower. The list links forward, so that is all that a search would show.
+// Reads the node before a record at a level from the record's own word. Returns true if that node links to the record
+// and lies lower: a search of a list that links forward would show no more.
 bool lookBefore(const HeapView &view, const AllocatedSpace &space, const NodeRef &node, std::uint32_t i,
                 NodeRef &before) {
   countLink();
@@ -38,8 +38,8 @@ bool lookBefore(const HeapView &view, const AllocatedSpace &space, const NodeRef
   return before.readLink(ByChunk::kForward, i) == node.offset;
 }
 
-// The record that the words of a chunk lead to, and its place up to its own level. Nothing is believed: false, unless
-// the record says that it is this chunk's, and stands in the list.
+// Finds a chunk's record by the chunk's hint, and its splice up to its own level. Returns false unless the record names
+// this chunk and is linked in the list: the hint proves nothing.
 bool followHint(const HeapView &view, std::uint64_t offset, Record &record) {
   const AllocatedSpace space(view);
   if (!view.holdsBlock(offset, 2 * kWordSize)) return false;
@@ -48,13 +48,13 @@ bool followHint(const HeapView &view, std::uint64_t offset, Record &record) {
   if (hint == 0 || failed(space.node(view.areaStart + hint * kWordSize, node))) return false;
   if (node.blockOffset() != offset || !view.holdsBlock(offset, node.blockSize())) return false;
   for (std::uint32_t i = 0; i <= node.level; ++i) {
-    if (!lookBefore(view, space, node, i, record.place.before[i])) return false;
-    if (failed(lookAfter(space, node, i, record.place.after[i]))) return false;
+    if (!lookBefore(view, space, node, i, record.splice.before[i])) return false;
+    if (failed(lookAfter(space, node, i, record.splice.after[i]))) return false;
   }
   return true;
 }
 
-// Makes the nodes behind a place lead back to what is before it, and a node in the place too.
+// Points the backward word of `after`, if there is such a node, to `before`.
 void leadBack(const NodeRef &before, const NodeRef &after, std::uint32_t i) {
   if (after.exists()) after.writeLink(kRecordBefore, i, before.offset);
 }
@@ -67,13 +67,13 @@ void raiseLevel(const AllocatedSpace &space, std::uint32_t level) {
 
 Rc findRecord(const HeapView &view, std::uint64_t offset, Record &record) {
   const AllocatedSpace space(view);
-  if (Rc rc = Allocated(space).find(offset, record.place); failed(rc)) return rc;
-  record.node = record.place.after[0];
+  if (Rc rc = Allocated(space).find(offset, record.splice); failed(rc)) return rc;
+  record.node = record.splice.after[0];
   if (!record.node.exists() || record.node.blockOffset() != offset) return view.traits().notFound;
   if (!view.holdsBlock(offset, record.node.blockSize())) return space.damage();
   for (std::uint32_t i = 0; i <= record.node.level; ++i) {
-    if (record.place.after[i] != record.node) return space.damage();
-    if (Rc rc = lookAfter(space, record.node, i, record.place.after[i]); failed(rc)) return rc;
+    if (record.splice.after[i] != record.node) return space.damage();
+    if (Rc rc = lookAfter(space, record.node, i, record.splice.after[i]); failed(rc)) return rc;
   }
   return Rc::Ok;
 }
@@ -82,23 +82,23 @@ Rc findRecordNear(const HeapView &view, std::uint64_t offset, Record &record) {
   return followHint(view, offset, record) ? Rc::Ok : findRecord(view, offset, record);
 }
 
-Rc planRecord(const HeapView &view, std::uint64_t offset, std::uint64_t size, Place &place) {
+Rc planRecord(const HeapView &view, std::uint64_t offset, std::uint64_t size, std::uint32_t level, Splice &splice) {
   const AllocatedSpace space(view);
   if (!view.holdsBlock(offset, size)) return Rc::ChunkOutsideHeap;
-  if (Rc rc = Allocated(space).find(offset, place); failed(rc)) return rc;
-  const NodeRef before = place.before[0];
-  const NodeRef after = place.after[0];
+  if (Rc rc = Allocated(space).find(offset, level, splice); failed(rc)) return rc;
+  const NodeRef before = splice.before[0];
+  const NodeRef after = splice.after[0];
   const bool clearBefore = before == view.allocatedHead || before.blockOffset() + before.blockSize() <= offset;
   const bool clearAfter = !after.exists() || after.blockOffset() >= offset + size;
   return clearBefore && clearAfter ? Rc::Ok : view.traits().notFound;
 }
 
-void enterRecord(const HeapView &view, const NodeRef &node, const Place &place) {
+void enterRecord(const HeapView &view, const NodeRef &node, const Splice &splice) {
   const AllocatedSpace space(view);
-  Allocated(space).link(node, place);
+  Allocated(space).link(node, splice);
   for (std::uint32_t i = 0; i <= node.level; ++i) {
-    leadBack(place.before[i], node, i);
-    leadBack(node, place.after[i], i);
+    leadBack(splice.before[i], node, i);
+    leadBack(node, splice.after[i], i);
   }
   addTo(view.area->allocatedCount, 1);
   addTo(view.header->heapStat2, node.blockSize());
@@ -108,8 +108,8 @@ void removeRecord(const HeapView &view, const Record &record) {
   const AllocatedSpace space(view);
   const Allocated list(space);
   const std::uint64_t size = record.node.blockSize();
-  list.unlink(record.node, record.place);
-  for (std::uint32_t i = 0; i <= record.node.level; ++i) leadBack(record.place.before[i], record.place.after[i], i);
+  list.unlink(record.node, record.splice);
+  for (std::uint32_t i = 0; i <= record.node.level; ++i) leadBack(record.splice.before[i], record.splice.after[i], i);
   list.settleLevel();
   takeFrom(view.area->allocatedCount, 1);
   takeFrom(view.header->heapStat2, size);
@@ -119,15 +119,15 @@ Rc replaceRecord(const HeapView &view, const NodeRef &node, const NodeRef &with)
   Record record;
   if (Rc rc = findRecord(view, node.blockOffset(), record); failed(rc)) return rc;
   if (record.node != node) return Rc::ChunkOutsideHeap;
-  const Place &place = record.place;
-  for (std::uint32_t i = 0; i <= with.level; ++i) with.writeLink(ByChunk::kForward, i, place.after[i].offset);
-  publishWord<std::uint64_t>(place.before[0].link(ByChunk::kForward, 0), with.offset);
+  const Splice &splice = record.splice;
+  for (std::uint32_t i = 0; i <= with.level; ++i) with.writeLink(ByChunk::kForward, i, splice.after[i].offset);
+  publishWord<std::uint64_t>(splice.before[0].link(ByChunk::kForward, 0), with.offset);
   for (std::uint32_t i = 1; i <= std::max(node.level, with.level); ++i) {
-    place.before[i].writeLink(ByChunk::kForward, i, i <= with.level ? with.offset : place.after[i].offset);
+    splice.before[i].writeLink(ByChunk::kForward, i, i <= with.level ? with.offset : splice.after[i].offset);
   }
   for (std::uint32_t i = 0; i <= std::max(node.level, with.level); ++i) {
-    leadBack(i <= with.level ? with : place.before[i], place.after[i], i);
-    if (i <= with.level) leadBack(place.before[i], with, i);
+    leadBack(i <= with.level ? with : splice.before[i], splice.after[i], i);
+    if (i <= with.level) leadBack(splice.before[i], with, i);
   }
   const AllocatedSpace space(view);
   raiseLevel(space, with.level);

@@ -1,43 +1,46 @@
-// The record of allocated chunks: the heap's truth.
+// SPDX-License-Identifier: MIT
+// The allocated list: one record for each allocated chunk.
 //
-// Its level-0 chain, in offset order, tells what is allocated. Each change to it is one 8-byte store, made after the
-// node is complete and before anything follows that depends on it; so wherever a process dies, the chain is the state
-// before or after the change, and the free list, the upper levels, back links, counters and node space could be rebuilt
-// from it. The caller holds the heap's latch.
+// Invariants:
+// 1. The level-0 chain, in offset order, decides what is allocated.
+// 2. Each change to it is one 8-byte store, after the node is complete and before anything that depends on it. So
+//    wherever a process dies, the chain has the state before or after the change.
+// 3. The free list, the upper levels, back links, counters and node space can be rebuilt from it.
+//
+// Thread safety: the caller holds the heap's latch.
 #pragma once
 
 #include "shm/heap_view.h"
 
 namespace sntr {
 
-// A chunk's node and where it stands.
+// A chunk's node and its splice.
 struct Record {
   NodeRef node;
-  Place place;
+  Splice splice;
 };
 
-// Where a record keeps what is before it, at each of its levels: an array that a list which links forward leaves free.
-// The list does not need it and does not rely on it; it may be wrong after a process died, or one that does not know of
-// it has changed the list.
+// The link array in which a record keeps its predecessor at each level; a list that links forward does not use it. It
+// is a hint: it may be wrong after a process died, or after a process unaware of it changed the list.
 constexpr Links kRecordBefore = Links::OffsetBackward;
 
-// The record of the chunk at an offset; the type's notFound where there is none.
+// Finds the record of the chunk at an offset. Returns the type's notFound if there is none.
 Rc findRecord(const HeapView &view, std::uint64_t offset, Record &record);
 
-// The same, of which the place is known up to the record's own level; by way of the hint in the chunk where that leads
-// there. Damage that is not on this way is not met.
+// Does so by the chunk's hint if possible: the splice is then known up to the record's level, and other damage ignored.
 Rc findRecordNear(const HeapView &view, std::uint64_t offset, Record &record);
 
-// The place for a record of a chunk that lies in managed space and overlaps no recorded chunk (the type's notFound).
-Rc planRecord(const HeapView &view, std::uint64_t offset, std::uint64_t size, Place &place);
+// Finds the splice for a chunk's record, up to a level. Returns ChunkOutsideHeap unless the chunk lies in managed
+// space, and the type's notFound if it overlaps a recorded chunk.
+Rc planRecord(const HeapView &view, std::uint64_t offset, std::uint64_t size, std::uint32_t level, Splice &splice);
 
-// Links a complete node into its place and counts the chunk.
-void enterRecord(const HeapView &view, const NodeRef &node, const Place &place);
+// Links a complete node into its splice and counts the chunk.
+void enterRecord(const HeapView &view, const NodeRef &node, const Splice &splice);
 
-// Unlinks the node and counts the chunk out. The node is dead to the list; the caller reuses or retires it.
+// Unlinks the node and uncounts the chunk. The caller reuses or recycles the node.
 void removeRecord(const HeapView &view, const Record &record);
 
-// Puts another node with the same fields in the place of a linked one by one store; the levels may differ.
+// Replaces a linked node by another with the same fields, by one store; the levels may differ.
 Rc replaceRecord(const HeapView &view, const NodeRef &node, const NodeRef &with);
 
 }  // namespace sntr

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See chunk_pads.h.
 #include "shm/chunk_pads.h"
 
@@ -8,14 +9,14 @@ namespace sntr {
 
 namespace {
 
-// A pad scheme: F and B stand for the front and back pad counts.
+// A pad scheme; F and B are the front and back pad counts.
 struct PadScheme {
   std::uint32_t type;
-  std::uint32_t added;  // bytes added to a request, beside 8 x (F + B) where there are pad words
-  std::uint32_t front;  // bytes before the caller's, beside 8 x F
+  std::uint32_t added;  // bytes added to a request, plus 8 x (F + B) if there are pad words
+  std::uint32_t front;  // bytes before the caller's, plus 8 x F if there are pad words
   bool hasPadWords;
-  std::uint32_t countBefore;     // u32 front pad count at D minus this; 0 where none is stored
-  std::uint32_t userSizeBefore;  // u64 caller's size at D minus this; 0 where there is no room for it
+  std::uint32_t countBefore;     // u32 front pad count at D minus this; 0 if none is stored
+  std::uint32_t userSizeBefore;  // u64 caller's size at D minus this; 0 if there is no room
 };
 
 constexpr PadScheme kPadSchemes[] = {
@@ -29,7 +30,7 @@ constexpr PadScheme kPadSchemes[] = {
     {0x78ec011a, 0x58, 0x40, true, 0x20, 0x10},  //
 };
 
-// What pad words hold; anything else there was written by an overrun.
+// The content of pad words; anything else was written by an overrun.
 constexpr std::uint64_t kPadWord = 0xbadc0ffee0ddf00d;
 
 const PadScheme *schemeOf(std::uint32_t type) {

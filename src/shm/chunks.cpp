@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See chunks.h. Each operation plans first and changes nothing until all of its searches have succeeded.
 #include "shm/chunks.h"
 
@@ -10,13 +11,13 @@ namespace sntr {
 
 namespace {
 
-// Where n bytes come from: all of a free block, or its high end.
+// The source of n bytes: all of a free block, or its high end.
 struct Cut {
   NodeRef fit;
   std::uint64_t offset;
   bool whole;
   Removal removal;  // of a whole block
-  Resize rest;      // what stays of it otherwise
+  Resize rest;      // the remaining block otherwise
 };
 
 Rc planCut(const HeapView &view, const Fit &fit, std::uint64_t n, Cut &cut) {
@@ -38,28 +39,39 @@ void apply(const HeapView &view, const Cut &cut, std::uint64_t n) {
   takeFrom(view.header->heapStat1, n);
 }
 
-// A node that changes over to the other list keeps its level; a list should grow by one level at a time.
+// Returns true if a node may change to the other list with its level; a list should grow by one level at a time.
 bool suits(const NodeRef &node, std::uint32_t currentLevel) { return node.level <= currentLevel + 1; }
 
-// The node for the record of a chunk: that of a block that is taken whole, else a slot. No node where none is ready.
+// The source of the node for a chunk's record: a block taken whole brings its own, unless a dead node of the drawn
+// level replaces it; otherwise it is a slot.
 //
 // A block that is taken whole often has a low node, since the free list is short. If blocks of one size come and go,
-// every record would get such a one in time, and the list lose the upper levels by which it is searched. So a level is
-// drawn here too, and a dead node of that level comes first: a release has put it there. Levels 0 and 1 are not worth an
-// exchange: the free list keeps both.
-Rc nodeForRecord(const HeapView &view, const Cut &cut, NodeRef &node) {
+// all records would end up with low nodes, and searches would lose the upper levels. So a level is drawn here too, and
+// a dead node of that level, left by a release, takes precedence. The free list keeps levels 0 and 1: no exchange.
+struct NodeSource {
+  bool keepsNode;
+  std::uint32_t level;    // drawn
+  std::uint32_t highest;  // that the node can have
+};
+
+NodeSource sourceOfNode(const HeapView &view, const Cut &cut) {
   const std::uint32_t top = AllocatedSpace(view).currentLevel();
-  node = cut.fit;
-  if (cut.whole && suits(cut.fit, top)) {
-    const std::uint32_t level = drawLevel(top, view.levels);
-    const bool exchange = level != cut.fit.level && std::max(level, cut.fit.level) > 1;
-    NodeRef drawn{};
-    if (Rc rc = exchange ? takeDeadSlot(view, level, drawn) : Rc::Ok; failed(rc)) return rc;
-    if (drawn.exists()) node = drawn;
+  if (!cut.whole || !suits(cut.fit, top)) return {false, chooseLevel(top, view.levels), view.levels - 1};
+  const std::uint32_t level = drawLevel(top, view.levels);
+  return {true, level, std::max(level, cut.fit.level)};
+}
+
+// Takes that node; no node if none is ready.
+Rc takeNode(const HeapView &view, const Cut &cut, const NodeSource &source, NodeRef &node) {
+  if (!source.keepsNode) {
+    if (Rc rc = takeAnySlot(view, source.level, node); failed(rc)) return rc;
+    if (cut.whole && !node.exists()) node = cut.fit;
     return Rc::Ok;
   }
-  if (Rc rc = takeAnySlot(view, chooseLevel(top, view.levels), node); failed(rc)) return rc;
-  if (cut.whole && !node.exists()) node = cut.fit;
+  const bool exchange = source.level != cut.fit.level && source.highest > 1;
+  node = NodeRef{};
+  if (Rc rc = exchange ? takeDeadSlot(view, source.level, node) : Rc::Ok; failed(rc)) return rc;
+  if (!node.exists()) node = cut.fit;
   return Rc::Ok;
 }
 
@@ -68,7 +80,7 @@ void writeHint(const HeapView &view, std::byte *chunk, std::uint64_t front, cons
   writeWord<std::uint32_t>(chunk + front - kHintBefore, hint <= UINT32_MAX ? static_cast<std::uint32_t>(hint) : 0);
 }
 
-// The fields of a node that records a chunk from now on. A reused one keeps being counted, a slot begins to be.
+// Writes the fields of a node that now records a chunk. A reused node is counted already, a slot is not.
 void prepareRecord(const HeapView &view, const Cut &cut, const NodeRef &node, std::uint64_t n) {
   if (node == cut.fit) {
     writeWord<std::uint32_t>(&node.fields()->allocated, 1);
@@ -77,8 +89,8 @@ void prepareRecord(const HeapView &view, const Cut &cut, const NodeRef &node, st
   }
 }
 
-// The node that carries a returned block where none merges: the record's own, unless that would raise the free list by
-// several levels while another is ready, or unless it goes with its chunk. No node where none is to be had.
+// Chooses the node for a returned block that does not merge. It is the record's own, except if it disappears with its
+// chunk, or would raise the free list by several levels while another is ready. No node if there is none.
 Rc nodeForReturn(const HeapView &view, const Record &record, NodeAfter after, NodeRef &node) {
   const std::uint32_t top = FreeSpace(view).currentLevel();
   node = record.node;
@@ -88,8 +100,8 @@ Rc nodeForReturn(const HeapView &view, const Record &record, NodeAfter after, No
   return Rc::Ok;
 }
 
-// That node, brought to life with what it is to carry. The plan is for nodes up to the record's level; where another
-// level was ready it is made anew. The type's noBlock, ChunkOutsideHeap; then no node is taken.
+// Chooses that node and writes its fields. The plan is for nodes up to the record's level, and is made anew for a
+// higher one. Returns the type's noBlock or ChunkOutsideHeap, with no node taken.
 Rc readyNode(const HeapView &view, const Record &record, NodeAfter after, Return &plan, NodeRef &node) {
   if (Rc rc = nodeForReturn(view, record, after, node); failed(rc)) return rc;
   if (!node.exists()) return view.traits().noBlock;
@@ -108,32 +120,33 @@ Rc readyNode(const HeapView &view, const Record &record, NodeAfter after, Return
 Rc takeChunk(const HeapView &view, std::uint64_t n, std::uint64_t userSize, const ChunkPads &pads,
              std::uint64_t &offset) {
   const StatedIntent intent(view, Intent::Allocate, 0);
-  // Once around when a node is ready; a second time after the growth that makes one, or without need of one.
+  // One round if a node is ready. A second one after the growth that makes a node, or if none is needed any more.
   for (int round = 0; round < 2; ++round) {
     Fit found;
     Cut cut;
-    Place place;
+    Splice splice;
     if (Rc rc = findBestFit(view, n, found); failed(rc)) return rc;
     const NodeRef fit = found.node;
     if (!fit.exists()) return view.traits().noBlock;
     if (Rc rc = planCut(view, found, n, cut); failed(rc)) return rc;
-    if (Rc rc = planRecord(view, cut.offset, n, place); failed(rc)) return Rc::ChunkOutsideHeap;
+    const NodeSource source = sourceOfNode(view, cut);
+    if (Rc rc = planRecord(view, cut.offset, n, source.highest, splice); failed(rc)) return Rc::ChunkOutsideHeap;
     intent.about(Intent::Allocate, cut.offset);
     NodeRef node;
-    if (Rc rc = nodeForRecord(view, cut, node); failed(rc)) return rc;
+    if (Rc rc = takeNode(view, cut, source, node); failed(rc)) return rc;
     if (node.exists()) {
       apply(view, cut, n);
       writePads(view.at(cut.offset), pads, n, userSize);
       writeHint(view, view.at(cut.offset), pads.front, node);
       prepareRecord(view, cut, node, n);
-      enterRecord(view, node, place);
-      if (cut.whole && node != fit) retire(view, fit);
+      enterRecord(view, node, splice);
+      if (cut.whole && node != fit) recycle(view, fit);
       offset = cut.offset;
       return Rc::Ok;
     }
     const Rc grown = grow(view, kLeastExtent, fit, n);
     if (failed(grown) && grown != view.traits().noBlock) return grown;
-    // Where there is no room for one more node the block is handed out whole: its own node then records the chunk.
+    // Without room for another node the block is handed out whole: its own node then records the chunk.
     if (failed(grown)) n = fit.blockSize();
   }
   return view.traits().noBlock;
@@ -151,12 +164,12 @@ Rc returnChunk(const HeapView &view, const Record &record, NodeAfter after) {
   removeRecord(view, record);
   NodeRef freed;
   apply(view, plan, node, freed);
-  if (freed.exists()) retire(view, freed);
+  if (freed.exists()) recycle(view, freed);
   if (node.exists() && node == record.node) return Rc::Ok;
   if (after == NodeAfter::Gone) {
-    abandon(view, record.node);
+    markDead(view, record.node);
   } else {
-    retire(view, record.node);
+    recycle(view, record.node);
   }
   return Rc::Ok;
 }
@@ -179,7 +192,7 @@ Rc takeFreeBlock(const HeapView &view, std::uint64_t n, std::uint64_t &offset) {
   if (Rc rc = planCut(view, fit, n, cut); failed(rc)) return rc;
   const StatedIntent intent(view, Intent::Allocate, cut.offset);
   apply(view, cut, n);
-  if (cut.whole) retire(view, fit.node);
+  if (cut.whole) recycle(view, fit.node);
   offset = cut.offset;
   return Rc::Ok;
 }

@@ -1,4 +1,6 @@
-// Taking chunks from a heap and giving them back, inside its latch.
+// SPDX-License-Identifier: MIT
+// Allocation and release of chunks.
+// Thread safety: the caller holds the heap's latch.
 #pragma once
 
 #include "shm/allocated_list.h"
@@ -8,20 +10,20 @@
 
 namespace sntr {
 
-// Takes n bytes by best fit from the high end of a free block and records the chunk, with its pads written before it
-// exists. The type's noBlock when no free block is large enough for it and for the bookkeeping it needs.
+// Takes n bytes by best fit from the high end of a free block, writes the pads, then records the chunk. Returns the
+// type's noBlock if no free block is large enough for the chunk and its bookkeeping.
 Rc takeChunk(const HeapView &view, std::uint64_t n, std::uint64_t userSize, const ChunkPads &pads,
              std::uint64_t &offset);
 
-// Gives a recorded chunk back, merged with free neighbours, inside an intent that the caller states. Whether the
-// record's node may be used again afterwards: not where it lies in the chunk itself.
+// Returns a recorded chunk to the free list, merged with free neighbours; the caller states the intent. Gone: the
+// record's node lies in the chunk itself and cannot be reused.
 enum class NodeAfter { Reusable, Gone };
 Rc returnChunk(const HeapView &view, const Record &record, NodeAfter after);
 
-// The same for the chunk at an offset, a caller's; the type's notFound where no caller's chunk begins there.
+// Releases a caller's chunk by its offset; states the intent itself. Returns the type's notFound if there is none.
 Rc returnChunkAt(const HeapView &view, std::uint64_t offset);
 
-// Best fit without a record.
+// Takes n bytes by best fit without a record.
 Rc takeFreeBlock(const HeapView &view, std::uint64_t n, std::uint64_t &offset);
 
 }  // namespace sntr

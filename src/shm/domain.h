@@ -1,20 +1,19 @@
-// Domains as the rest of the library uses them: a handle's checks, and the operations on a domain that answer with a
-// code.
+// SPDX-License-Identifier: MIT
+// Domains, for the rest of the library: a handle's checks, and the operations that return a code.
+// Thread safety: any thread of any process. One thread ends a handle (disconnects, frees, destroys) that no other uses.
 //
-// Any thread of any process; one handle is ended (disconnected, freed, destroyed) by one thread, when no other uses it.
-// A domain's latch guards its lists, connectCount and the flags; it is taken before that of any of its pools.
+// Latch order: a domain's latch, which guards its lists, connectCount and flags, before that of any of its pools.
 #pragma once
 
 #include "shm/heap.h"
 
 namespace sntr {
 
-// Turns a handle into the heap that it names, after checking the handle: NullDomainHandle, NullBase,
-// DomainOffsetUneven; NotADomain where what is mapped is known to be too small for a header. The heap's words are not
-// looked at: that is checkHeap()'s.
+// Checks a handle and returns its heap. Returns NullDomainHandle, NullBase, DomainOffsetUneven, or NotADomain if the
+// mapped memory is known to be too small for a header. Does not read the heap's words; checkHeap() does.
 Rc domainHeap(const ShmDomainHandle *domain, HeapRef &heap);
 
-// domainHeap() and checkHeap() in one: what most operations begin with.
+// Calls domainHeap() and checkHeap(), with which most operations begin.
 Rc checkedDomain(const ShmDomainHandle *domain, HeapRef &heap);
 
 }  // namespace sntr

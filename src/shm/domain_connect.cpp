@@ -1,5 +1,6 @@
-// Connecting to a domain and disconnecting from it. connectCount counts the handles of all processes; it is raised
-// before there is a handle and lowered again when none can be made.
+// SPDX-License-Identifier: MIT
+// Connecting to a domain and disconnecting from it. connectCount counts the handles of all processes. It is raised
+// before there is a handle, and lowered again if none can be made.
 #include <algorithm>
 
 #include "shm/domain.h"
@@ -13,8 +14,8 @@ namespace sntr {
 
 namespace {
 
-// The size of the caller's memory: what this process was told when it made a domain there, else what the header says.
-// There is nothing else to hold the header against.
+// Returns the size of the caller's memory: the size given when this process made a domain there, otherwise the
+// header's, since nothing else bounds it.
 std::uint64_t sizeOfMemory(void *address, std::uint64_t headerOffset) {
   if (const std::uint64_t known = mappedBytes(address); known != 0) return known;
   const HeapRef heap{static_cast<std::byte *>(address), headerOffset, HeapType::Domain, addressesBehind(address)};
@@ -22,7 +23,7 @@ std::uint64_t sizeOfMemory(void *address, std::uint64_t headerOffset) {
   return std::min(readWord<std::uint64_t>(&headerOf(heap)->totalSize), heap.limit);
 }
 
-// What the kind asks for: the caller's memory, or the segment with this key.
+// Finds the memory for the kind: the caller's, or the segment with this key.
 Rc findMemory(const Trace &t, const OSSIPCResID *key, void *address, ShmDomainHandle &draft) {
   if (draft.domainKind == SNTR_DOMAIN_MEMORY) {
     if (address == nullptr) return t.failLogged(2, Rc::NullBase);
@@ -34,8 +35,8 @@ Rc findMemory(const Trace &t, const OSSIPCResID *key, void *address, ShmDomainHa
   return attachSegment(t, *key, address, draft);
 }
 
-// Counts this connection and makes the handle. The header is looked at before its latch is touched: the memory may be
-// anything, and only an eyecatcher says that there is a latch at all.
+// Counts this connection and makes the handle. Checks the header before using its latch: the memory may be anything,
+// and only an eyecatcher proves that there is a latch.
 Rc joinHeap(const Trace &t, const ShmDomainHandle &draft, ShmDomainHandle *&out) {
   HeapRef heap{};
   if (Rc rc = checkedDomain(&draft, heap); failed(rc)) return t.fail(4, rc);
@@ -45,7 +46,7 @@ Rc joinHeap(const Trace &t, const ShmDomainHandle &draft, ShmDomainHandle *&out)
   return t.fail(7, stored);
 }
 
-// What was attached is detached again when the domain behind it refuses.
+// Connects; detaches the segment again if the domain in it refuses.
 Rc connectDomain(const Trace &t, const OSSIPCResID *key, void *address, const ShmDomainParams &params,
                  ShmDomainHandle *&out) {
   ShmDomainHandle draft{};
@@ -57,7 +58,7 @@ Rc connectDomain(const Trace &t, const OSSIPCResID *key, void *address, const Sh
   return rc;
 }
 
-// From the moment the count is lowered the handle is on its way out: later failures are told but stop nothing.
+// Once the count is lowered, the handle ends: later failures are reported but stop nothing.
 Rc disconnectDomain(const Trace &t, ShmDomainHandle *&domain) {
   HeapRef heap{};
   if (Rc rc = domainHeap(domain, heap); failed(rc)) return t.failLogged(2, rc);

@@ -1,5 +1,5 @@
-// Creating a domain: memory, then the heap in it, then the handle. What was obtained is given back in the opposite
-// order when a later step fails.
+// SPDX-License-Identifier: MIT
+// Creating a domain: memory, then the heap in it, then the handle. A failure undoes the earlier steps in reverse.
 #include "shm/domain.h"
 #include "shm/domain_handle.h"
 #include "shm/heap_access.h"
@@ -11,14 +11,13 @@ namespace sntr {
 
 namespace {
 
-// The caller's own arguments, beside the parameter record.
 struct CreateRequest {
   const OSSIPCResID *key;
   void *address;
   std::uint64_t size;
 };
 
-// Memory for the domain. Ok with a null base: the services layer refused, and there is nothing to go on with.
+// Obtains the domain's memory. Returns Ok with a null base if the services layer refused: the operation then ends.
 Rc obtainMemory(const Trace &t, const CreateRequest &request, const ShmDomainParams &params, ShmDomainHandle &draft) {
   draft.domainKind = static_cast<std::int32_t>(params.domainKind);
   draft.heapHeaderOffset = params.heapHeaderOffset;
@@ -32,7 +31,7 @@ Rc obtainMemory(const Trace &t, const CreateRequest &request, const ShmDomainPar
   return createSegment(t, SegmentRequest{*request.key, request.address, request.size, params.accessMode}, draft);
 }
 
-// The heap and the handle. A failure leaves no eyecatcher behind.
+// Makes the heap and the handle. A failure leaves no eyecatcher.
 Rc furnish(const Trace &t, const ShmDomainHandle &draft, const HeapPlan &plan, ShmDomainHandle *&out) {
   auto *base = static_cast<std::byte *>(draft.baseAddress);
   if (Rc rc = createHeap(base, HeapType::Domain, plan); failed(rc)) return t.fail(5, rc);
@@ -41,7 +40,7 @@ Rc furnish(const Trace &t, const ShmDomainHandle &draft, const HeapPlan &plan, S
   return t.fail(6, stored);
 }
 
-// No other process can connect before the eyecatcher stands, so everything up to there is undone without a trace.
+// No other process can connect before the eyecatcher is written, so a failure up to there leaves nothing behind.
 Rc createDomain(const Trace &t, const CreateRequest &request, const ShmDomainParams &params, ShmDomainHandle *&out) {
   ShmDomainHandle draft{};
   if (Rc rc = obtainMemory(t, request, params, draft); failed(rc) || draft.baseAddress == nullptr) return rc;

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 // The end of a domain, and of a handle alone.
 //
-// The name goes first, since it is what may be refused; until then a failure changes nothing. Once the eyecatcher is
-// gone nothing brings the domain back, so from there on every step is done whatever the one before it returned, and
-// the first failure is returned.
+// The name goes first, since its removal may be refused; until then a failure changes nothing. Once the eyecatcher is
+// gone the domain cannot come back: every later step is done whatever the others returned, and the first failure is
+// returned.
 #include "layout/version.h"
 #include "layout/words.h"
 #include "shm/domain.h"
@@ -14,8 +15,8 @@ namespace sntr {
 
 namespace {
 
-// Takes the domain out of use, unless others are connected and count. `ended` tells whether it was, because leaving the
-// section may fail after that. Inside the section, so that nobody connects between the count and the end.
+// Takes the domain out of use, unless others are connected and the mode counts them. Sets `ended` if it did: leaving
+// the section may fail after that. Runs inside the section, so that no handle connects between the count and the end.
 Rc endDomain(const HeapRef &heap, const ShmDomainHandle &domain, std::uint32_t mode, bool &ended) {
   return heapSection(heap, [&] {
     const std::uint64_t connected = readWord<std::uint64_t>(&headerOf(heap)->connectCount);
@@ -34,7 +35,7 @@ Rc freeDomain(const Trace &t, ShmDomainHandle *&domain, std::uint32_t mode) {
   if (Rc rc = checkHeap(heap); failed(rc)) return t.fail(4, rc);
   const bool knownMode = mode == SNTR_FREE_DOMAIN_IF_UNUSED || mode == SNTR_FREE_DOMAIN_ALWAYS;
   if (!knownMode) return t.failLogged(5, Rc::BadDomainFreeMode);
-  // Before this line a refusal costs nothing; behind it the handle is spent.
+  // Up to here a refusal changes nothing; once the domain has ended, the handle is used up.
   bool ended = false;
   const Rc ending = t.fail(6, endDomain(heap, *domain, mode, ended));
   if (!ended) return ending;
@@ -44,13 +45,13 @@ Rc freeDomain(const Trace &t, ShmDomainHandle *&domain, std::uint32_t mode) {
   return firstFailure(ending, firstFailure(detached, freed));
 }
 
-// The memory stays mapped and the domain does not hear of it.
+// Frees the handle alone; the memory stays mapped, and the domain's count stays.
 Rc destroyHandle(const Trace &t, ShmDomainHandle *&domain) {
   HeapRef heap{};
   if (Rc rc = domainHeap(domain, heap); failed(rc)) return t.failLogged(2, rc);
   const bool ours = readWord<std::uint64_t>(&headerOf(heap)->handleAllocSelector) == kVersionWord;
   if (!ours) return t.fail(3, Rc::BadVersion);
-  // Pool handles of a domain that lives may be used on; nothing can be done with one that was freed.
+  // Pool handles of a living domain stay usable; those of a freed one do not.
   if (failed(checkHeap(heap))) forgetMemory(*domain);
   dropMemoryObject(*domain);
   return t.fail(4, freeHandle(domain));

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // See domain_handle.h.
 //
-// The services layer's objects are made with their own new and live exactly as long as the handle that names them. A
-// giving-back call that reports a failure has done what it could, so the object goes in any case.
+// The services layer's objects are made with their own new and live exactly as long as their handle. A release that
+// reports a failure has done what it could, so the object is deleted in any case.
 #include "shm/domain_handle.h"
 
 #include <oss/memory.h>
@@ -14,7 +15,7 @@ namespace sntr {
 
 namespace {
 
-// What the services layer answers is one of our codes: both libraries have the same table.
+// Converts a code of the services layer: both libraries have the same table.
 Rc rcFrom(std::uint32_t code) { return static_cast<Rc>(code); }
 
 OSSHIPCMemory *memoryOf(const ShmDomainHandle &domain) { return static_cast<OSSHIPCMemory *>(domain.memObject); }
@@ -24,7 +25,6 @@ Rc newMemoryObject(ShmDomainHandle &draft) {
   return draft.memObject != nullptr ? Rc::Ok : Rc::DomainHandleAllocFailed;
 }
 
-// The fields not named stay zero.
 OSSIPCMemoryCreateParam paramsOf(const SegmentRequest &request) {
   OSSIPCMemoryCreateParam params{};
   params.version = OSS_IPC_VERSION;
@@ -35,7 +35,7 @@ OSSIPCMemoryCreateParam paramsOf(const SegmentRequest &request) {
   return params;
 }
 
-// The object is attached. Where the segment lies, and how large it is whatever its header may say.
+// Fills in address and size of the attached segment; the size does not depend on the header.
 Rc locate(ShmDomainHandle &draft) {
   OSSIPCMemoryInfo info{};
   if (memoryOf(draft)->getAddress(&draft.baseAddress) != 0) return Rc::SegmentAddressFailed;
@@ -53,7 +53,7 @@ Rc createSegment(const Trace &t, const SegmentRequest &request, ShmDomainHandle 
   if (failed(created)) {
     dropMemoryObject(draft);
     if (created == Rc::OssExists) return t.fail(kProbeSegment + 1, Rc::SegmentExists);
-    // Callers rely on this: only a segment that exists already is a failure, and no handle says the rest.
+    // Callers rely on this: only an existing segment is a failure; other refusals return no handle.
     t.note(kProbeSegment + 2, created);
     return Rc::Ok;
   }
@@ -61,7 +61,7 @@ Rc createSegment(const Trace &t, const SegmentRequest &request, ShmDomainHandle 
     t.note(kProbeSegment + 3, destroySegment(draft));
     return t.fail(kProbeSegment + 4, Rc::SegmentAddressFailed);
   }
-  // What was asked for is what was reserved; only a segment of another's making must be measured.
+  // The reserved size is the requested one; only a segment of another creator must be measured.
   draft.mappedSize = request.size;
   return Rc::Ok;
 }
@@ -115,7 +115,7 @@ Rc storeHandle(const ShmDomainHandle &draft, ShmDomainHandle *&out) {
 }
 
 void forgetMemory(const ShmDomainHandle &domain) {
-  // The caller's memory stays for its other handles; of a segment every handle has a mapping of its own.
+  // The caller's memory keeps its other handles; every handle of a segment has a mapping of its own.
   if (domain.memObject == nullptr) {
     forgetMapping(domain.baseAddress);
   } else {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See free_list.h.
 #include "shm/free_list.h"
 
@@ -7,11 +8,11 @@ namespace sntr {
 
 namespace {
 
-// Where a plan's place names a node that will have left by then, its own neighbour stands in.
-void stepAside(Place &place, std::uint32_t top, const NodeRef &leaving, const Place &its) {
+// Replaces a leaving node in a planned splice by that node's own neighbour.
+void skipRemovedNode(Splice &splice, std::uint32_t top, const NodeRef &leaving, const Splice &its) {
   for (std::uint32_t i = 0; i <= top && i <= leaving.level; ++i) {
-    if (place.before[i] == leaving) place.before[i] = its.before[i];
-    if (place.after[i] == leaving) place.after[i] = its.after[i];
+    if (splice.before[i] == leaving) splice.before[i] = its.before[i];
+    if (splice.after[i] == leaving) splice.after[i] = its.after[i];
   }
 }
 
@@ -19,8 +20,8 @@ std::uint64_t endOf(const HeapView &view, const NodeRef &node) {
   return node == view.head ? 0 : node.blockOffset() + node.blockSize();
 }
 
-// A node that is to grow must not be a sentinel, and what it becomes must fit the heap.
-Rc planGrowth(const HeapView &view, const Place &around, Return &plan) {
+// Plans the merge of a returned range. The node that grows is no sentinel, and its new block must fit the heap.
+Rc planGrowth(const HeapView &view, const Splice &around, Return &plan) {
   const NodeRef before = around.before[0];
   const NodeRef after = around.after[0];
   const std::uint64_t low = plan.mergesBefore ? before.blockOffset() : plan.offset;
@@ -29,17 +30,17 @@ Rc planGrowth(const HeapView &view, const Place &around, Return &plan) {
   if (Rc rc = planResize(view, plan.mergesBefore ? before : after, low, high - low, plan.grown); failed(rc)) return rc;
   if (!plan.mergesBefore || !plan.mergesAfter) return Rc::Ok;
   if (Rc rc = planRemoval(view, after, plan.swallowed); failed(rc)) return rc;
-  stepAside(plan.grown.now, before.level, after, plan.swallowed.bySize);
-  stepAside(plan.grown.then, before.level, after, plan.swallowed.bySize);
-  stepAside(plan.grown.then, before.level, before, plan.grown.now);
+  skipRemovedNode(plan.grown.now, before.level, after, plan.swallowed.bySize);
+  skipRemovedNode(plan.grown.then, before.level, after, plan.swallowed.bySize);
+  skipRemovedNode(plan.grown.then, before.level, before, plan.grown.now);
   return Rc::Ok;
 }
 
-// The node's place in one order, known up to its own level and, where the other node is higher, up to that one's.
+// Finds the node's splice in one order: up to its own level, or up to the other node's if that is higher.
 template <class Order>
-Rc placeFor(const SkipList<Order, FreeSpace> &list, const NodeRef &node, const NodeRef &with, Place &place) {
-  if (Rc rc = list.around(node, place); failed(rc)) return rc;
-  return list.climb(node.level, with.level, place);
+Rc spliceFor(const SkipList<Order, FreeSpace> &list, const NodeRef &node, const NodeRef &with, Splice &splice) {
+  if (Rc rc = list.spliceOf(node, splice); failed(rc)) return rc;
+  return list.extendUp(node.level, with.level, splice);
 }
 
 }  // namespace
@@ -54,7 +55,7 @@ Rc findBestFit(const HeapView &view, std::uint64_t n, Fit &fit) {
 
 Rc findFreeFrom(const HeapView &view, std::uint64_t offset, NodeRef &node) {
   const FreeSpace space(view);
-  return FreeByOffset(space).seek(offset, node);
+  return FreeByOffset(space).findFirst(offset, node);
 }
 
 Rc planResize(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size, Resize &plan) {
@@ -63,9 +64,9 @@ Rc planResize(const HeapView &view, const NodeRef &node, std::uint64_t offset, s
   plan.node = node;
   plan.offset = offset;
   plan.size = size;
-  if (Rc rc = bySize.around(node, plan.now); failed(rc)) return rc;
+  if (Rc rc = bySize.spliceOf(node, plan.now); failed(rc)) return rc;
   if (Rc rc = bySize.find(size, node.level, plan.then); failed(rc)) return rc;
-  stepAside(plan.then, node.level, node, plan.now);
+  skipRemovedNode(plan.then, node.level, node, plan.now);
   return Rc::Ok;
 }
 
@@ -76,9 +77,9 @@ Rc planShrink(const HeapView &view, const Fit &fit, std::uint64_t size, Resize &
   plan.node = node;
   plan.offset = node.blockOffset();
   plan.size = size;
-  if (Rc rc = bySize.behind(node, fit.bySize, fit.level, plan.now); failed(rc)) return rc;
+  if (Rc rc = bySize.spliceFrom(node, fit.bySize, fit.level, plan.now); failed(rc)) return rc;
   if (Rc rc = bySize.find(size, node.level, plan.then); failed(rc)) return rc;
-  stepAside(plan.then, node.level, node, plan.now);
+  skipRemovedNode(plan.then, node.level, node, plan.now);
   return Rc::Ok;
 }
 
@@ -94,15 +95,15 @@ void apply(const HeapView &view, const Resize &plan) {
 Rc planRemoval(const HeapView &view, const NodeRef &node, Removal &plan) {
   const FreeSpace space(view);
   plan.node = node;
-  if (Rc rc = FreeByOffset(space).around(node, plan.byOffset); failed(rc)) return rc;
-  return FreeBySize(space).around(node, plan.bySize);
+  if (Rc rc = FreeByOffset(space).spliceOf(node, plan.byOffset); failed(rc)) return rc;
+  return FreeBySize(space).spliceOf(node, plan.bySize);
 }
 
 Rc planTake(const HeapView &view, const Fit &fit, Removal &plan) {
   const FreeSpace space(view);
   plan.node = fit.node;
-  if (Rc rc = FreeByOffset(space).around(fit.node, plan.byOffset); failed(rc)) return rc;
-  return FreeBySize(space).behind(fit.node, fit.bySize, fit.level, plan.bySize);
+  if (Rc rc = FreeByOffset(space).spliceOf(fit.node, plan.byOffset); failed(rc)) return rc;
+  return FreeBySize(space).spliceFrom(fit.node, fit.bySize, fit.level, plan.bySize);
 }
 
 void apply(const HeapView &view, const Removal &plan) {
@@ -126,7 +127,7 @@ void apply(const HeapView &view, const Insertion &plan, const NodeRef &node) {
 
 Rc planReturn(const HeapView &view, std::uint64_t offset, std::uint64_t size, std::uint32_t level, Return &plan) {
   const FreeSpace space(view);
-  Place &around = plan.inserted.byOffset;
+  Splice &around = plan.inserted.byOffset;
   if (!view.holdsBlock(offset, size)) return Rc::ChunkOutsideHeap;
   if (Rc rc = FreeByOffset(space).find(offset, level, around); failed(rc)) return rc;
   const NodeRef after = around.after[0];
@@ -163,8 +164,8 @@ Rc replaceFree(const HeapView &view, const NodeRef &node, const NodeRef &with) {
   const FreeSpace space(view);
   Removal removal;
   removal.node = node;
-  if (Rc rc = placeFor(FreeByOffset(space), node, with, removal.byOffset); failed(rc)) return rc;
-  if (Rc rc = placeFor(FreeBySize(space), node, with, removal.bySize); failed(rc)) return rc;
+  if (Rc rc = spliceFor(FreeByOffset(space), node, with, removal.byOffset); failed(rc)) return rc;
+  if (Rc rc = spliceFor(FreeBySize(space), node, with, removal.bySize); failed(rc)) return rc;
   const Insertion insertion{removal.byOffset, removal.bySize};
   apply(view, removal);
   apply(view, insertion, with);

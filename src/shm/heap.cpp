@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See heap.h: the heap's section, its connections, and allocation and release from outside the section.
 #include "shm/heap.h"
 
@@ -10,8 +11,7 @@ namespace sntr {
 
 namespace {
 
-// The pads that the heap's settings ask for, read under the latch that guards them, which is left before the heap's own
-// is taken.
+// Reads the pads of the heap's settings under the latch that guards them, and leaves it before the heap's own is taken.
 Rc readPadSettings(const HeapView &view, ChunkPads &pads) {
   DebugSettings &settings = view.tail->debug;
   std::uint64_t owner = 0;
@@ -35,7 +35,7 @@ Rc allocateLatched(const HeapView &view, std::uint64_t size, const ChunkPads &pa
 
 enum class Move : bool { Down, Up };
 
-// connectCount, one up or down, never below 0. Tells whether it moved.
+// Moves connectCount up or down, never below 0. Returns true if it moved.
 bool moveConnections(const HeapRef &heap, Move move) {
   std::uint64_t *const count = &headerOf(heap)->connectCount;
   const std::uint64_t now = readWord<std::uint64_t>(count);
@@ -44,8 +44,8 @@ bool moveConnections(const HeapRef &heap, Move move) {
   return true;
 }
 
-// Moves connectCount in the heap's section. Where only leaving the section fails, the count moves back: the caller
-// hears of a failure, and does not have, or still has, what is counted.
+// Moves connectCount in the heap's section. If only leaving the section fails, the count moves back: the caller gets a
+// failure, and the connection counts as before.
 Rc changeConnections(const HeapRef &heap, Move move) {
   bool moved = false;
   const Rc rc = heapSection(heap, [&] {
@@ -98,13 +98,13 @@ Rc allocateChunk(const HeapRef &heap, std::uint64_t size, Chunk &chunk) {
   if (Rc rc = checkHeap(heap); failed(rc)) return rc;
   if (Rc rc = openHeader(heap, view); failed(rc)) return rc;
   const Rc settings = size > view.total ? view.traits().full : readPadSettings(view, pads);
-  // The skip-list area is not needed yet; but where it is damaged too, that is told first.
+  // Opens the skip-list area only for its code: if it is damaged too, that failure takes precedence.
   if (failed(settings)) return firstFailure(openHeap(heap, view), settings);
-  // Opened anew inside the section: what was read before the latch was obtained may have changed.
+  // Opens again inside the section: what was read before taking the latch may have changed.
   if (Rc rc = enterHeap(heap, view); failed(rc)) return rc;
   const Rc taken = allocateLatched(view, size, pads, chunk);
   const Rc rc = firstFailure(taken, leaveHeap(heap, view));
-  // Only leaving failed: nobody hears of the chunk, so it must not stay.
+  // Only leaving failed: the caller does not get the chunk, so it is released.
   return failed(rc) && !failed(taken) ? firstFailure(rc, releaseChunk(heap, chunk.offset)) : rc;
 }
 

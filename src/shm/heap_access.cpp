@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See heap_access.h.
 #include "shm/heap_access.h"
 
@@ -11,7 +12,7 @@ namespace sntr {
 
 namespace {
 
-// A heap's user application area in this process, its size read once and held against what the heap could hold.
+// A heap's user application area in this process, with its size read once and checked against the heap.
 struct UserArea {
   std::byte *start;
   std::uint64_t size;
@@ -26,7 +27,7 @@ Rc findUserArea(const HeapRef &heap, UserArea &area) {
   const std::uint64_t before = heap.type == HeapType::Domain ? heap.headerOffset : 0;
   const std::uint64_t least = size + heapHeaderSize(0);
   const bool fits = size <= total && !addsOver(size, heapHeaderSize(0)) && liesWithin(before, least, 0, total);
-  // The total was read again after checkHeap() held it against the limit, so the area is held against that too.
+  // The total was read again after checkHeap() compared it with the limit, so the area is compared with that too.
   const bool mapped = liesWithin(heap.headerOffset, least, 0, heap.limit);
   if (!fits || !mapped) return Rc::StoredUserAreaTooLarge;
   area = UserArea{heap.base + heap.headerOffset + sizeof(HeapHeader), size};
@@ -42,7 +43,7 @@ Rc latchHeap(const HeapRef &heap) {
 
 Rc unlatchHeap(const HeapRef &heap) {
   const Rc whole = checkHeap(heap);
-  // The latch itself knows its holder: for any other thread this fails and changes nothing.
+  // The latch identifies its holder: for any other thread this fails and changes nothing.
   return firstFailure(whole, leaveHeap(heap));
 }
 
@@ -58,8 +59,8 @@ Rc checkSelectors(const HeapRef &heap) {
 }
 
 void markForDeletion(const HeapRef &heap) {
-  // Relaxed: pairs with other marks of the same word, none of which may lose a bit of another. Whoever connects reads
-  // the word inside the latch and sees one state or the other; nothing else is handed over with it.
+  // Relaxed: only atomic against other marks of this word. A connecting thread reads it inside the latch and sees one
+  // state or the other; no other data depends on it.
   std::atomic_ref<std::uint64_t>(headerOf(heap)->domainFlags)
       .fetch_or(kFlagMarkedForDeletion, std::memory_order_relaxed);
 }

@@ -1,4 +1,5 @@
-// Building a heap in memory that no other process knows yet; its eyecatcher, written last, is what makes it one.
+// SPDX-License-Identifier: MIT
+// Building a heap in memory that no other process uses yet. Its eyecatcher, written last, publishes it.
 #include <algorithm>
 #include <cstring>
 
@@ -16,27 +17,27 @@ constexpr std::uint32_t kInitialDebugMode = 0xb;
 constexpr std::uint32_t kInitialPadType = 0xeebc011a;
 constexpr std::uint32_t kInitialPadWords = 2;
 
-// Nodes that an area whose planned slots hold not even the first one is made to hold, where the heap has room for them.
+// Nodes to make room for, space permitting, if the planned slots hold not even one node.
 constexpr std::uint64_t kLeastNodes = 4;
 
-// Where what totalSize counts begins, from the base.
+// Returns the offset from the base at which totalSize begins to count.
 std::uint64_t startOfTotal(HeapType type, const HeapPlan &plan) {
   return type == HeapType::Domain ? 0 : plan.headerOffset;
 }
 
-// Bytes behind which the skip-list area begins, from the start of what totalSize counts.
+// Returns the bytes before the skip-list area, from where totalSize begins to count.
 std::uint64_t bytesBeforeArea(HeapType type, const HeapPlan &plan) {
   return plan.headerSize + (type == HeapType::Domain ? plan.headerOffset : 0);
 }
 
-// Header, area and one least block must fit; every size comes from the caller and may be anything.
+// Tests that header, area and one least block fit; every size comes from the caller and may be anything.
 bool fits(HeapType type, const HeapPlan &plan, std::uint64_t areaSize) {
   const std::uint64_t before = bytesBeforeArea(type, plan);
   if (before < plan.headerSize || addsOver(before, areaSize) || addsOver(before + areaSize, kWordSize)) return false;
   return before + areaSize + kWordSize <= plan.totalSize;
 }
 
-// The area's size: as planned, or what the first node needs where the planned slots leave no room for it.
+// Computes the area's size: as planned, or the first node's needs if the planned slots leave no room for it.
 Rc areaSizeFor(HeapType type, const HeapPlan &plan, std::uint64_t &areaSize) {
   areaSize = plan.slAreaSize;
   const std::uint64_t header = skipListHeaderSize(plan.maxLevel);
@@ -47,8 +48,8 @@ Rc areaSizeFor(HeapType type, const HeapPlan &plan, std::uint64_t &areaSize) {
   return fits(type, plan, areaSize) ? Rc::Ok : traitsOf(type).misfit;
 }
 
-// All that must hold before anything is written. The skip-list header's size follows from the level and the header's
-// from the user area, so that what is stored is what every later user computes.
+// Checks everything before the first write. The size of the skip-list header follows from the level, the header's from
+// the user area: what is stored is what every later user computes.
 Rc checkPlan(const std::byte *base, HeapType type, const HeapPlan &plan) {
   const HeapTraits &traits = traitsOf(type);
   if (base == nullptr) return Rc::NullBase;
@@ -94,7 +95,7 @@ void writeSentinel(std::byte *at, std::uint64_t level) {
   writeWord<std::uint64_t>(&reinterpret_cast<SkipNode *>(at)->nodeLevel, level);
 }
 
-// An empty free list between its sentinels, and an empty allocated list.
+// Writes an empty free list between its sentinels, and an empty allocated list.
 void writeArea(std::byte *at, std::uint64_t offset, std::uint64_t levels, std::uint64_t areaSize) {
   std::memset(at, 0, skipListHeaderSize(levels));
   SkipArea *const area = reinterpret_cast<SkipArea *>(at);
@@ -132,7 +133,7 @@ Rc insertFirstBlock(std::byte *base, HeapType type, const HeapPlan &plan) {
   return Rc::Ok;
 }
 
-// Everything behind the heap latch, which is held.
+// Builds everything after the heap latch, which is held.
 Rc buildLatched(std::byte *base, HeapType type, const HeapPlan &plan, std::uint64_t areaSize) {
   HeapHeader *const header = reinterpret_cast<HeapHeader *>(base + plan.headerOffset);
   std::byte *const area = base + plan.headerOffset + plan.headerSize;

@@ -1,5 +1,6 @@
-// The heap's exported operations: arguments checked, then the workers of this room. One after another, in the order of
-// their header. Those that say so take the heap's latch; the others run inside the caller's.
+// SPDX-License-Identifier: MIT
+// The heap's exported operations, in the order of their header: argument checks around the functions of this room.
+// Those documented so take the heap's latch; the others run inside the caller's.
 #include "frame/trace.h"
 #include "shm/allocated_list.h"
 #include "shm/chunks.h"
@@ -13,8 +14,7 @@ namespace sntr {
 
 namespace {
 
-// A heap as callers name it; its stored offset is compared before anything else of it is believed. Probes 1 to 4 of
-// every function here.
+// Names the caller's heap; compares its stored offset before any other word. Probes 1 to 4 of every function here.
 Rc nameHeap(const Trace &t, void *base, std::uint32_t heapType, std::uint64_t headerOffset, HeapRef &heap) {
   HeapType type{};
   if (base == nullptr) return t.failLogged(1, Rc::NullBase);
@@ -26,12 +26,12 @@ Rc nameHeap(const Trace &t, void *base, std::uint32_t heapType, std::uint64_t he
   return same ? Rc::Ok : t.failLogged(4, traitsOf(type).offsetMismatch);
 }
 
-// Ends an operation: that there is no such block is the caller's failure, and logged.
+// Ends an operation. A block that does not exist is the caller's failure, and logged.
 Rc ended(const Trace &t, HeapType type, Rc rc) {
   return rc == traitsOf(type).notFound ? t.failLogged(8, rc) : t.fail(9, rc);
 }
 
-// Names a heap and runs `Rc work(const HeapRef &)`. `outputs` tells whether the caller gave all that are required.
+// Names the heap and runs `Rc work(const HeapRef &)`. `outputs` is true if the caller gave all required outputs.
 template <class Work>
 std::uint32_t onHeap(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, bool outputs, Work &&work) {
   return traced(fn, [&](const Trace &t) {
@@ -41,8 +41,8 @@ std::uint32_t onHeap(Fn fn, void *base, std::uint32_t heapType, std::uint64_t he
   });
 }
 
-// Opens the heap, whose latch the caller holds, and runs `Rc work(const HeapView &)`, if `bool fits(const HeapView &)`
-// finds that what the caller names can be in this heap.
+// Opens the heap, whose latch the caller holds, and runs `Rc work(const HeapView &)` if `bool fits(const HeapView &)`
+// accepts the caller's arguments.
 template <class Fits, class Work>
 std::uint32_t onLists(Fn fn, void *base, std::uint32_t heapType, std::uint64_t headerOffset, bool outputs, Fits &&fits,
                       Work &&work) {
@@ -57,7 +57,7 @@ std::uint32_t onLists(Fn fn, void *base, std::uint32_t heapType, std::uint64_t h
   });
 }
 
-// What a caller names: nothing that could not be, a block, the space of a node.
+// Tests of the caller's arguments: none, a block, the space of a node.
 constexpr auto kAnything = [](const HeapView &) { return true; };
 
 auto blockFits(std::uint64_t offset, std::uint64_t size) {
@@ -71,33 +71,33 @@ auto nodeFits(std::uint64_t offset) {
   };
 }
 
-// A block that is to become free or allocated may be neither now.
+// Checks that a block that is to become free or allocated is neither now.
 Rc checkUnused(const HeapView &view, std::uint64_t offset, std::uint64_t size) {
-  Place place;
+  Splice splice;
   Return unused;
-  if (Rc rc = planRecord(view, offset, size, place); failed(rc)) return rc;
+  if (Rc rc = planRecord(view, offset, size, view.levels - 1, splice); failed(rc)) return rc;
   return planReturn(view, offset, size, 0, unused);
 }
 
-// Links a free node as it is described by its fields, without merging.
+// Links a free node as its fields describe it, without merging.
 Rc linkFree(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size) {
-  Insertion place;
-  if (Rc rc = planInsertion(view, offset, size, view.levels - 1, place); failed(rc)) return rc;
+  Insertion splice;
+  if (Rc rc = planInsertion(view, offset, size, view.levels - 1, splice); failed(rc)) return rc;
   bringToLife(view, node, offset, size, false);
-  apply(view, place, node);
+  apply(view, splice, node);
   addTo(view.header->heapStat1, size);
   return Rc::Ok;
 }
 
 Rc linkAllocated(const HeapView &view, const NodeRef &node, std::uint64_t offset, std::uint64_t size) {
-  Place place;
-  if (Rc rc = planRecord(view, offset, size, place); failed(rc)) return rc;
+  Splice splice;
+  if (Rc rc = planRecord(view, offset, size, view.levels - 1, splice); failed(rc)) return rc;
   bringToLife(view, node, offset, size, true);
-  enterRecord(view, node, place);
+  enterRecord(view, node, splice);
   return Rc::Ok;
 }
 
-// Runs `Rc link(node, offset, size)` on a slot made for it; where that fails the slot is given back.
+// Runs `Rc link(node)` on a new slot; gives the slot back if that fails.
 template <class Link>
 Rc linkNewNode(const HeapView &view, std::uint32_t currentLevel, Link &&link) {
   NodeRef slot;
@@ -107,13 +107,13 @@ Rc linkNewNode(const HeapView &view, std::uint32_t currentLevel, Link &&link) {
   return rc;
 }
 
-// Runs the same on a dead node, as what it was; where that fails it stays dead.
+// Runs `Rc link(node)` on a dead node with its old fields; the node stays dead if that fails.
 template <class Link>
 Rc linkOldNode(const HeapView &view, std::uint64_t offset, Link &&link) {
   NodeRef node;
   if (Rc rc = view.nodeSpace(offset, node); failed(rc)) return rc;
   if (Rc rc = checkUnused(view, node.blockOffset(), node.blockSize()); failed(rc)) return rc;
-  if (Rc rc = revive(view, node); failed(rc)) return rc;
+  if (Rc rc = reclaim(view, node); failed(rc)) return rc;
   const Rc rc = link(node);
   if (failed(rc)) giveBack(view, node);
   return rc;
@@ -127,8 +127,8 @@ Rc insertFreeChunk(const HeapView &view, std::uint64_t offset, std::uint64_t siz
 }
 
 Rc insertAllocatedChunk(const HeapView &view, std::uint64_t offset, std::uint64_t size) {
-  Place unused;
-  if (Rc rc = planRecord(view, offset, size, unused); failed(rc)) return rc;
+  Splice unused;
+  if (Rc rc = planRecord(view, offset, size, view.levels - 1, unused); failed(rc)) return rc;
   const StatedIntent intent(view, Intent::Link, offset);
   return linkNewNode(view, AllocatedSpace(view).currentLevel(),
                      [&](const NodeRef &slot) { return linkAllocated(view, slot, offset, size); });
@@ -142,7 +142,7 @@ Rc returnFreeBlock(const HeapView &view, std::uint64_t offset, std::uint64_t siz
   if (plan.needsNode()) return insertFreeChunk(view, offset, size);
   NodeRef freed;
   apply(view, plan, NodeRef{}, freed);
-  if (freed.exists()) retire(view, freed);
+  if (freed.exists()) recycle(view, freed);
   return Rc::Ok;
 }
 
@@ -154,7 +154,7 @@ Rc deleteFreeBlock(const HeapView &view, std::uint64_t offset) {
   const StatedIntent intent(view, Intent::Link, node.blockOffset());
   apply(view, removal);
   takeFrom(view.header->heapStat1, node.blockSize());
-  retire(view, node);
+  recycle(view, node);
   return Rc::Ok;
 }
 
@@ -165,7 +165,7 @@ Rc deleteAllocatedBlock(const HeapView &view, std::uint64_t offset, std::uint64_
   const StatedIntent intent(view, Intent::Link, offset);
   size = record.node.blockSize();
   removeRecord(view, record);
-  retire(view, record.node);
+  recycle(view, record.node);
   return Rc::Ok;
 }
 

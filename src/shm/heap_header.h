@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The header of a storage heap: the start of a domain (heap type 1) or of a pool (heap type 2).
 //
 // Shared memory: every process that maps the segment reads these bytes, so no row may ever change. The header is two
@@ -5,8 +6,7 @@
 //
 //     HeapHeader (0xf8) | user application area (R bytes) | HeapTail (0xf0) | skip-list area | managed space
 //
-// R is the user area's size rounded up to 8. Offsets of the tail's fields below are from the tail's start; add 0xf8 +
-// R.
+// R is the user area's size rounded up to 8. Offsets of the tail's fields are from the tail's start; add 0xf8 + R.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +44,7 @@ inline constexpr FieldRow kHeapHeaderFields[] = {
     SNTR_FIELD(HeapHeader, 0x00, 8, reservedSelector, "the version word"),
     SNTR_FIELD(HeapHeader, 0x08, 8, handleAllocSelector, "the version word"),
     SNTR_FIELD(HeapHeader, 0x10, 8, latchSelector, "the version word"),
-    SNTR_FIELD(HeapHeader, 0x18, 8, eyecatcher, "tells a domain or a pool; 0 while it is none"),
+    SNTR_FIELD(HeapHeader, 0x18, 8, eyecatcher, "identifies a domain or a pool; 0 for neither"),
     SNTR_FIELD(HeapHeader, 0x20, 8, domainFlags, "bit 0: marked for deletion"),
     SNTR_FIELD(HeapHeader, 0x28, 8, heapHeaderOffset, "of this header, from the mapped start"),
     SNTR_FIELD(HeapHeader, 0x30, 8, connectCount, "handles connected"),
@@ -59,7 +59,7 @@ inline constexpr FieldRow kHeapHeaderFields[] = {
 };
 static_assert(tiles(kHeapHeaderFields, 0xf8) && sizeof(HeapHeader) == 0xf8);
 
-// Shared. How chunks are padded; read under the skip-list latch at every allocation.
+// Shared. The padding of chunks; read under the skip-list latch at every allocation.
 struct DebugSettings {
   std::uint32_t debugMode;
   std::uint32_t padType;
@@ -71,7 +71,7 @@ struct DebugSettings {
 
 inline constexpr FieldRow kDebugSettingsFields[] = {
     SNTR_FIELD(DebugSettings, 0x00, 4, debugMode, "0xb at creation"),
-    SNTR_FIELD(DebugSettings, 0x04, 4, padType, "which pads a chunk gets"),
+    SNTR_FIELD(DebugSettings, 0x04, 4, padType, "pad scheme of chunks"),
     SNTR_FIELD(DebugSettings, 0x08, 4, debugUsed, "1 since the first allocation"),
     SNTR_FIELD(DebugSettings, 0x0c, 20, reserved, "0"),
     SNTR_FIELD(DebugSettings, 0x20, 4, frontPadWords, "8-byte words before the caller's bytes, 1 to 8"),
@@ -104,16 +104,16 @@ constexpr std::uint64_t kPoolEyecatcher = 0xf00df4ee;
 
 constexpr std::uint64_t kMaxSkipLevels = 25;
 
-// Bytes of the header with both its records.
+// Returns the bytes of the header with both its records.
 constexpr std::uint64_t heapHeaderSize(std::uint64_t userAreaSize) {
   return roundUp8(roundUp8(userAreaSize) + sizeof(HeapHeader) + sizeof(HeapTail));
 }
 static_assert(heapHeaderSize(0) == 0x1e8 && heapHeaderSize(1) == 0x1f0);
 
-// Bytes at the start of the skip-list area: its words, the head of the allocated list, and two sentinels.
+// Returns the bytes at the start of the skip-list area: its words, the head of the allocated list, and two sentinels.
 constexpr std::uint64_t skipListHeaderSize(std::uint64_t maxLevel) { return 0x48 * maxLevel + 0xd8; }
 
-// Bytes of the skip-list area that a slot count is planned to need.
+// Returns the bytes of a skip-list area planned for a slot count.
 constexpr std::uint64_t skipListAreaSize(std::uint64_t slotCount, std::uint64_t maxLevel) {
   return roundUp8(slotCount * 0xb7 + skipListHeaderSize(maxLevel));
 }

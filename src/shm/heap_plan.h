@@ -1,4 +1,5 @@
-// From a parameter record to the plan of a heap: the fields that domains and pools have in common.
+// SPDX-License-Identifier: MIT
+// Plan of a heap from a parameter record: the fields common to domains and pools.
 #pragma once
 
 #include "shm/heap.h"
@@ -6,8 +7,8 @@
 
 namespace sntr {
 
-// `size` is what the slot count is estimated from. The caller adds where the heap stands, its total size, and a pool's
-// type word. sizeHeap()'s codes.
+// Fills a plan; the slot count is estimated from `size`. The caller adds the header's offset, the total size, and a
+// pool's type word. Returns sizeHeap()'s codes.
 template <class Params>
 Rc planHeap(HeapType type, const Params &params, std::uint64_t size, HeapPlan &plan) {
   HeapSizes sizes{params.slotCount, params.maxLevel, 0, 0, 0};

@@ -1,4 +1,5 @@
-// A source of its own, so that a test can put its own repair in this place and see when it is reached.
+// SPDX-License-Identifier: MIT
+// A separate source, so that a test can link its own repair and see that it is reached.
 #include "shm/heap_repair.h"
 
 namespace sntr {

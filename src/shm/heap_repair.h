@@ -1,8 +1,8 @@
-// The place where a heap is mended after its holder died inside a change.
+// SPDX-License-Identifier: MIT
+// Repair of a heap whose latch holder died inside a change.
 //
-// Whoever enters the heap's section and finds an intent stated calls this, holding the latch, before the work begins.
-// It changes nothing yet, and entry goes on; what it will do starts from the level-0 chain of the allocated list and is
-// harmless to a heap that is whole.
+// enterHeap() calls this, holding the latch, if it finds an intent; the section's work follows. It changes nothing yet.
+// A later version must start from the level-0 chain of the allocated list and be harmless to an undamaged heap.
 #pragma once
 
 #include "shm/heap_view.h"

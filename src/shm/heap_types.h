@@ -1,5 +1,5 @@
-// What differs between a domain's heap and a pool's: an eyecatcher and the result codes. Data, so that each difference
-// can be seen in one place.
+// SPDX-License-Identifier: MIT
+// Differences between a domain's heap and a pool's, as data: an eyecatcher and the result codes.
 #pragma once
 
 #include "shm/heap_header.h"
@@ -8,7 +8,7 @@ namespace sntr {
 
 struct HeapTraits {
   std::uint64_t eyecatcher;
-  Rc notThis;         // the eyecatcher is another, or the heap reaches beyond its memory
+  Rc notThis;         // another eyecatcher, or the heap reaches beyond its memory
   Rc offsetMismatch;  // the stored header offset differs
   Rc marked;          // marked for deletion
   Rc noBlock;         // no free block is large enough
@@ -40,7 +40,7 @@ inline constexpr HeapTraits kPoolHeap = {
 
 constexpr const HeapTraits &traitsOf(HeapType type) { return type == HeapType::Domain ? kDomainHeap : kPoolHeap; }
 
-// The type that a caller's number names; BadHeapType for another.
+// Converts a caller's number to a type. Returns BadHeapType for another number.
 constexpr Rc heapTypeFrom(std::uint32_t number, HeapType &type) {
   if (number != 1 && number != 2) return Rc::BadHeapType;
   type = static_cast<HeapType>(number);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See heap_view.h.
 #include "shm/heap_view.h"
 
@@ -9,7 +10,7 @@ NodeRef sentinel(const HeapView &view, std::uint64_t offset) {
   return NodeRef{view.at(offset), offset, view.levels - 1};
 }
 
-// The parts behind the user application area: their places follow from its size.
+// Locates the parts after the user application area from its size.
 Rc openTail(const HeapRef &heap, HeapView &view) {
   const std::uint64_t userArea = readWord<std::uint64_t>(&view.header->userAppAreaSize);
   if (userArea > view.total) return Rc::StoredUserAreaTooLarge;

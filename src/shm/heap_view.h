@@ -1,7 +1,8 @@
-// A heap opened for work: where its parts are in this process, with every bound read once and checked.
+// SPDX-License-Identifier: MIT
+// A heap opened for work: the addresses of its parts in this process, with every bound read once and checked.
 //
-// A view is made inside the heap's latch and thrown away with it. Its node() is the one function that turns an offset
-// of the skip lists into an address.
+// A view is made inside the heap's latch and discarded with it. Its node() is the one function that turns an offset of
+// the skip lists into an address.
 #pragma once
 
 #include <bit>
@@ -14,7 +15,7 @@
 
 namespace sntr {
 
-// Which list a node is in; SkipNode::allocated holds it.
+// The list of a node, as SkipNode::allocated holds it.
 enum class Listed : std::uint32_t { Free = 0, Allocated = 1 };
 
 struct HeapView {
@@ -23,13 +24,13 @@ struct HeapView {
   std::uint64_t headerOffset;
   std::uint64_t total;       // of the heap, in bytes
   std::uint64_t areaStart;   // offset of the skip-list area
-  std::uint64_t nodesLow;    // first offset at which a node may stand
+  std::uint64_t nodesLow;    // lowest offset of a node
   std::uint64_t blocksLow;   // first offset of managed space
-  std::uint64_t end;         // behind the last managed byte
-  std::uint64_t places;      // multiples of 8 from nodesLow on at which a node may stand whatever its level
+  std::uint64_t end;         // offset after the last managed byte
+  std::uint64_t places;      // multiples of 8 from nodesLow on at which a node of any level fits
   std::uint64_t steps;       // more hops than any list of the heap can need
   std::uint32_t levels;      // L
-  std::uint64_t latchOwner;  // with what the heap's latch was taken, see exitExclusive(); 0 where it is not known
+  std::uint64_t latchOwner;  // owner word of the heap's latch, see exitExclusive(); 0 if unknown
   HeapHeader *header;
   HeapTail *tail;
   SkipArea *area;
@@ -40,28 +41,28 @@ struct HeapView {
   const HeapTraits &traits() const { return traitsOf(type); }
   std::byte *at(std::uint64_t offset) const { return base + offset; }
 
-  // The live node of a list at an offset, its level read once. ChunkOutsideHeap where none can be, and for a node of
-  // the other list: after a process died inside a change, links of the upper levels may still lead to it.
+  // Finds the live node of a list at an offset and reads its level once. Returns ChunkOutsideHeap if there can be none,
+  // and for a node of the other list: upper links may lead there after a process died inside a change.
   Rc node(std::uint64_t offset, Listed list, NodeRef &out) const;
 
-  // Space of a node, live or dead, without regard to its state.
+  // Finds the space of a node, live or dead, whatever its state.
   Rc nodeSpace(std::uint64_t offset, NodeRef &out) const;
 
-  // True when the bytes lie in managed space and the block is one that the lists could hold.
+  // Returns true if the bytes lie in managed space and could be a block of the lists.
   bool holdsBlock(std::uint64_t offset, std::uint64_t size) const {
     return size != 0 && isMultipleOf8(offset) && isMultipleOf8(size) && liesWithin(offset, size, blocksLow, end);
   }
 };
 
-// Reads the bounds of a heap: its stored offset, and sizes that must agree with one another and with the limit. Whether
-// it carries its eyecatcher is the caller's to test. The type's offsetMismatch, its notThis where it reaches beyond its
-// memory, StoredUserAreaTooLarge, ChunkOutsideHeap for a skip-list area that cannot be.
+// Reads the bounds of a heap: its stored offset, and sizes that must agree with one another and with the limit. The
+// caller tests the eyecatcher. Returns the type's offsetMismatch; its notThis if it reaches beyond its memory;
+// StoredUserAreaTooLarge; ChunkOutsideHeap for an impossible skip-list area.
 Rc openHeap(const HeapRef &heap, HeapView &view);
 
-// Only the parts before the skip-list area; the rest of the view is left unset. openHeap()'s codes but for the area's.
+// Reads only the parts before the skip-list area; the rest stays unset. Returns openHeap()'s codes except the area's.
 Rc openHeader(const HeapRef &heap, HeapView &view);
 
-// A counter of the heap, moved by the holder of its latch.
+// Change a counter of the heap; the caller holds its latch.
 inline void addTo(std::uint64_t &word, std::uint64_t amount) {
   writeWord<std::uint64_t>(&word, readWord<std::uint64_t>(&word) + amount);
 }
@@ -69,8 +70,7 @@ inline void takeFrom(std::uint64_t &word, std::uint64_t amount) {
   writeWord<std::uint64_t>(&word, readWord<std::uint64_t>(&word) - amount);
 }
 
-// States the change under way for as long as it lives; what was stated before comes back with its end. Nothing here can
-// fail, so a destructor may do it.
+// States the change under way during its lifetime, then restores the previous word, which cannot fail.
 class StatedIntent {
  public:
   StatedIntent(const HeapView &view, Intent intent, std::uint64_t offset)
@@ -90,9 +90,9 @@ class StatedIntent {
   std::uint64_t before_;
 };
 
-// Knows the nodes that walks meet at a look: live, of one list, not so near the heap's end that its level decides
-// whether it fits, and no record of an extent. It says nothing of the others. A copy of the bounds of a view, so that a
-// walk keeps them in registers whatever it writes.
+// Recognizes the usual nodes of a walk quickly: live, of one list, far enough from the heap's end to fit at any level,
+// and no record of an extent. All other nodes need the full check. It copies the view's bounds, so that a walk keeps
+// them in registers whatever it writes.
 template <Listed list>
 class PlainNodes {
  public:
@@ -100,7 +100,7 @@ class PlainNodes {
       : base_(view.base), low_(view.nodesLow), places_(view.places), levels_(view.levels) {}
 
   bool contain(std::uint64_t offset, NodeRef &out) const {
-    // The low bits of an odd offset become high ones, so that one comparison finds them too.
+    // The low bits of an uneven offset become high ones, so that one comparison detects them too.
     if (std::rotr(offset - low_, 3) >= places_) return false;
     std::byte *const at = base_ + offset;
     const SkipNode *const node = reinterpret_cast<const SkipNode *>(at);
@@ -134,8 +134,8 @@ class FreeSpace {
     out = other;
     return rc;
   }
-  // Fetches a node that a walk may come to. Any offset will do: nothing is read, and no address is refused.
-  // Numbers are added, because the sum need not be an address of ours.
+  // Prefetches a node that a walk may reach. Any offset will do: nothing is read, and no address is refused. It adds
+  // numbers, because the sum need not be an address of this process.
   void expect(std::uint64_t offset) const {
     __builtin_prefetch(reinterpret_cast<const void *>(reinterpret_cast<std::uintptr_t>(view_->base) + offset));
   }
@@ -148,7 +148,7 @@ class FreeSpace {
   Rc damage() const { return Rc::ChunkOutsideHeap; }
 
  private:
-  // A sentinel, or whatever view.node() says.
+  // Returns a sentinel, or the result of view.node().
   static Rc unusual(const HeapView &view, std::uint64_t offset, NodeRef &out);
   void *levelWord() const { return view_->at(view_->areaStart + freeLevelAt(view_->levels)); }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See mappings.h.
 #include "shm/mappings.h"
 
@@ -14,8 +15,8 @@ std::span<Mapping> windowOf(std::uint64_t address) { return {mappingWindow(addre
 
 constexpr std::uint64_t wordOf(std::uint64_t address, std::uint64_t uses) { return address << kUseBits | uses; }
 
-// Changes the number of uses of a slot that has this address: `change(uses)` gives the new one. False if the slot has
-// another address, or `change` gives what it was given. Order: both sides, since the size belongs to the first and last.
+// Changes the uses of a slot with this address by `change(uses)`. Returns false if the slot has another address, or the
+// number stays. Acquire and release: the size is written before the first use and erased after the last.
 template <class Change>
 bool changeUses(Mapping &slot, std::uint64_t address, Change &&change) {
   std::uint64_t seen = slot.word.load(std::memory_order_acquire);
@@ -25,7 +26,7 @@ bool changeUses(Mapping &slot, std::uint64_t address, Change &&change) {
     if (!slot.word.compare_exchange_weak(seen, wordOf(address, uses), std::memory_order_acq_rel)) continue;
     if (uses == 0) {
       slot.size.store(0, std::memory_order_relaxed);
-      slot.word.store(kFree, std::memory_order_release);  // to the thread that fills the slot next
+      slot.word.store(kFree, std::memory_order_release);  // pairs with the exchange that fills the slot next
     }
     return true;
   }
@@ -48,8 +49,7 @@ bool fill(Mapping &slot, std::uint64_t address, std::uint64_t size) {
 
 }  // namespace
 
-// Two threads that bring the same address at once may fill a slot each. Both have the size, and uses are taken away
-// wherever there are some.
+// Two threads that add one address at once may fill a slot each. Both have the size; uses are taken from either.
 bool rememberMapping(const void *base, std::uint64_t size) {
   const auto address = reinterpret_cast<std::uintptr_t>(base);
   if (address == 0 || address >> (64 - kUseBits) != 0) return false;
@@ -62,8 +62,8 @@ bool rememberMapping(const void *base, std::uint64_t size) {
   return std::ranges::any_of(window, [&](Mapping &slot) { return fill(slot, address, size); });
 }
 
-// Looks again: a thread that ends a use in a slot which this one has not reached yet may have left its own in one that
-// was free when this one passed it. Not for ever, since there may be no use at all.
+// Retries: a thread that ends a use further on may have added its own in a slot that this thread passed while it was
+// free. Bounded, since there may be no use at all.
 void forgetMapping(const void *base) {
   constexpr int kMostPasses = 100;
   const auto address = reinterpret_cast<std::uintptr_t>(base);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See node_moves.h.
 #include "shm/node_moves.h"
 
@@ -11,11 +12,11 @@ namespace sntr {
 
 namespace {
 
-// How many extents one release may empty: two more than it can fill, so that they go faster than they came.
+// Extents that one release may empty: two more than it can fill, so that they go faster than they came.
 constexpr int kTrimsPerRelease = 3;
 
-// The free blocks that an extent may be cut from, best first: the first one, so that extents gather behind the area;
-// then the largest two, of which one is not the block that the caller needs.
+// The free blocks that an extent may be cut from, best first: the first one, so that extents gather after the area;
+// then the largest two, at least one of which the caller does not need.
 struct Candidates {
   NodeRef nodes[3];
   int count = 0;
@@ -35,7 +36,7 @@ Rc collectCandidates(const HeapView &view, Candidates &found) {
   return Rc::Ok;
 }
 
-// True when a block of `keep` bytes is left after g bytes were cut from a candidate.
+// Returns true if a block of `keep` bytes is left after g bytes are cut from a candidate.
 bool leavesEnough(const HeapView &view, const NodeRef &candidate, std::uint64_t g, const NodeRef &fit,
                   std::uint64_t keep) {
   if (candidate != fit) return true;
@@ -57,8 +58,7 @@ Rc chooseBlock(const HeapView &view, std::uint64_t least, const NodeRef &fit, st
   return view.traits().noBlock;
 }
 
-// Cuts the low end off a free block. The block keeps its place by offset: nothing lies between its old start and its
-// new.
+// Cuts the low end off a free block. It keeps its position by offset: nothing lies between its old start and its new.
 Rc cutLowEnd(const HeapView &view, const NodeRef &block, std::uint64_t size, std::uint64_t &offset) {
   offset = block.blockOffset();
   const std::uint64_t rest = block.blockSize() - size;
@@ -67,7 +67,7 @@ Rc cutLowEnd(const HeapView &view, const NodeRef &block, std::uint64_t size, std
     Removal removal;
     if (Rc rc = planRemoval(view, block, removal); failed(rc)) return rc;
     apply(view, removal);
-    retire(view, block);
+    recycle(view, block);
   } else {
     Resize shrunk;
     if (Rc rc = planResize(view, block, offset + size, rest, shrunk); failed(rc)) return rc;
@@ -77,7 +77,7 @@ Rc cutLowEnd(const HeapView &view, const NodeRef &block, std::uint64_t size, std
   return Rc::Ok;
 }
 
-// Moves every live node of a closed extent elsewhere, but for the record of the extent itself.
+// Moves every live node of a closed extent elsewhere, except the record of the extent itself.
 Rc emptyExtent(const HeapView &view, const ExtentRef &extent) {
   NodeRef node;
   std::uint64_t at = sizeof(Extent);
@@ -93,7 +93,7 @@ Rc emptyExtent(const HeapView &view, const ExtentRef &extent) {
   }
 }
 
-// Gives the chunk of an emptied extent back. Its own record may lie in it and then goes with it.
+// Releases the chunk of an emptied extent. The extent's record may lie in it and then disappears with it.
 Rc returnExtent(const HeapView &view, const ExtentRef &extent) {
   Record record;
   if (Rc rc = findRecord(view, extent.offset, record); failed(rc)) return rc;
@@ -111,8 +111,7 @@ Rc emptyNewest(const HeapView &view, const ExtentRef &extent) {
   return firstFailure(rc, reopenExtent(view, extent));
 }
 
-// Brings one node of the area down to `to`, if need be by way of the reserve: it never moves through space that
-// overlaps it, so that one whole copy exists at every moment.
+// Moves one node of the area down to `to`. Overlapping ranges go by way of the reserve: one whole copy always exists.
 Rc slideDown(const HeapView &view, const NodeRef &node, std::uint64_t to) {
   NodeRef from = node;
   if (node.offset - to < node.size()) {
@@ -134,10 +133,10 @@ Rc moveNode(const HeapView &view, const NodeRef &node, const NodeRef &slot) {
   writeWord<std::uint32_t>(&slot.fields()->state, node.state());
   const Rc moved = allocated ? replaceRecord(view, node, slot) : replaceFree(view, node, slot);
   if (failed(moved)) {
-    retire(view, slot);
+    recycle(view, slot);
     return moved;
   }
-  abandon(view, node);
+  markDead(view, node);
   return Rc::Ok;
 }
 
@@ -145,9 +144,10 @@ Rc grow(const HeapView &view, std::uint64_t least, const NodeRef &fit, std::uint
   NodeRef block;
   std::uint64_t size = 0;
   std::uint64_t offset = 0;
-  Place place;
+  Splice splice;
   if (Rc rc = chooseBlock(view, least, fit, keep, block, size); failed(rc)) return rc;
-  if (Rc rc = planRecord(view, block.blockOffset(), size, place); failed(rc)) return Rc::ChunkOutsideHeap;
+  if (Rc rc = planRecord(view, block.blockOffset(), size, view.levels - 1, splice); failed(rc))
+    return Rc::ChunkOutsideHeap;
   const StatedIntent intent(view, Intent::Grow, block.blockOffset());
   if (Rc rc = cutLowEnd(view, block, size, offset); failed(rc)) return rc;
   openExtent(view, offset, size);
@@ -157,7 +157,7 @@ Rc grow(const HeapView &view, std::uint64_t least, const NodeRef &fit, std::uint
   if (!slot.exists()) return Rc::ChunkOutsideHeap;
   bringToLife(view, slot, offset, size, true);
   writeWord<std::uint32_t>(&slot.fields()->state, kNodeRecordsExtent);
-  enterRecord(view, slot, place);
+  enterRecord(view, slot, splice);
   return Rc::Ok;
 }
 
@@ -197,7 +197,7 @@ Rc compactArea(const HeapView &view) {
     if (node.size() > end - at) return Rc::ChunkOutsideHeap;
     at += node.size();
     if (node.state() == kNodeDead) {
-      if (Rc rc = revive(view, node); failed(rc)) return rc;
+      if (Rc rc = reclaim(view, node); failed(rc)) return rc;
       continue;
     }
     if (node.offset != to) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See node_space.h.
 #include "shm/node_space.h"
 
@@ -13,13 +14,13 @@ namespace {
 // rand() is below this with a probability of just under one half.
 constexpr int kRise = 0x3fffffff;
 
-// A dead node keeps its fields, so that it can be linked again as what it was; its first two links lead to its fellows.
+// A dead node keeps its fields, so that it can be linked again with them; its first two links lead to other dead nodes.
 constexpr Links kNextDead = Links::OffsetForward;
 constexpr Links kPreviousDead = Links::OffsetBackward;
 
 void *deadHead(const HeapView &view, std::uint32_t level) { return view.last.link(Links::OffsetForward, level); }
 
-// The dead node at an offset, of the level that its list is for; no node for offset 0.
+// Finds the dead node at an offset, which must have the level of its list; no node for offset 0.
 Rc deadNode(const HeapView &view, std::uint64_t offset, std::uint32_t level, NodeRef &node) {
   node = NodeRef{};
   if (offset == 0) return Rc::Ok;
@@ -27,8 +28,7 @@ Rc deadNode(const HeapView &view, std::uint64_t offset, std::uint32_t level, Nod
   return node.level == level && node.state() == kNodeDead ? Rc::Ok : Rc::ChunkOutsideHeap;
 }
 
-// Puts a node in front of the dead of its level. A list that is damaged is begun anew: its nodes are lost to reuse, not
-// to the heap.
+// Puts a node in front of the dead of its level. A damaged list starts anew; its nodes are only lost to reuse.
 void pushDead(const HeapView &view, const NodeRef &node) {
   NodeRef next;
   const bool whole = !failed(deadNode(view, readWord<std::uint64_t>(deadHead(view, node.level)), node.level, next));
@@ -58,7 +58,7 @@ Rc popDead(const HeapView &view, std::uint32_t level, NodeRef &slot) {
   return slot.exists() ? removeDead(view, slot) : Rc::Ok;
 }
 
-// Makes unused space a slot: its level is written, so that it can be told from now on how large it is.
+// Makes unused space a slot; writes its level, which determines its size from now on.
 NodeRef cutSlot(const HeapView &view, std::uint64_t offset, std::uint32_t level) {
   const NodeRef slot{view.at(offset), offset, level};
   writeWord<std::uint64_t>(&slot.fields()->nodeLevel, level);
@@ -66,7 +66,7 @@ NodeRef cutSlot(const HeapView &view, std::uint64_t offset, std::uint32_t level)
   return slot;
 }
 
-// Bytes behind slNextFree that nodes may use.
+// Returns the bytes after slNextFree that nodes may use.
 std::uint64_t unusedInArea(const HeapView &view) {
   const std::uint64_t size = view.blocksLow - view.areaStart;
   const std::uint64_t next = readWord<std::uint64_t>(&view.area->slNextFree);
@@ -75,7 +75,7 @@ std::uint64_t unusedInArea(const HeapView &view) {
   return sane && size - next > reserve ? size - next - reserve : 0;
 }
 
-// Space never used, of the area and then of the newest extent.
+// Takes space never used, of the area and then of the newest extent.
 Rc cutUnused(const HeapView &view, std::uint32_t level, NodeRef &slot) {
   slot = NodeRef{};
   const std::uint64_t size = skipNodeSize(level);
@@ -96,7 +96,7 @@ Rc cutUnused(const HeapView &view, std::uint32_t level, NodeRef &slot) {
 
 std::uint32_t chooseLevel(std::uint32_t currentLevel, std::uint32_t levels) {
   std::uint32_t level = 0;
-  // The process's rand() is what all levels come from; glibc's takes a lock, and a race would cost nothing but chance.
+  // All levels come from the process's rand(). glibc's takes a lock; a race would only affect chance.
   while (std::rand() < kRise) {  // NOLINT(concurrency-mt-unsafe)
     ++level;
     if (level > currentLevel || level == levels) break;
@@ -105,7 +105,7 @@ std::uint32_t chooseLevel(std::uint32_t currentLevel, std::uint32_t levels) {
 }
 
 std::uint32_t drawLevel(std::uint32_t currentLevel, std::uint32_t levels) {
-  // Knuth's MMIX generator. Threads that meet here may draw the same number, which costs nothing but chance.
+  // Knuth's MMIX generator. Concurrent threads may draw the same number, which only affects chance.
   static std::atomic<std::uint64_t> state{1};
   const std::uint64_t drawn = state.load(std::memory_order_relaxed) * 6364136223846793005U + 1442695040888963407U;
   state.store(drawn, std::memory_order_relaxed);
@@ -146,20 +146,20 @@ void bringToLife(const HeapView &view, const NodeRef &slot, std::uint64_t offset
   addTo(view.area->slNodeCount, 1);
 }
 
-void abandon(const HeapView &view, const NodeRef &node) {
+void markDead(const HeapView &view, const NodeRef &node) {
   writeWord<std::uint32_t>(&node.fields()->state, kNodeDead);
   takeFrom(view.area->slBytesUsed, node.size());
   takeFrom(view.area->slNodeCount, 1);
 }
 
-void retire(const HeapView &view, const NodeRef &node) {
-  abandon(view, node);
+void recycle(const HeapView &view, const NodeRef &node) {
+  markDead(view, node);
   pushDead(view, node);
 }
 
 void giveBack(const HeapView &view, const NodeRef &slot) { pushDead(view, slot); }
 
-Rc revive(const HeapView &view, const NodeRef &node) {
+Rc reclaim(const HeapView &view, const NodeRef &node) {
   if (node.state() != kNodeDead) return Rc::ChunkOutsideHeap;
   return removeDead(view, node);
 }

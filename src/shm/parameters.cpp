@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // See parameters.h.
 //
-// The order of the tests is part of the interface: a caller with several faults hears of the first in this order. It
-// differs between creating and connecting only by what connecting leaves out.
+// The order of the tests is part of the interface: of several faults, the first in this order is returned. Connecting
+// has the order of creating, and only leaves tests out.
 #include "shm/parameters.h"
 
 #include "layout/offset.h"
@@ -11,7 +12,7 @@ namespace sntr {
 
 namespace {
 
-// What a zero field stands for.
+// Defaults for fields that are zero.
 constexpr std::uint64_t kDomainMaxLevel = 7;
 constexpr std::uint64_t kDomainGranule = 0x1000;
 constexpr std::uint64_t kDomainAccessMode = 0660;
@@ -30,7 +31,7 @@ void setSelectorDefaults(Params &params) {
   setDefault(params.latchSelector, kVersionWord);
 }
 
-// The two kinds of heap differ in the codes for their granule only.
+// The two kinds of heap differ only in the codes for their granule.
 struct GranuleCodes {
   Rc bad;
   Rc uneven;
@@ -38,7 +39,7 @@ struct GranuleCodes {
 constexpr GranuleCodes kDomainGranuleCodes = {Rc::DomainGranuleBad, Rc::DomainGranuleUneven};
 constexpr GranuleCodes kPoolGranuleCodes = {Rc::PoolGranuleBad, Rc::PoolGranuleUneven};
 
-// 8 always passes: it is the alignment that every chunk has anyhow.
+// 8 always passes: every chunk is aligned to it anyway.
 Rc checkGranule(std::uint64_t granule, std::uint64_t size, const GranuleCodes &codes) {
   if (granule != kWordSize && (granule <= kWordSize || granule > size)) return codes.bad;
   return isMultipleOf8(granule) ? Rc::Ok : codes.uneven;
@@ -46,7 +47,7 @@ Rc checkGranule(std::uint64_t granule, std::uint64_t size, const GranuleCodes &c
 
 Rc checkVersionSelector(std::uint64_t selector, Rc rc) { return selector == kVersionWord ? Rc::Ok : rc; }
 
-// What creating a domain and creating a pool test alike, before the granule.
+// Tests common to creating a domain and creating a pool, before the granule.
 template <class Params>
 Rc checkSizesAndSelectors(const Trace &t, const Params &params, std::uint64_t size) {
   if (params.userAppAreaSize > size) return t.failLogged(kProbeParams + 1, Rc::BadUserAreaSize);
@@ -103,7 +104,7 @@ Rc takePoolParams(const Trace &t, const ShmPoolParams *given, std::uint64_t pool
   setDefault(params.maxLevel, kPoolMaxLevel);
   setDefault(params.granule, kPoolGranule);
   if (Rc rc = checkSizesAndSelectors(t, params, poolSize); failed(rc)) return rc;
-  // The granule 8 passes for any size, so a pool of nothing needs a test of its own.
+  // The granule 8 passes for any size, so an empty pool needs its own test.
   if (poolSize == 0) return t.failLogged(kProbeParams + 7, Rc::PoolGranuleBad);
   return t.failLogged(kProbeParams + 5, checkGranule(params.granule, poolSize, kPoolGranuleCodes));
 }

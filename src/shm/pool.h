@@ -1,41 +1,42 @@
-// Pools as the rest of the library uses them: a handle's checks, and the operations on a pool that answer with a code.
+// SPDX-License-Identifier: MIT
+// Pools, for the rest of the library: a handle's checks, and the operations that return a code. A pool is a chunk of
+// its domain's heap that holds a heap of its own; blocks come from pools only.
+// Latch order: the domain's latch before the pool's, which guards the pool's lists. A holder of a pool's latch calls no
+// domain operation, and nothing of that pool that takes its latch: the latch refuses its holder (LatchFailed).
 //
-// A pool is a chunk of its domain's heap that holds a heap of its own; blocks come from pools only. Any thread of any
-// process; the handle belongs to this process and is only read here. A pool's latch guards the pool's lists; where both
-// are needed, the domain's latch is taken before the pool's. Who holds a pool's latch calls no domain operation, and
-// nothing of that pool that takes its latch: the latch refuses its holder (LatchFailed).
+// Thread safety: any thread of any process; the handle belongs to this process and is only read here.
 #pragma once
 
 #include "shm/heap.h"
 
 namespace sntr {
 
-// Turns a handle into the heap that it names, after checking the handle: NullPoolHandle, NullBase, DomainOffsetUneven,
-// PoolOffsetUneven, PoolChunkOffsetUneven; NotADomain if this process no longer has the domain, ChunkOutsideHeap if the
-// pool's header does not lie in what is mapped of it. No shared word is looked at: that is checkHeap()'s.
+// Checks a handle and returns its heap. Returns NullPoolHandle, NullBase, DomainOffsetUneven, PoolOffsetUneven,
+// PoolChunkOffsetUneven; NotADomain if this process no longer has the domain; ChunkOutsideHeap if the pool's header
+// lies outside its mapping. Reads no shared word; checkHeap() does.
 Rc poolHeap(const ShmPoolHandle *pool, HeapRef &heap);
 
-// The domain that holds the pool, for a handle of which poolHeap() made `heap`.
+// Returns the domain that holds the pool, for a handle of which poolHeap() made `heap`.
 HeapRef domainHeapOf(const ShmPoolHandle &pool, const HeapRef &heap);
 
-// poolHeap()'s codes, NotAPool, PoolOffsetMismatch, LatchFailed, BadLatchVersion. A failed latchPool() leaves nothing
-// held; unlatchPool() gives the latch back if this thread holds it, even where the eyecatcher has gone, and then tells
-// of that.
+// Return poolHeap()'s codes, NotAPool, PoolOffsetMismatch, LatchFailed, BadLatchVersion. A failed latchPool() leaves
+// nothing held. unlatchPool() releases the latch if this thread holds it, even if the eyecatcher has gone, and then
+// returns that.
 Rc latchPool(const ShmPoolHandle *pool);
 Rc unlatchPool(const ShmPoolHandle *pool);
 
-// Takes no latch; a caller that needs words of one moment holds the pool's. poolHeap()'s and checkHeap()'s codes.
+// Takes no latch; a caller that needs a snapshot holds the pool's. Returns the codes of poolHeap() and heapInfo().
 Rc poolInfo(const ShmPoolHandle *pool, ShmHeapInfo &info);
 
-// Takes a block of at least `size` bytes from the pool, under the pool's latch. poolHeap()'s and checkHeap()'s codes;
-// PoolGranuleBad, PoolGranuleUneven; PoolFull, PoolNoBlockLargeEnough; the pads' codes; ChunkOutsideHeap; latch codes.
-// `block` is written on success only.
+// Takes a block of at least `size` bytes from the pool, under the pool's latch. Returns poolHeap()'s and checkHeap()'s
+// codes; PoolGranuleBad, PoolGranuleUneven; PoolFull, PoolNoBlockLargeEnough; the pads' codes; ChunkOutsideHeap; latch
+// codes. Writes `block` on success only.
 Rc allocateBlock(const ShmPoolHandle *pool, std::uint64_t size, void *&block);
 
-// Gives a block back, under the pool's latch, and nulls the caller's address. poolHeap()'s and checkHeap()'s codes;
-// NullBlock, BlockBelowDomain, ChunkOutsideHeap, UnknownPadType, BadFrontPadCount, ChunkBelowDomain, ChunkUneven,
-// PoolBlockNotFound, latch codes. A failure leaves the block allocated and the address alone; but where only the latch
-// could not be given back, the block is free and the address null.
+// Releases a block, under the pool's latch, and nulls the caller's address. Returns poolHeap()'s and checkHeap()'s
+// codes; NullBlock, BlockBelowDomain, ChunkOutsideHeap, UnknownPadType, BadFrontPadCount, ChunkBelowDomain,
+// ChunkUneven, PoolBlockNotFound, latch codes. A failure leaves the block allocated and the address unchanged; but if
+// only releasing the latch failed, the block is free and the address null.
 Rc freeBlock(const ShmPoolHandle *pool, void *&block);
 
 }  // namespace sntr

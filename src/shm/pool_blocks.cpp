@@ -1,7 +1,8 @@
-// Blocks: the memory of nodes and of whatever else lives in a pool.
+// SPDX-License-Identifier: MIT
+// Blocks: the memory of nodes and of anything else in a pool.
 //
-// The address that comes back from a caller may be anything. It is held against the domain before a byte near it is
-// read, and the words before it are only a hint to the chunk: the pool's own record decides whether there is one.
+// A caller's address may be anything. It is compared with the domain before a byte near it is read, and the words
+// before it are only a hint: the pool's own record decides whether there is a chunk.
 #include "layout/words.h"
 #include "shm/chunk_pads.h"
 #include "shm/pool.h"
@@ -11,8 +12,7 @@ namespace sntr {
 
 namespace {
 
-// The size rounded up to the pool's granule, which is read once. A granule above the pool itself is damage: no pool is
-// created with one.
+// Rounds the size up to the pool's granule, read once. A granule above the total is damage: no pool is created so.
 Rc granularSize(const HeapRef &heap, std::uint64_t size, std::uint64_t &rounded) {
   const std::uint64_t granule = readWord<std::uint64_t>(&headerOf(heap)->granule);
   const std::uint64_t total = readWord<std::uint64_t>(&headerOf(heap)->totalSize);
@@ -24,14 +24,13 @@ Rc granularSize(const HeapRef &heap, std::uint64_t size, std::uint64_t &rounded)
   return Rc::Ok;
 }
 
-// A chunk of the pool begins between its header and its end; the record tells later whether one does.
+// Returns true if a chunk of the pool can begin there; its record decides later whether one does.
 bool holdsChunk(const HeapRef &heap, std::uint64_t chunkOffset) {
   return liesWithin(chunkOffset, 0, heap.headerOffset, heap.limit) &&
          chunkOffset - heap.headerOffset <= readWord<std::uint64_t>(&headerOf(heap)->totalSize);
 }
 
-// Looks at the header without the latch first, because a granule and a total are needed to know what to ask for; the
-// allocation tests the header again inside.
+// Checks the header without the latch, because granule and total determine the request. The allocation checks it again.
 Rc allocateIn(const HeapRef &heap, std::uint64_t size, void *&block) {
   if (Rc rc = checkHeap(heap); failed(rc)) return rc;
   std::uint64_t rounded = 0;
@@ -39,14 +38,14 @@ Rc allocateIn(const HeapRef &heap, std::uint64_t size, void *&block) {
   Chunk chunk{};
   if (Rc rc = allocateChunk(heap, rounded, chunk); failed(rc)) return rc;
   if (!holdsChunk(heap, chunk.offset)) {
-    // Only a header that changed under us leads here; the first failure is the one to tell.
+    // Only a header that changed meanwhile leads here.
     return firstFailure(Rc::ChunkOutsideHeap, releaseChunk(heap, chunk.offset));
   }
   block = heap.base + chunk.userOffset;
   return Rc::Ok;
 }
 
-// Where the chunk of a block begins.
+// Finds the start of a block's chunk.
 Rc findChunkOf(const HeapRef &heap, const std::byte *block, std::uint64_t &chunkOffset) {
   // Compared as numbers: the two addresses need not belong to one object.
   const auto address = reinterpret_cast<std::uintptr_t>(block);
@@ -62,16 +61,16 @@ Rc findChunkOf(const HeapRef &heap, const std::byte *block, std::uint64_t &chunk
   return holdsChunk(heap, chunkOffset) ? Rc::Ok : Rc::ChunkOutsideHeap;
 }
 
-// The caller's address is cleared, so that releasing it again is told as null and not looked up as a stray one.
+// Clears the caller's address, so that a second release fails as null and is not looked up as a stray address.
 Rc releaseAt(const HeapRef &heap, std::uint64_t chunkOffset, void *&block) {
   bool released = false;
   const Rc rc = releaseChunk(heap, chunkOffset, released);
-  // Also where the latch could not be given back afterwards: the bytes may be somebody else's by now.
+  // Also if only leaving the latch failed: the bytes may belong to another caller by now.
   if (released) block = nullptr;
   return rc;
 }
 
-// The same with traces, from probe 4 on. That there is no such block is the caller's failure, and logged.
+// Frees a block with traces, from probe 4 on. A block that does not exist is the caller's failure, and logged.
 Rc freeTraced(const Trace &t, const HeapRef &heap, void *&block) {
   std::uint64_t chunkOffset = 0;
   if (Rc rc = checkHeap(heap); failed(rc)) return t.fail(4, rc);

@@ -1,5 +1,6 @@
-// Connecting to a pool and disconnecting from it. The location of a pool comes from another process, so nothing there
-// is read before it is known to lie inside the domain, and nothing is believed before the header has said what it is.
+// SPDX-License-Identifier: MIT
+// Connecting to a pool and disconnecting from it. The pool's offset comes from another process: nothing there is read
+// before it is known to lie inside the domain, and nothing is used before the header is checked.
 #include "layout/words.h"
 #include "shm/chunk_pads.h"
 #include "shm/domain.h"
@@ -11,19 +12,19 @@ namespace sntr {
 
 namespace {
 
-// The heap at an offset that the caller was told. PoolOffsetUneven, ChunkOutsideHeap, and checkHeap()'s codes. Probes 5
-// to 8; an offset that no pool can have is the caller's failure, and logged.
+// Finds the heap at the caller's offset. Returns PoolOffsetUneven, ChunkOutsideHeap, or checkHeap()'s codes. Probes 5
+// to 8; an impossible offset is the caller's failure, and logged.
 Rc findPool(const Trace &t, const HeapRef &domain, std::uint64_t offset, HeapRef &pool) {
   if (!isMultipleOf8(offset)) return t.failLogged(5, Rc::PoolOffsetUneven);
   const std::uint64_t end = readWord<std::uint64_t>(&headerOf(domain)->totalSize);
-  // The total is read a second time here, after checkHeap() held it against what is mapped.
+  // The total is read a second time here, after checkHeap() compared it with the mapped size.
   if (end > domain.limit) return t.fail(6, Rc::NotADomain);
   if (!liesWithin(offset, heapHeaderSize(0), domain.headerOffset, end)) return t.failLogged(7, Rc::ChunkOutsideHeap);
   pool = HeapRef{domain.base, offset, HeapType::Pool, end};
   return t.fail(8, checkHeap(pool));
 }
 
-// The pads before the pool's header tell where its chunk begins.
+// Computes the start of the pool's chunk from the pads before its header.
 Rc findChunkOfPool(const HeapRef &domain, const HeapRef &pool, std::uint64_t &chunkOffset) {
   const std::uint64_t available = pool.headerOffset - domain.headerOffset;
   std::uint64_t front = 0;
@@ -33,7 +34,7 @@ Rc findChunkOfPool(const HeapRef &domain, const HeapRef &pool, std::uint64_t &ch
   return isMultipleOf8(chunkOffset) ? Rc::Ok : Rc::ChunkUneven;
 }
 
-// The pads are looked at before the connection is counted, so that there is less to undo.
+// Reads the pads before counting the connection, so that there is less to undo.
 Rc connectPool(const Trace &t, const HeapRef &domain, std::uint64_t offset, ShmPoolHandle *&out) {
   HeapRef pool{};
   if (Rc rc = findPool(t, domain, offset, pool); failed(rc)) return rc;
@@ -45,7 +46,7 @@ Rc connectPool(const Trace &t, const HeapRef &domain, std::uint64_t offset, ShmP
   return t.fail(12, stored);
 }
 
-// The pool's blocks stay: they belong to the pool, not to who allocated them.
+// Disconnects. The pool's blocks stay: they belong to the pool, not to the process that allocated them.
 Rc disconnectPool(const Trace &t, ShmPoolHandle *&pool) {
   HeapRef heap{};
   if (Rc rc = poolHeap(pool, heap); failed(rc)) return t.failLogged(2, rc);

@@ -1,7 +1,8 @@
-// Creating a pool: a chunk of the domain, then the heap in it, then the handle. A later failure gives the chunk back.
+// SPDX-License-Identifier: MIT
+// Creating a pool: a chunk of the domain, then the heap in it, then the handle. A later failure releases the chunk.
 //
-// The domain's latch is held inside allocateChunk() only; until the pool's eyecatcher is written nobody else can know
-// the pool, and until the caller tells its offset nobody has it.
+// The domain's latch is held inside allocateChunk() only. No other process can find the pool before its eyecatcher is
+// written, or use it before the caller passes its offset on.
 #include "layout/words.h"
 #include "shm/domain.h"
 #include "shm/heap_access.h"
@@ -16,8 +17,7 @@ namespace {
 
 std::uint64_t roundUp(std::uint64_t value, std::uint64_t granule) { return (value + granule - 1) / granule * granule; }
 
-// Everything of the pool's plan but where it will stand. A size that the whole domain does not have is refused before
-// anything is added to it.
+// Plans everything except the pool's offset. Refuses a size above the whole domain before adding anything to it.
 Rc planPool(const HeapRef &domain, const ShmPoolParams &params, std::uint64_t size, HeapPlan &plan) {
   if (size > readWord<std::uint64_t>(&headerOf(domain)->totalSize)) return Rc::DomainFull;
   if (Rc rc = planHeap(HeapType::Pool, params, size, plan); failed(rc)) return rc;
@@ -28,7 +28,7 @@ Rc planPool(const HeapRef &domain, const ShmPoolParams &params, std::uint64_t si
   return Rc::Ok;
 }
 
-// The heap in the chunk, and the handle. A failure leaves no eyecatcher behind.
+// Makes the heap in the chunk, and the handle. A failure leaves no eyecatcher.
 Rc furnish(const Trace &t, const HeapRef &domain, const Chunk &chunk, const HeapPlan &plan, ShmPoolHandle *&out) {
   if (Rc rc = createHeap(domain.base, HeapType::Pool, plan); failed(rc)) {
     t.note(8, rc);
@@ -40,7 +40,7 @@ Rc furnish(const Trace &t, const HeapRef &domain, const Chunk &chunk, const Heap
   return t.fail(10, stored);
 }
 
-// The chunk is taken for the total, so the pool's header stands where the caller's bytes of the chunk begin.
+// Creates a pool. The chunk is sized for the total, so the pool's header is at the chunk's user offset.
 Rc createPool(const Trace &t, const HeapRef &domain, std::uint64_t size, const ShmPoolParams &params,
               ShmPoolHandle *&out) {
   HeapPlan plan{};

@@ -1,11 +1,11 @@
-// The end of a pool: its chunk goes back to the domain.
+// SPDX-License-Identifier: MIT
+// The end of a pool: its chunk returns to the domain.
 //
 // Entries of the domain's shared lists that lie in the chunk are unlinked first. A process that dies after that leaves
-// a pool with some blocks that nobody uses.
+// a pool with some unused blocks.
 //
-// Two latches are held at once here, the domain's and inside it the pool's; that is the order everywhere. Whoever waits
-// for the pool's latch meanwhile gets it once it is left, finds no eyecatcher and goes away; the chunk cannot be handed
-// out again before the domain's latch is left.
+// Latch order: the domain's, and inside it the pool's, as everywhere. A thread that waits for the pool's latch gets it
+// afterwards, finds no eyecatcher and leaves. No thread gets the chunk before the domain's latch is free.
 #include "layout/version.h"
 #include "layout/words.h"
 #include "shm/chunk_pads.h"
@@ -19,7 +19,7 @@ namespace sntr {
 
 namespace {
 
-// Both heaps of the pool, the domain's whole, the pool's whole, and stamped alike.
+// Checks both heaps and their selectors.
 Rc checkBoth(const HeapRef &domain, const HeapRef &pool) {
   if (Rc rc = checkHeap(domain); failed(rc)) return rc;
   if (Rc rc = checkHeap(pool); failed(rc)) return rc;
@@ -27,7 +27,7 @@ Rc checkBoth(const HeapRef &domain, const HeapRef &pool) {
   return checkSelectors(pool);
 }
 
-// The chunk that the handle names must be one that the domain has handed out, and must hold the pool.
+// Checks that the handle's chunk is one that the domain allocated, and holds the pool.
 Rc findChunk(const HeapRef &domain, const HeapRef &pool, std::uint64_t chunkOffset, std::uint64_t &size) {
   if (Rc rc = findChunkLatched(domain, chunkOffset, size); failed(rc)) return rc;
   const std::uint64_t total = readWord<std::uint64_t>(&headerOf(pool)->totalSize);
@@ -36,13 +36,14 @@ Rc findChunk(const HeapRef &domain, const HeapRef &pool, std::uint64_t chunkOffs
   return holds ? Rc::Ok : Rc::ChunkOutsideHeap;
 }
 
-// Takes the pool out of use, inside both sections. From here on it is gone; before, nothing has changed.
+// Takes the pool out of use, inside both sections. The pool is gone after this; before it, only list entries were
+// unlinked.
 void endPool(const HeapRef &pool) {
   endHeap(pool);
   writeWord<std::uint32_t>(pool.base + pool.headerOffset - kPadTypeBefore, kFreedPoolMark);
 }
 
-// The work inside the domain's section. `ended` tells whether the pool is gone, because later steps may still fail.
+// Does the work inside the domain's section. Sets `ended` if the pool is gone, because later steps may still fail.
 Rc endAndRelease(const HeapRef &domain, const HeapRef &pool, std::uint64_t chunkOffset, std::uint32_t mode,
                  bool &ended) {
   HeapView view;
@@ -57,7 +58,7 @@ Rc endAndRelease(const HeapRef &domain, const HeapRef &pool, std::uint64_t chunk
     ended = true;
     return Rc::Ok;
   });
-  // The chunk goes back without a latch being taken: the domain's is held.
+  // Releases the chunk without taking a latch: the domain's is held.
   return ended ? firstFailure(ending, releaseChunkLatched(domain, chunkOffset)) : ending;
 }
 

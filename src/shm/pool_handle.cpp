@@ -1,4 +1,5 @@
-// See pool_handle.h; and the one exported operation that looks at nothing but the handle.
+// SPDX-License-Identifier: MIT
+// See pool_handle.h; and the one exported operation that uses nothing but the handle.
 #include "shm/pool_handle.h"
 
 #include <oss/memory.h>
@@ -12,7 +13,7 @@ namespace sntr {
 Rc storeHandle(const ShmPoolHandle &draft, ShmPoolHandle *&out) {
   auto *handle = static_cast<ShmPoolHandle *>(_ossMemAlloc(sizeof(ShmPoolHandle), kSourceTag, __LINE__));
   if (handle == nullptr) return Rc::PoolHandleAllocFailed;
-  // Offsets only, beside the base: this is all that a process knows of a pool.
+  // Only the base and offsets: a process keeps nothing else of a pool.
   *handle = draft;
   out = handle;
   return Rc::Ok;
@@ -30,7 +31,7 @@ extern "C" {
 
 uint32_t sntrDestroyShmPoolHandle(ShmPoolHandle **pool) {
   return sntr::traced(sntr::Fn::sntrDestroyShmPoolHandle, [&](sntr::Trace &t) {
-    // The pool's memory may be gone already, so it is not looked at.
+    // The pool's memory may be gone already, so it is not read.
     if (pool == nullptr || *pool == nullptr) return t.failLogged(1, sntr::Rc::NullPoolHandle);
     return t.fail(2, sntr::freeHandle(*pool));
   });

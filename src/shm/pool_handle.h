@@ -1,4 +1,6 @@
-// The making and unmaking of pool handles: private memory only; the thread that creates, connects or ends the handle.
+// SPDX-License-Identifier: MIT
+// Making and ending pool handles.
+// Thread safety: the thread that creates, connects or ends the handle; private memory only.
 #pragma once
 
 #include "layout/rc.h"
@@ -6,11 +8,11 @@
 
 namespace sntr {
 
-// PoolHandleAllocFailed, and `out` is left alone.
+// Makes a handle of the draft. Returns PoolHandleAllocFailed with `out` unchanged.
 Rc storeHandle(const ShmPoolHandle &draft, ShmPoolHandle *&out);
 
-// Frees a handle and nulls the caller's pointer, whatever the answer: what was given to the services layer once must
-// not be used again. PoolHandleFreeFailed.
+// Frees a handle and nulls the caller's pointer, even if the services layer fails: the memory must not be used again.
+// Returns PoolHandleFreeFailed.
 Rc freeHandle(ShmPoolHandle *&pool);
 
 }  // namespace sntr

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See shared_lists.h.
 #include "shm/shared_lists.h"
 
@@ -30,7 +31,7 @@ class Walk {
   }
   void *linkOf(std::uint64_t entry) const { return domain_.at(entry + kListLinkAt); }
 
-  // The first entry from a link on that stays; 0 if there is none, or none that can be reached.
+  // Returns the first remaining entry from a link on; 0 if there is none, or none is reachable.
   std::uint64_t firstKept(std::uint64_t link) {
     while (link >= low_ && link < high_) {
       if (!canBeEntry(link) || comesBack(link)) return 0;
@@ -40,8 +41,8 @@ class Walk {
     return link;
   }
 
-  // True if the walk has been here, or has taken more steps than a list can need. It is compared with one entry, which
-  // is a later one each time that the walk has doubled; so a loop is noticed before it was gone through three times.
+  // Returns true in a loop, or after more steps than a list can need. It compares with one marked entry, a later one
+  // each time the number of steps has doubled. So it detects a loop before the third pass.
   bool comesBack(std::uint64_t entry) {
     if (entry == mark_ || ++steps_ > domain_.steps) return true;
     if (steps_ != nextMark_) return false;

@@ -1,5 +1,6 @@
-// See sizing.h. The estimate is a table: few slots where a domain is carved into a handful of pools, many where a pool
-// is carved into blocks, and fewer for each byte the larger the memory, because large memory is cut into larger pieces.
+// SPDX-License-Identifier: MIT
+// See sizing.h. The estimate is a table: few slots for a domain, which is divided into a handful of pools, many for a
+// pool, which is divided into blocks. Larger memory gets fewer slots per byte, because its pieces are larger.
 #include "shm/sizing.h"
 
 #include <algorithm>
@@ -18,14 +19,14 @@ namespace {
 struct SlotBand {
   std::uint64_t below;           // sizes below this belong to the band
   std::uint64_t sharePer100000;  // of the nodes of the smallest kind that would fill the memory
-  std::uint64_t bytesPerSlot;    // one slot at least for so many bytes
+  std::uint64_t bytesPerSlot;    // at least one slot for so many bytes
   std::uint64_t least;           // however small the memory is
 };
 
 constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};
 constexpr std::uint64_t kShareUnit = 100000;
 
-// What a slot is planned to need, as in skipListAreaSize(): the divisor that turns bytes into nodes.
+// Planned bytes of a slot, as in skipListAreaSize(): the divisor from bytes to nodes.
 constexpr std::uint64_t kSlotBytes = 0xb7;
 
 constexpr SlotBand kDomainBands[] = {
@@ -36,7 +37,7 @@ constexpr SlotBand kDomainBands[] = {
     {kNoLimit, 80, 0x100000, 2250},
 };
 
-// A pool is cut into blocks of a node or less, so it gets about twice a domain's share.
+// Pools are divided into blocks of a node or less, so a pool gets about twice a domain's share.
 constexpr SlotBand kPoolBands[] = {
     {0x80000, 2000, 0x2000, 50},       //
     {0x100000, 2150, 0x2260, 75},      //
@@ -55,13 +56,13 @@ constexpr bool bandsAscend(const SlotBand *band, std::size_t count) {
 }
 static_assert(bandsAscend(kDomainBands, std::size(kDomainBands)) && bandsAscend(kPoolBands, std::size(kPoolBands)));
 
-// The last band takes what no other takes, 2^64 - 1 included, so the search always ends on a row.
+// The last band takes the rest, 2^64 - 1 included, so the search always ends on a row.
 const SlotBand &bandOf(const SlotBand *band, std::uint64_t size) {
   while (size >= band->below && band->below != kNoLimit) ++band;
   return *band;
 }
 
-// n x share / 100000, truncated, without a product above 2^64.
+// Returns n x share / 100000, truncated, without a product above 2^64.
 constexpr std::uint64_t shareOf(std::uint64_t n, std::uint64_t sharePer100000) {
   return n / kShareUnit * sharePer100000 + n % kShareUnit * sharePer100000 / kShareUnit;
 }
@@ -76,7 +77,7 @@ std::uint64_t estimatedSlotCount(HeapType type, std::uint64_t size) {
 
 Rc sizeHeap(HeapType type, std::uint64_t size, std::uint64_t userAreaSize, HeapSizes &sizes) {
   if (userAreaSize > kNoLimit - heapHeaderSize(kWordSize)) return traitsOf(type).misfit;
-  // The ceiling holds for a given count too: it is what keeps the size of the area far from wrapping.
+  // The ceiling applies to a given count too: it keeps the size of the area far from wrapping.
   const std::uint64_t slots = sizes.slotCount != 0 ? sizes.slotCount : estimatedSlotCount(type, size);
   sizes.slotCount = std::min(slots, maxSlotCount(type));
   sizes.maxLevel = std::min(sizes.maxLevel, kMaxSkipLevels);
@@ -125,8 +126,8 @@ uint32_t sntrGetSLHeaderSize(uint64_t maxLevel, uint64_t *size) {
   return code(Rc::Ok);
 }
 
-// Raw by contract: the caller may not even have a domain yet, so there is nothing to hold the word against. Nobody
-// inside the library uses it; see copyUserDataIn() for how the area is bounded.
+// Unchecked by contract: the caller may not even have a domain yet, so there is no bound for the word. The library
+// itself does not use it; copyUserDataIn() checks the area's bounds.
 uint32_t sntrGetUserAppAreaSize(const void *base, uint64_t headerOffset, uint64_t *size) {
   if (size == nullptr) return code(Rc::NullStorageOutput);
   *size = 0;

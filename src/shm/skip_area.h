@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 // The start of the skip-list area: the words that describe a heap's bookkeeping, then the head of the allocated list.
 //
-// Shared memory. L is the stored maximum level. Behind the fixed part follow:
+// Shared memory. L is the stored maximum level. After the fixed part follow:
 //
-//     0x70            L links of the allocated head (it is a node at 0x40 of the area, of which only these are used)
+//     0x70            L links of the allocated head (a node at 0x40 of the area, of which only these are used)
 //     0x70 + 8L       current level of the free list
 //     0x78 + 8L       head sentinel of the free list, a node of level L - 1
 //     0xa8 + 0x28L    tail sentinel, likewise; a free list's level ends in a link to it
@@ -66,12 +67,12 @@ constexpr std::uint64_t tailSentinelAt(std::uint64_t maxLevel) {
 static_assert(tailSentinelAt(7) == 0xa8 + 0x28 * 7);
 static_assert(tailSentinelAt(7) + skipNodeSize(6) == skipListHeaderSize(7));
 
-// Room that stays behind slNextFree, so that the largest node can always be set down there while others move.
+// Room kept after slNextFree, so that the largest node can always be placed there while others move.
 constexpr std::uint64_t nodeReserve(std::uint64_t maxLevel) { return 0x60 + 0x28 * maxLevel; }
 static_assert(nodeReserve(1) >= skipNodeSize(0) && nodeReserve(25) >= skipNodeSize(24));
 
-// What SkipArea::intent says: the change under way in its low bits, the offset of the chunk or extent in flight in the
-// others (offsets are multiples of 8). Set before the first and cleared after the last store of a change.
+// The content of SkipArea::intent: the change under way in the low bits, the offset of the chunk or extent in flight in
+// the others (offsets are multiples of 8). Set before the first and cleared after the last store of a change.
 enum class Intent : std::uint64_t { None = 0, Allocate = 1, Release = 2, Grow = 3, Compact = 4, Link = 5 };
 
 constexpr std::uint64_t intentWord(Intent intent, std::uint64_t offset) {

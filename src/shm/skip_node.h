@@ -1,7 +1,8 @@
-// The node of the heap's skip lists: a fixed part, then four arrays of links, one link a level in each.
+// SPDX-License-Identifier: MIT
+// The node of the heap's skip lists: a fixed part, then four arrays of links, with one link per level in each.
 //
 // Shared memory. A node of level l has l + 1 links in each array and occupies 0x50 + 0x20 * l bytes. Free blocks use
-// all four arrays (offset order forward and back, size order forward and back); the record of an allocated chunk uses
+// all four arrays (offset order forward and back, size order forward and back). The record of an allocated chunk uses
 // the first, and the second for hints. All links are offsets from the start of the mapped memory.
 #pragma once
 
@@ -37,15 +38,14 @@ static_assert(tiles(kSkipNodeFields, 0x30) && sizeof(SkipNode) == 0x30);
 // Values of SkipNode::state.
 constexpr std::uint32_t kNodeLive = 0;
 constexpr std::uint32_t kNodeDead = 0xdead;
-constexpr std::uint32_t kNodeRecordsExtent = 0xe;  // live; its chunk holds nodes, and is not a caller's to release
+constexpr std::uint32_t kNodeRecordsExtent = 0xe;  // live; its chunk holds nodes, and no caller may release it
 
 constexpr std::uint64_t skipNodeSize(std::uint64_t level) { return 0x50 + 0x20 * level; }
 static_assert(skipNodeSize(0) == sizeof(SkipNode) + 4 * kWordSize);
 
 enum class Links : std::uint32_t { OffsetForward, OffsetBackward, SizeForward, SizeBackward };
 
-// A node that was checked when it was reached: its level was read once and is kept here. `at` is null for "no node"
-// (NodeRef{}).
+// A checked node with its level, which was read once. `at` is null for "no node" (NodeRef{}).
 struct NodeRef {
   std::byte *at;
   std::uint64_t offset;

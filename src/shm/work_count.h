@@ -1,5 +1,6 @@
-// How much a heap operation does: links followed and nodes moved, so that a test can show that a call's work does not
-// grow with the heap. In the product the functions are empty.
+// SPDX-License-Identifier: MIT
+// Counts of links followed and nodes moved, so that a test can show that a call's work does not grow with the heap. In
+// the product the functions are empty.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-// The count of structural changes of a node, by which observers learn that its lists are not what they were.
-//
-// Changed atomically, so that observers may read it without the node's latch. Callers hold the write section.
+// SPDX-License-Identifier: MIT
+// The count of structural changes of a node, by which observers detect that its lists changed.
+// Thread safety: the caller holds the write section. The change is atomic: observers read without the node's latch.
 #pragma once
 
 #include "frame/cells.h"
@@ -10,9 +10,8 @@
 
 namespace sntr {
 
-// One structural change more. AtomicFailed, and the count is what it was. Under model 1 only the holder of the node's
-// latch comes here; under the others nobody is kept out, and callers who share a node so must not lose a change of the
-// count at least.
+// Counts one structural change. Returns Ok, or AtomicFailed with the count unchanged. Under model 1 the caller holds
+// the node's latch. Other models exclude no other caller, so there the increment must not lose a change.
 inline Rc countChange(SNodeCB_t *node) {
   if (loadField(node->concurrencyModel) == SNTR_MODEL_LATCHED) [[likely]]
     return countCellUnderLatch(&node->reconfigCounter);

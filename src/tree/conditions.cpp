@@ -1,4 +1,5 @@
-// The two exported readers of a node's condition. Neither takes a latch.
+// SPDX-License-Identifier: MIT
+// The two exported readers of a node's condition. Thread safety: any thread; neither takes a latch.
 #include "tree/conditions.h"
 
 #include <sntr/status.h>

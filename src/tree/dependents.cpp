@@ -1,7 +1,7 @@
-// See dependents.h. Nodes cannot be given dependents in this version of the library, so a node is a tree of itself
-// alone.
+// SPDX-License-Identifier: MIT
+// See dependents.h. This version of the library gives nodes no dependents, so a node is a tree of its own.
 //
-// A source of its own, so that a test can put a tree of its own in this place.
+// A source of its own, so that a test can replace it with its own tree.
 #include "tree/dependents.h"
 
 namespace sntr {

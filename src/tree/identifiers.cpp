@@ -1,4 +1,6 @@
-// Identifiers in private memory: made of parts, compared, printed, freed. No node and no latch is involved.
+// SPDX-License-Identifier: MIT
+// Creates, compares, prints and frees identifiers in private memory.
+// Thread safety: any thread; no node and no latch is involved.
 #include <oss/memory.h>
 #include <sntr/identifiers.h>
 
@@ -14,7 +16,7 @@ namespace {
 
 constexpr char kSourceTag[] = "sntr";
 
-// A kind of name: which operations take it, and the codes that tell of too long a part and too large a capacity.
+// A kind of name: its operations, and the codes for too long a part and too large a capacity.
 struct IDKind {
   std::uint32_t kind;
   bool canBeMade;
@@ -30,7 +32,7 @@ constexpr IDKind kIDKinds[] = {
     {SNTR_ID_OF_DEPENDENT, true, Rc::DataTooLong, Rc::CapacityTooLarge},
 };
 
-// The row of a kind, or null. A kind is a whole word: further bits make it another.
+// Returns the row of a kind, or null. A kind is a whole word: further bits make it another kind.
 const IDKind *findIDKind(std::uint32_t kind) {
   for (const IDKind &row : kIDKinds) {
     if (row.kind == kind) return &row;
@@ -38,13 +40,13 @@ const IDKind *findIDKind(std::uint32_t kind) {
   return nullptr;
 }
 
-// What an identifier is to be made of.
+// The parts of a new identifier.
 struct IDParts {
   const char *const *parts;
   std::uint64_t capacity;
   std::uint64_t count;
 
-  // One byte beyond the capacity is enough to know that a part is too long.
+  // One byte beyond the capacity is enough to detect too long a part.
   std::uint64_t lengthOf(std::uint64_t i) const { return strnlen(parts[i], capacity + 1); }
 };
 
@@ -72,7 +74,7 @@ Rc checkVersion(const std::uint32_t *version) {
   return version != nullptr && *version == kVersionWord ? Rc::Ok : Rc::BadVersion;
 }
 
-// Forgets the address first, so that a block is never freed twice. The answer is the services layer's own.
+// Clears the address first, so that a block is never freed twice. Returns the services layer's code.
 template <class T>
 Rc freeAndForget(T **reference) {
   if (reference == nullptr) return Rc::Ok;
@@ -81,7 +83,7 @@ Rc freeAndForget(T **reference) {
   return static_cast<Rc>(_ossMemFree(memory, kSourceTag, __LINE__));
 }
 
-// Copies the parts. A part that has grown since it was measured is cut where the block ends.
+// Copies the parts. A part that has grown since it was measured is cut at the end of the block.
 void joinParts(const IDParts &given, std::uint64_t total, char *bytes, std::uint64_t *lengths) {
   std::uint64_t done = 0;
   for (std::uint64_t i = 0; i < given.count; ++i) {

@@ -1,7 +1,8 @@
-// Liveness: the owner refreshes a node, an observer asks whether it still does; and the count of structural changes.
+// SPDX-License-Identifier: MIT
+// Liveness: the owner refreshes a node, and an observer checks for refreshes; and the count of structural changes.
 //
-// A refresh runs in a write section of the node. A look takes no latch and stores nothing into the node: it reads each
-// word once, and observers may look as often as they like without holding anyone up.
+// Thread safety: any thread. A refresh runs in a write section of the node. A look takes no latch and stores nothing in
+// the node: it reads each word once, so observers never delay the owner.
 #include "tree/liveness.h"
 
 #include <oss/identity.h>
@@ -15,7 +16,7 @@ namespace sntr {
 
 namespace {
 
-// Why a node has no liveness; Ok for an active one.
+// Returns the code that refuses a node without liveness; Ok for an active one.
 Rc livenessRefusal(const SNodeCB_t *node) {
   switch (loadField(node->nodeCondition)) {
     case SNTR_CONDITION_CREATED:
@@ -46,13 +47,13 @@ Rc refresh(SNodeCB_t *node) {
   }
 }
 
-// Compared for being another, not for being larger: the counter wraps.
+// Compares for a different value, not a larger one: the counter wraps.
 Rc lookByCounter(SNodeCB_t *node, SNodeObserver &observer) {
   const std::int32_t now = readCell(&node->updateCounter);
   return now == readCell(&observer.lookCounter) ? Rc::NotUpdatedSinceLook : writeCell(&observer.lookCounter, now);
 }
 
-// A refresh in the future means that the clock stepped back since: no time has passed then.
+// A refresh in the future means that the clock stepped back since: then no time has passed.
 Rc lookByTime(const SNodeCB_t *node, SNodeObserver &observer) {
   const std::uint64_t now = ossTimeGetUTC();
   const std::uint64_t refreshed = loadField(node->nodeTime);

@@ -1,4 +1,6 @@
-// Refreshing a node, as the operations on whole trees use it.
+// SPDX-License-Identifier: MIT
+// Refreshes a node, for the operations on whole trees.
+// Thread safety: any thread, outside the node's section.
 #pragma once
 
 #include "frame/trace.h"
@@ -6,8 +8,8 @@
 
 namespace sntr {
 
-// Notes that the owner still cares for the node, in a write section of it. The section's codes; UpdateOf... and
-// ConditionOutOfRange for a node that is not active; BadLivenessMode; AtomicFailed. The node is not null.
+// Notes in a write section that the owner still maintains the node, which is not null. Returns Ok, a code of the
+// section, UpdateOf... or ConditionOutOfRange for a node that is not active, BadLivenessMode, or AtomicFailed.
 Rc refreshNode(const Trace &t, SNodeCB_t *node);
 
 }  // namespace sntr

@@ -1,5 +1,7 @@
-// The exported lookup. It hands out the entry itself, as its callers expect; inside the library only the checked copy
-// of node_areas.h is used.
+// SPDX-License-Identifier: MIT
+// The exported lookup. It returns the entry itself, as published; the library uses only the checked copy of
+// node_areas.h.
+// Thread safety: any thread.
 #include "tree/node_areas.h"
 
 #include <sntr/nodes.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See node_build.h.
 #include "tree/node_build.h"
 
@@ -9,7 +10,7 @@
 
 namespace sntr {
 
-// Sums cannot wrap: 64 areas of the largest size need 33 bits.
+// No sum wraps: 64 areas of the largest size need 33 bits.
 static_assert(SNTR_AREA_COUNT * SNTR_MAX_AREA_SIZE + kControlBlockSize > SNTR_MAX_NODE_SIZE);
 
 Rc planNode(std::uint64_t options, const std::uint64_t *areaSizes, NodePlan &plan) {
@@ -25,7 +26,7 @@ Rc planNode(std::uint64_t options, const std::uint64_t *areaSizes, NodePlan &pla
 }
 
 Rc buildNode(SNodeCB_t *node, const NodePlan &plan, std::uint32_t latchVersion) {
-  // All of it: a block of a pool holds what its last user left, and nothing of that is for the readers of this node.
+  // Clears everything: a block of a pool holds old contents, which readers of this node must not see.
   std::memset(static_cast<void *>(node), 0, plan.total);
   node->nodeSize = plan.total;
   node->nodeOptions = plan.options;

@@ -1,4 +1,5 @@
-// See node_contents.h. Areas may begin at any byte, so contents are only ever copied into them.
+// SPDX-License-Identifier: MIT
+// See node_contents.h. Areas may begin at any byte, so contents are only copied into them.
 #include "tree/node_contents.h"
 
 #include <cstring>
@@ -34,15 +35,14 @@ Rc checkInfo(NodeContents &contents) {
   return contents.infoData == nullptr ? Rc::NullID : Rc::Ok;
 }
 
-// Writes one piece behind the other into an area that was found to be large enough.
+// Writes one piece behind the other into an area that is large enough.
 class AreaWriter {
  public:
   explicit AreaWriter(std::byte *start) : next_(start) {}
 
   void word(std::uint64_t value) { bytes(&value, sizeof(value)); }
 
-  // A null source is allowed where nothing is copied. The source may overlap: a node is initialized anew with what
-  // stands in it.
+  // A null source is allowed if nothing is copied. The source may overlap: a node may be initialized from itself.
   void bytes(const void *source, std::uint64_t size) {
     if (size == 0) return;
     std::memmove(next_, source, size);
@@ -68,7 +68,7 @@ void writeID(AreaWriter &out, const Area & /*area*/, const NodeContents &content
 
 std::uint64_t infoSize(const NodeContents &contents) { return kWordSize + sizeof(SNodeInfo) + contents.infoDataSize; }
 
-// The node's copy tells where it stands itself: just behind the capacity, in the initializing process's addresses.
+// The node's copy contains its own position: just behind the capacity, in the initializing process's addresses.
 void writeInfo(AreaWriter &out, const Area &area, const NodeContents &contents) {
   SNodeInfo record = *contents.info;
   record.dataSize = contents.infoDataSize;
@@ -97,7 +97,7 @@ void writeExportList(AreaWriter &out, const Area & /*area*/, const NodeContents 
   out.zeroes(kExportListSize - kWordSize);
 }
 
-// An option, the bytes that its area will have in use, and how they are written.
+// An option, the used bytes of its area, and the function that writes them.
 struct ContentRow {
   std::uint32_t option;
   std::uint64_t (*size)(const NodeContents &);

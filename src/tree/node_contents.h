@@ -1,7 +1,7 @@
-// What is written into the areas of a node when it is initialized.
-//
-// The arguments of sntrInitNode() gathered in one record, their checks, and the filling of the areas. The record and
-// what it points to belong to the caller's thread; the node is filled inside its write section.
+// SPDX-License-Identifier: MIT
+// The contents of a node's areas at initialization: the arguments of sntrInitNode() in one record, their checks, and
+// the filling of the areas.
+// Thread safety: the record and its targets belong to the caller's thread; the node is filled inside its write section.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ struct NodeContents {
   const void *id;
   const SNodeInfo *info;
   const void *infoData;
-  std::uint64_t infoDataSize;  // as info told it when it was checked
+  std::uint64_t infoDataSize;  // info's value at the time of the check
   std::uint64_t capacity;
   const void *record24;
   const void *record1056;
@@ -26,13 +26,12 @@ struct NodeContents {
   bool has(std::uint32_t option) const { return (options & option) != 0; }
 };
 
-// Checks what the node's options ask for, in the published order; rounds the capacity and takes the data's size over.
-// CapacityTooLarge, NullID, DataTooLong, NullNodeInfo, NullRecord1056, NullRecord24.
+// Checks the arguments for the node's options, in the published order; rounds the capacity and copies the data's size.
+// Returns Ok, CapacityTooLarge, NullID, DataTooLong, NullNodeInfo, NullRecord1056 or NullRecord24.
 Rc checkContents(NodeContents &contents);
 
-// Fills the area of each option that the node has. The lookup's codes; AreaOverused when the contents need more than
-// the area has, and then nothing is written there. Stops at the first failure. The caller is in the node's write
-// section.
+// Fills the area of each option of the node and stops at the first failure. The caller is in the node's write section.
+// Returns Ok, a code of findArea(), or AreaOverused for an area that is too small, which stays unchanged.
 Rc fillAreas(SNodeCB_t *node, const NodeContents &contents);
 
 }  // namespace sntr

@@ -1,4 +1,6 @@
-// Creation in a pool of a shared segment, and giving such a node's block back.
+// SPDX-License-Identifier: MIT
+// Creates nodes in a pool of a shared segment, and frees such a node's block.
+// Thread safety: any thread that holds no node's section.
 #include <sntr/nodes.h>
 
 #include "frame/trace.h"
@@ -17,15 +19,15 @@ Rc compareWithFreeBytes(const ShmPoolHandle *pool, std::uint64_t total) {
   return total > info.freeBytes ? Rc::PoolTooSmallForNode : Rc::Ok;
 }
 
-// Whether the pool has as many free bytes as the node needs, read as words of one moment. Only advice: the pool is free
-// again before the allocation, which takes its latch itself.
+// Checks that the pool has as many free bytes as the node needs, read in one moment. Only advice: the pool is unlatched
+// before the allocation, which takes the latch itself.
 Rc checkRoom(const Trace &t, const ShmPoolHandle *pool, std::uint64_t total) {
   if (Rc rc = latchPool(pool); failed(rc)) return t.fail(80, rc);
   const Rc room = t.fail(81, compareWithFreeBytes(pool, total));
   return firstFailure(room, t.fail(82, unlatchPool(pool)));
 }
 
-// A node in a block of its own; the block is given back when the node cannot be built.
+// Creates a node in a block of its own; frees the block if the node cannot be built.
 Rc createInPool(const Trace &t, const ShmSegInfo_t &info, const NodePlan &plan, SNodeCB_t *&node) {
   void *block = nullptr;
   if (failed(allocateBlock(info.pool, plan.total, block))) return t.fail(110, Rc::NodeAllocationFailed);
@@ -35,7 +37,7 @@ Rc createInPool(const Trace &t, const ShmSegInfo_t &info, const NodePlan &plan, 
   return built;
 }
 
-// NodeBelowBase can only come of a handle that changed under the allocation.
+// Returns NodeBelowBase only if the handle changed during the allocation.
 Rc offsetFromBase(const SNodeCB_t *node, const void *base, std::uint64_t &offset) {
   const auto nodeAddress = reinterpret_cast<std::uintptr_t>(node);
   const auto baseAddress = reinterpret_cast<std::uintptr_t>(base);

@@ -1,4 +1,6 @@
-// Creation in private memory. Apart from node_create.cpp, so that it links without the storage manager.
+// SPDX-License-Identifier: MIT
+// Creates nodes in private memory. Separate from node_create.cpp, so that it links without the storage manager.
+// Thread safety: any thread.
 #include <oss/memory.h>
 #include <sntr/nodes.h>
 
@@ -12,7 +14,7 @@ namespace {
 
 constexpr char kSourceTag[] = "sntr";
 
-// A node in memory of its own; the memory is given back when the node cannot be built.
+// Creates a node in memory of its own; frees the memory if the node cannot be built.
 Rc createPrivate(const Trace &t, const NodePlan &plan, std::uint32_t latchVersion, SNodeCB_t *&node) {
   void *const memory = _ossMemAlloc(plan.total, kSourceTag, __LINE__);
   if (memory == nullptr) return t.fail(70, Rc::NodeAllocationFailed);

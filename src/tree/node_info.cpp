@@ -1,5 +1,7 @@
-// The status-node-information record: which segment and which module a node refers to, as entries of the shared lists
-// of the segment that remembers them.
+// SPDX-License-Identifier: MIT
+// The status-node-information record: the segment and the module of a node, as entries of the shared lists of the
+// segment that stores them.
+// Thread safety: any thread that holds no node's section.
 #include <sntr/nodes.h>
 
 #include <cstring>
@@ -20,7 +22,7 @@ Rc checkSizes(std::uint64_t firstSize, std::uint64_t dataSize) {
   return dataSize > kMostData ? Rc::DataTooLong : Rc::Ok;
 }
 
-// Entries that are there already are used as they stand.
+// Existing entries are used unchanged.
 Rc ensureEntries(const Trace &t, const ShmPoolHandle *pool, const OSSIPCResID &key, const void *module,
                  SNodeInfo &info) {
   AttachSegInfo segment{};

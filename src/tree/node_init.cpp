@@ -1,4 +1,6 @@
-// Initialization: checks outside the section, one write section in which everything is written.
+// SPDX-License-Identifier: MIT
+// Initializes a node: checks outside the section, and one write section for all stores.
+// Thread safety: any thread, outside the node's section.
 #include <sntr/nodes.h>
 
 #include "frame/section.h"
@@ -18,8 +20,8 @@ Rc resetCounters(SNodeCB_t *node) {
   return Rc::Ok;
 }
 
-// The parameters come last, because with them the node's condition changes; they are stored although an area could not
-// be filled. Where both fail the area's code is the one that the caller hears of.
+// Stores the parameters last, because they change the node's condition; they are stored even if an area could not be
+// filled. If both fail, returns the area's code.
 Rc initialize(const Trace &t, SNodeCB_t *node, const NodeContents &contents, const SNodeParams &params) {
   if (Rc rc = resetCounters(node); failed(rc)) return t.fail(40, rc);
   node->nodeTag = 0;

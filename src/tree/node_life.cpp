@@ -1,5 +1,7 @@
-// The steps of a node's life after initialization, and what a node tells of itself. Each runs in one section of the
+// SPDX-License-Identifier: MIT
+// The steps of a node's life after initialization, and the sizes that a node reports. Each runs in one section of the
 // node.
+// Thread safety: as node_life.h and sntr/nodes.h say.
 #include "tree/node_life.h"
 
 #include <sntr/nodes.h>
@@ -22,7 +24,7 @@ Rc activateLatched(SNodeCB_t *node) {
   return Rc::Ok;
 }
 
-// The size is told even when it is one that no node can have.
+// Stores the size even if no node can have it.
 Rc readNodeSize(const Trace &t, const SNodeCB_t *node, std::uint64_t &size) {
   if (Rc rc = checkCondition(node, kMaskActive); failed(rc)) return t.fail(30, rc);
   size = loadField(node->nodeSize);

@@ -1,7 +1,7 @@
-// The steps of a node's life as the operations on whole trees use them.
-//
-// Any thread, outside the node's section: each enters and leaves it. The node is not null. Failures are traced under
-// the function whose trace is given.
+// SPDX-License-Identifier: MIT
+// The steps of a node's life, for the operations on whole trees. Nodes are not null. Failures are traced under the
+// function whose trace is given.
+// Thread safety: any thread, outside the node's section: each step enters and leaves it.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,14 @@
 
 namespace sntr {
 
-// The section's codes; NodeOnlyCreated, and the node stays as it was.
+// Activates a node. Returns Ok, a code of the section, or NodeOnlyCreated with the node unchanged.
 Rc activateNode(const Trace &t, SNodeCB_t *node);
 
-// Gives a node a condition whatever the one before. The section's codes.
+// Sets a node's condition, whatever it was before. Returns the section's codes.
 Rc changeCondition(const Trace &t, SNodeCB_t *node, std::uint32_t condition);
 
-// Gives a node's block back, and nulls the address once that is done. Takes no latch of the node: nobody uses it any
-// more. NullPoolHandle, BadVersion, freeBlock()'s codes.
+// Frees a node's block, and then nulls the address. Takes no latch of the node: it is out of use. Returns Ok,
+// NullPoolHandle, BadVersion, or a code of freeBlock().
 Rc disclaimNode(const Trace &t, SNodeCB_t *&node, const ShmPoolHandle *pool, std::uint32_t version);
 
 }  // namespace sntr

@@ -1,5 +1,6 @@
-// A node's identifier and tag. The order of the checks differs between the four operations; it is published, and so
-// kept.
+// SPDX-License-Identifier: MIT
+// A node's identifier and tag. The order of the checks differs between the four operations; it is published.
+// Thread safety: any thread; each enters the node's section, unless the caller holds it.
 #include <sntr/identifiers.h>
 
 #include <cstring>
@@ -12,7 +13,7 @@ namespace sntr {
 
 namespace {
 
-// Reading an identifier has a mask of its own; like the others it lets only active nodes pass.
+// The mask for reading an identifier; like the others it lets only active nodes pass.
 constexpr std::uint32_t kMaskGetID = 0x38;
 
 // The identifier area: u64 capacity, u64 length, then the bytes. It may begin at any address.
@@ -27,7 +28,7 @@ struct NewID {
   std::uint64_t capacity;
 };
 
-// The bytes go first, since they may be a part of what stands in the area.
+// The bytes go first, because they may be a part of the area's content.
 void writeID(SNodeCB_t *node, Area &area, const NewID &id) {
   std::memmove(area.start + kIDBytesAt, id.bytes, id.length);
   writeWord<std::uint64_t>(area.start, id.capacity);
@@ -35,8 +36,8 @@ void writeID(SNodeCB_t *node, Area &area, const NewID &id) {
   setAreaUsed(node, area, kIDBytesAt + id.length);
 }
 
-// The caller is in the write section. The capacity is only noted in the node; what the area can hold decides, because
-// bytes beyond it would be the next area's.
+// The caller is in the write section. The capacity is only stored. The area's size is the limit, because bytes beyond
+// it are the next area's.
 Rc setID(const Trace &t, SNodeCB_t *node, NewID id) {
   if (!hasID(node)) return t.fail(30, Rc::NoIDToSet);
   if (id.capacity > SNTR_MAX_ID_SIZE) return t.fail(40, Rc::NodeIDCapacityTooLarge);
@@ -50,7 +51,7 @@ Rc setID(const Trace &t, SNodeCB_t *node, NewID id) {
   return Rc::Ok;
 }
 
-// An area that is too small for its own header holds no identifier: it reads as an empty one.
+// An area too small for its own header holds no identifier: it reads as an empty one.
 Rc readID(const Area &area, const void *&bytes, std::uint64_t &length) {
   const bool hasHeader = area.size >= kIDBytesAt;
   const std::uint64_t stored = hasHeader ? readWord<std::uint64_t>(area.start + kIDLengthAt) : 0;
@@ -77,7 +78,7 @@ Rc setTag(const Trace &t, SNodeCB_t *node, std::uint64_t tag) {
   return Rc::Ok;
 }
 
-// The tag is told even when it is one that no node can have.
+// Stores the tag even if no node can have it.
 Rc getTag(const Trace &t, const SNodeCB_t *node, std::uint64_t &tag) {
   if (Rc rc = checkCondition(node, kMaskActive); failed(rc)) return t.fail(30, rc);
   tag = loadField(node->nodeTag);

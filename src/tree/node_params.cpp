@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See node_params.h.
 #include "tree/node_params.h"
 
@@ -18,8 +19,8 @@ constexpr std::uint32_t kDefaultUpdateInterval = 200;
 
 constexpr std::uint32_t orDefault(std::uint32_t given, std::uint32_t fallback) { return given != 0 ? given : fallback; }
 
-// Bits, not conditions, and so neither "created" nor "active" is among them; of the others some are no condition that a
-// reader knows. Published, and so kept.
+// These are bits, not conditions: "created" and "active" are not among them, and some are no condition that a reader
+// accepts. Published.
 constexpr bool maySetCondition(std::uint32_t condition) {
   return condition == 2 || condition == 4 || condition == 8 || condition == 16 || condition == 32;
 }
@@ -38,8 +39,8 @@ Rc resolveParams(const SNodeParams *given, std::uint32_t defaultCondition, SNode
   return Rc::Ok;
 }
 
-// Condition and model last: both are looked at without the latch, and a new model lets others in at once. So are the
-// interval and the time, each for itself.
+// Condition and model go last: both are read without the latch, and a new model admits others at once. Interval and
+// time are read without it too, each alone.
 Rc storeParams(SNodeCB_t *node, const SNodeParams &params) {
   node->nodeParam0 = params.param0;
   node->nodeParam1 = params.param1;

@@ -1,4 +1,6 @@
-// The node parameters: defaults, rules, and where they go. Shared by initializing a node and setting its options.
+// SPDX-License-Identifier: MIT
+// The node parameters: defaults, rules and storing, for initializing a node and setting its options.
+// Thread safety: any thread; the caller of storeParams() is in the node's write section.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +10,11 @@
 
 namespace sntr {
 
-// Copies the caller's parameters (null: all zero) with each zero replaced by its default, but for the time.
-// BadCondition, BadStatusMode.
+// Copies the caller's parameters (null: all zero) and replaces each zero by its default, except the time. Returns Ok,
+// BadCondition or BadStatusMode.
 Rc resolveParams(const SNodeParams *given, std::uint32_t defaultCondition, SNodeParams &resolved);
 
-// Stores them; a time of 0 becomes now. The caller is in the node's write section. ValueOutOfRange when the model is
-// above 5: it is stored all the same, as everything else is.
+// Stores them; a time of 0 becomes now. Returns Ok, or ValueOutOfRange for a model above 5, with everything stored.
 Rc storeParams(SNodeCB_t *node, const SNodeParams &params);
 
 }  // namespace sntr

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The observer's record: private to a process, but of a published layout.
 #pragma once
 

@@ -1,4 +1,6 @@
+// SPDX-License-Identifier: MIT
 // The exported actions on trees: their checks, and the entry that a freed top leaves in its parent.
+// Thread safety: as status_walk.h.
 #include <sntr/status.h>
 
 #include "frame/section.h"
@@ -26,7 +28,7 @@ bool concernsParent(const SNodeCB_t *top, const StatusOrder &order) {
   return asked && (loadField(top->nodeOptions) & SNTR_OPTION_NODE_INFO) != 0;
 }
 
-// The parent is looked for first: once the top is gone nothing tells who its parent was.
+// Finds the parent first: after the top is freed, nothing leads to it.
 Rc applyFromTop(const Trace &t, const StatusOrder &order, SNodeCB_t *top) {
   SNodeCB_t *parent = nullptr;
   Dependent entry{};

@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: MIT
 // See status_walk.h.
 //
-// The way down is remembered in private memory, a small block a level, and not on the stack: a tree may be 0x8000
-// levels deep, and a damaged one has no end. Invariant: the levels form a chain from the innermost to the top, and each
-// but the top holds an attached dependent of the next outer one's node.
+// The way down is kept in private memory, a small block per level, not on the stack: a tree may be 0x8000 levels deep,
+// and a damaged one has no end.
+// Invariant: the levels form a chain from the innermost to the top. Each but the top holds an attached dependent of the
+// next outer one's node.
 #include "tree/status_walk.h"
 
 #include <oss/memory.h>
@@ -22,10 +24,10 @@ namespace {
 
 constexpr char kSourceTag[] = "sntri";
 
-// The actions' own steps trace as 20 to 24, under the function that walks; the walk as 30 to 41.
+// The steps of the actions trace as 20 to 24, under the function that walks; the walk as 30 to 41.
 
-// The bit by which an action selects every node. An unknown action has none, and so fails for nodes that are selected
-// by their condition only.
+// Returns the bit by which an action selects every node. An unknown action has none, and so fails only for nodes
+// selected by their condition.
 constexpr std::uint32_t everyNodeBit(std::uint32_t action) {
   if (action == SNTR_ACTION_REFRESH) return SNTR_MASK_EVERY_REFRESH;
   return action >= SNTR_ACTION_ACTIVATE && action <= SNTR_ACTION_DISCLAIM ? SNTR_MASK_EVERY_NODE : 0;
@@ -60,20 +62,19 @@ Rc act(const Trace &t, const StatusOrder &order, SNodeCB_t *&node) {
   }
 }
 
-// A dependent in one of these conditions cannot be attached, and the walk goes on behind it.
+// A dependent in one of these conditions cannot be attached; the walk continues behind it.
 constexpr bool isPassedOver(Rc rc) {
   return rc == Rc::NodeOnlyInitialized || rc == Rc::NodeNotInitialized || rc == Rc::NodeDisassociated;
 }
 
-// Whether what a dependent's subtree answered ends the walk of its parent's dependents.
+// Returns true if a code from a dependent's subtree ends the walk of its parent's dependents.
 constexpr bool stops(Rc rc) { return failed(rc) && rc != Rc::NodeAbandoned; }
 
 class TreeWalk {
  public:
   TreeWalk(const Trace &t, const StatusOrder &order) : t_(t), order_(order) {}
 
-  // Goes down before it acts: a node is acted on when all below it is done. The answer of a level is handed to the one
-  // outside it.
+  // Acts on a node after everything below it. The code of a level goes to the next outer one.
   Rc run(SNodeCB_t *&top, std::uint64_t depth) {
     Rc last = enter(Dependent{top, 0, true, nullptr}, depth);
     while (inner_ != nullptr) {
@@ -93,7 +94,7 @@ class TreeWalk {
  private:
   struct Level {
     Level *outer;         // null at the top
-    Dependent self;       // its node is null once it was freed
+    Dependent self;       // its node is null after it was freed
     std::uint64_t depth;  // as the caller counts
     std::uint64_t slot;   // of the next dependent to look at
   };
@@ -112,7 +113,7 @@ class TreeWalk {
     return failed(entered) ? firstFailure(entered, release(dependent)) : entered;
   }
 
-  // Ends the innermost level: takes the entry of a dependent that was freed out of its parent, and releases it.
+  // Ends the innermost level: removes the entry of a freed dependent from its parent, and releases the dependent.
   Rc leave(Rc done) {
     Level *const level = inner_;
     inner_ = level->outer;
@@ -137,7 +138,7 @@ class TreeWalk {
     return has && order_.withDependents && (order_.limit == 0 || inner_->depth < order_.limit);
   }
 
-  // The next dependent of the innermost level to go down to; a null node when there is none.
+  // Finds the next dependent of the innermost level to descend to; a null node if there is none.
   Rc nextBelow(Dependent &next) {
     if (!goesBelow()) return Rc::Ok;
     for (;;) {
@@ -152,8 +153,7 @@ class TreeWalk {
     }
   }
 
-  // Decides about an attached dependent: delete it here and now with all below it, go down to it, or leave it alone.
-  // Unless it is to go down to, the dependent is released.
+  // Decides on an attached dependent: delete it now with all below it, descend to it, or else release it.
   Rc settle(const Dependent &next, bool &goDown) {
     if (order_.action == SNTR_ACTION_DISCLAIM) {
       bool selected = false;
@@ -169,7 +169,7 @@ class TreeWalk {
   const StatusOrder &order_;
   Level *inner_ = nullptr;
   std::uint64_t levels_ = 0;
-  std::uint64_t reached_ = 0;  // dependents looked at, over the whole walk
+  std::uint64_t reached_ = 0;  // dependents visited in the whole walk
 };
 
 }  // namespace

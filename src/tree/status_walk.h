@@ -1,7 +1,7 @@
-// Applying a status action to a node, and to a node with everything below it.
-//
-// Any thread, outside the sections of all nodes. Each node is acted on in sections of its own; nothing is held between
-// two of them, so other processes may change the tree under the walk, which then goes by what it finds.
+// SPDX-License-Identifier: MIT
+// Applies a status action to a node, or to a node with everything below it.
+// Thread safety: any thread, outside the sections of all nodes. Each action runs in sections of its own, and nothing is
+// held between two of them. Other processes may change the tree meanwhile; the walk follows its present state.
 #pragma once
 
 #include <cstdint>
@@ -11,23 +11,23 @@
 
 namespace sntr {
 
-// What is to be done, to which nodes, how far down.
+// The action, the nodes that it selects, and the depth.
 struct StatusOrder {
-  const ShmSegInfo_t *info;  // may be null where the action does not need it
+  const ShmSegInfo_t *info;  // may be null if the action does not need it
   std::uint32_t action;
   std::uint32_t mask;
   bool withDependents;
   std::uint64_t limit;  // levels; 0 for all
 };
 
-// Most nodes that a walk reaches. No tree has as many (they would fill 48 GiB); links that lead in circles do.
+// The most nodes that a walk reaches. No tree has as many (they would fill 48 GiB); circular links do.
 constexpr std::uint64_t kMostNodesWalked = 0x1000000;
 
-// The node alone, if the mask selects it. ConditionOutOfRange, BadStatusAction, NullKey, the codes of the action. A
-// node that was freed is null afterwards.
+// Acts on the node alone, if the mask selects it. Returns Ok, ConditionOutOfRange, BadStatusAction, NullKey, or a code
+// of the action. A freed node is null afterwards.
 Rc applyToNode(const Trace &t, const StatusOrder &order, SNodeCB_t *&node);
 
-// The nodes below it, then the node itself. Also LimitTooLarge, OssNoMemory, the codes of the dependents.
+// Acts on the nodes below it, then on the node. Also returns LimitTooLarge, OssNoMemory or a code of the dependents.
 Rc applyToTree(const Trace &t, const StatusOrder &order, std::uint64_t depth, SNodeCB_t *&top);
 
 }  // namespace sntr
