@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
-"""Holds the source tree against the rules of the rooms; see CONTRIBUTING.md.
+# SPDX-License-Identifier: MIT
+"""Checks the source tree against the rules of the rooms; see CONTRIBUTING.md.
 
 - Arrows point down: a room includes itself and the rooms below it, and the public headers.
-- The services layer is a library of its own: src/oss and include/oss know nothing of the rest but src/layout.
-- Public headers include public headers only; examples see nothing else.
+- The services layer is a separate library: src/oss and include/oss include nothing of the rest but src/layout.
+- Public headers and examples include public headers only.
 - A room's private files (*_internal.h, or anything in a folder detail/) stay in the room and in its own tests.
-- Result codes and function numbers are written as numbers in their tables and nowhere else but in tests.
+- Result codes and function numbers appear as numbers only in their tables and in tests.
 
-Usage: check_rooms.py [directory of the project]. Prints one line a breach and exits with 1 if there was any.
+Usage: check_rooms.py [directory of the project]. Prints one line per breach; its exit status is 1 if there is any.
 """
 import re
 import sys
@@ -15,7 +16,7 @@ from pathlib import Path
 
 # From the ground floor up. Each may include the ones before it.
 ROOMS = ["layout", "frame", "shm", "segments", "tree", "properties"]
-# Test folders that look into a room of another name.
+# Test folders that use a room of another name.
 TESTED_ROOM = {"tests/cost": "tests/shm"}
 SOURCE_SUFFIXES = {".h", ".c", ".cpp", ".def"}
 
@@ -25,7 +26,7 @@ NUMBER_TABLES = {"src/layout/result_codes.def", "src/layout/function_numbers.def
 
 
 def resolve(root, including, target):
-    """The file that an include directive means, relative to the root; None for one that is not the project's."""
+    """Returns the file of an include directive, relative to the root; None if it is not the project's."""
     for folder in ("include", "src", "tests", "bench"):
         if (root / folder / target).is_file():
             return f"{folder}/{target}"
@@ -36,9 +37,9 @@ def resolve(root, including, target):
 
 
 def room_of(path):
-    """Names the part of the tree that a file belongs to, for example "src/shm" or "include/sntr"."""
+    """Returns the part of the tree that a file belongs to, for example "src/shm" or "include/sntr"."""
     parts = path.split("/")
-    if parts[0] == "bench":  # one part, whatever its folders
+    if parts[0] == "bench":  # one part, with all its folders
         return "bench"
     return "/".join(parts[:2]) if len(parts) > 2 else parts[0]
 
@@ -48,7 +49,7 @@ def is_private(path):
 
 
 def allowed(room):
-    """The parts of the tree that a part may include from, besides itself."""
+    """Returns the parts of the tree that a part may include from, besides itself."""
     top, name = room.split("/") if "/" in room else (room, "")
     public = {"include/sntr", "include/oss"}
     if room == "include/sntr":
@@ -65,7 +66,7 @@ def allowed(room):
         return {"include/oss", "src/oss", "src/layout", "tests/support"}
     if top == "tests" and name in ROOMS:
         return public | {"tests/support"} | {f"src/{lower}" for lower in ROOMS[: ROOMS.index(name) + 1]}
-    if top == "tests" and name == "shipped":  # the properties' tests again, with what they stand on
+    if top == "tests" and name == "shipped":  # the properties' tests again, with their lower rooms
         return public | {"tests/support", "tests/properties", "src/layout"}
     if top == "tests" and name == "consumers":
         return public
@@ -75,7 +76,7 @@ def allowed(room):
 
 
 def check_include(room, target):
-    """What is wrong with a file of one part including another file; None when nothing is."""
+    """Returns the breach of a file of one part that includes another file; None if there is none."""
     target_room = room_of(target)
     room, target_room = TESTED_ROOM.get(room, room), TESTED_ROOM.get(target_room, target_room)
     if is_private(target) and target_room.split("/")[1] != room.partition("/")[2]:
@@ -111,7 +112,7 @@ def check_tree(root):
     for path in sorted((root / "src").rglob("*.h")):
         name = path.relative_to(root / "src")
         if (root / "include" / name).is_file():
-            yield f"src/{name}: has the include name of include/{name}, which nobody could then include"
+            yield f"src/{name}: has the include name of include/{name}, which could then not be included"
 
 
 def main():

@@ -1,7 +1,9 @@
-# What the scripts in this folder share; sourced, not run. Needs bash and the tools of a bare Debian installation.
+# SPDX-License-Identifier: MIT
+# Functions that the scripts in this folder share; sourced, not run. Needs bash and the tools of a bare Debian
+# installation.
 #
-# Sets ROOT (the project's directory, which becomes the current one) and JOBS. Nothing here asks a question: it must work
-# without a terminal. Nothing is installed that is there already, so a prepared machine needs neither network nor root.
+# Sets ROOT (the project's directory, which becomes the current one) and JOBS. It never prompts, because it must work
+# without a terminal. It installs nothing that exists already, so a prepared machine needs neither network nor root.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -15,7 +17,7 @@ die() {
   exit 1
 }
 
-# Whether a need is met: something must match a path, anything else is a command.
+# Succeeds if a need is met: a path needs a match, anything else is a command.
 is_there() {
   case $1 in
     /*) compgen -G "$1" >/dev/null ;;
@@ -23,7 +25,7 @@ is_there() {
   esac
 }
 
-# Runs a command as root. sudo may ask for a password only where somebody could type it.
+# Runs a command as root. sudo may prompt for a password only on a terminal.
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then
     "$@"
@@ -37,8 +39,8 @@ as_root() {
 }
 
 # need <what>:<package>...
-# Each <what> is a command or the pattern of an absolute path, each <package> the Debian package that brings it. Installs the missing
-# packages on Debian and Ubuntu; elsewhere names everything that is missing and stops.
+# Each <what> is a command or the pattern of an absolute path, each <package> the Debian package that provides it.
+# Installs the missing packages on Debian and Ubuntu; elsewhere names everything that is missing and stops.
 need() {
   local pair missing=() packages=()
   for pair in "$@"; do
@@ -49,7 +51,7 @@ need() {
   [ ${#missing[@]} -eq 0 ] && return 0
   if ! is_there apt-get; then
     die "missing on this machine: ${missing[*]}
-This script can install software on Debian and Ubuntu only. Please install what corresponds to the Debian packages
+This script can install software on Debian and Ubuntu only. Please install the equivalents of the Debian packages
   ${packages[*]}
 with this system's own tools, then run it again."
   fi
@@ -61,11 +63,11 @@ with this system's own tools, then run it again."
   done
 }
 
-# What every build needs, and what the tests need on top.
+# The needs of every build, and the additional ones of the tests.
 BUILD_NEEDS=(cmake:cmake ninja:ninja-build gcc:gcc g++:g++)
 TEST_NEEDS=(/usr/include/gtest/gtest.h:libgtest-dev pkg-config:pkg-config python3:python3)
 
-# An older CMake would only say that it cannot read the presets.
+# An older CMake would only report that it cannot read the presets.
 need_cmake_325() {
   local version
   version=$(cmake --version | sed -n '1s/[^0-9]*\([0-9.]*\).*/\1/p')
@@ -73,8 +75,8 @@ need_cmake_325() {
     die "needs CMake 3.25 or newer (Debian 12 has it), this is $version"
 }
 
-# build <preset> [target...]: configures and builds, everything or the targets; a stale cache, of another place or
-# compiler, is thrown away first.
+# build <preset> [target...]: configures and builds everything, or the targets; first discards a stale cache, of another
+# directory or compiler.
 build() {
   local preset=$1
   shift
@@ -84,7 +86,7 @@ build() {
   cmake --build --preset "$preset" -j "$JOBS" ${1:+--target "$@"}
 }
 
-# run_tests <preset> [command...]: every test; the command, if given, starts ctest.
+# run_tests <preset> [command...]: runs every test; the command, if given, starts ctest.
 run_tests() {
   local preset=$1
   shift
