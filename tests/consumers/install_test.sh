@@ -1,12 +1,11 @@
 #!/usr/bin/env bash
-# Installs the build into an empty directory, moves it, and builds and runs the C program against it: once by pkg-config
-# and once by find_package. Moved, so that a path of the build or of the first place, left in a file, shows.
+# Installs the build into an empty directory, moves it, and builds and runs the README's programs against it: once by
+# pkg-config and once by find_package. Moved, so that a path of the build or of the first place, left in a file, shows.
 #
-# Environment: SNTR_BUILD the build directory, SNTR_CMAKE and SNTR_CC the tools of that build, SNTR_GENERATOR its
-# generator, SNTR_FLAGS its sanitizers.
+# Environment: SNTR_SOURCE and SNTR_BUILD the two directories, SNTR_CMAKE and SNTR_CC the tools of that build,
+# SNTR_GENERATOR its generator, SNTR_FLAGS its sanitizers.
 set -euo pipefail
 
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/moved
@@ -29,15 +28,18 @@ PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name sntr.pc)")
 export PKG_CONFIG_PATH
 libdir=$(pkg-config --variable=libdir sntr)
 
-# Word splitting is how pkg-config and compiler flags are passed on.
-# shellcheck disable=SC2046,SC2086
-"$CC" -std=c11 -Wall -Wextra -Wpedantic -Werror $CFLAGS "$here/publish_read.c" $(pkg-config --cflags --libs sntr) \
-  -o "$work/by_pkg_config"
-LD_LIBRARY_PATH=$libdir "$work/by_pkg_config"
-echo "built by pkg-config: runs"
+run() { python3 "$SNTR_SOURCE/tests/readme/readme_test.py" "$SNTR_SOURCE" "$1/publish" "$1/read"; }
 
-"$SNTR_CMAKE" -G "$SNTR_GENERATOR" -S "$here/find_package" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
-  -DCONSUMER_SOURCE="$here/publish_read.c" >/dev/null
+mkdir "$work/plain"
+for name in publish read; do
+  # Word splitting is how pkg-config and compiler flags are passed on.
+  # shellcheck disable=SC2046,SC2086
+  "$CC" -std=c11 -Wall -Wextra -Wpedantic -Werror $CFLAGS "$SNTR_SOURCE/examples/hello_$name.c" \
+    $(pkg-config --cflags --libs sntr) -o "$work/plain/$name"
+done
+LD_LIBRARY_PATH=$libdir run "$work/plain"
+
+"$SNTR_CMAKE" -G "$SNTR_GENERATOR" -S "$SNTR_SOURCE/tests/consumers/find_package" -B "$work/build" \
+  -DCMAKE_PREFIX_PATH="$prefix" -DEXAMPLES="$SNTR_SOURCE/examples" >/dev/null
 "$SNTR_CMAKE" --build "$work/build" >/dev/null
-"$work/build/consumer"
-echo "built by find_package: runs"
+run "$work/build"

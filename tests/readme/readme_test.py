@@ -1,48 +1,42 @@
 #!/usr/bin/env python3
 """Runs the README's two programs as its reader would: one publishes in one terminal, the other reads in a second.
 
-The publisher may end by itself or wait for a line of input; the reader must find what was published, print it and end
-with 0. Afterwards nothing of it may be left: a second reader must fail, and the publisher must have ended with 0.
-Arguments: the two programs.
+They stand in examples/ too, to the letter, and are built from there. The reader must find the value, and nothing may be
+left of the publisher that has ended. Arguments: the project's directory, the two programs.
 """
+import re
 import subprocess
 import sys
 import time
+import unittest
+from pathlib import Path
 
+ROOT, PUBLISH, READ = Path(sys.argv[1]), *sys.argv[2:4]
 PATIENCE = 20  # seconds
 
 
-def read(program):
-    done = subprocess.run([program], capture_output=True, text=True, timeout=PATIENCE, stdin=subprocess.DEVNULL)
+def read():
+    done = subprocess.run([READ], capture_output=True, text=True, timeout=PATIENCE, stdin=subprocess.DEVNULL)
     return done.returncode, done.stdout
 
 
-def read_until_found(program):
-    """The reader is started over while the publisher is still on its way."""
-    end = time.monotonic() + PATIENCE
-    while True:
-        code, text = read(program)
-        if code == 0 or time.monotonic() > end:
-            return code, text
-        time.sleep(0.05)
+class ReadmeTest(unittest.TestCase):
+    def test_same_text_as_the_examples(self):
+        blocks = re.findall(r"^```c\n(.*?)^```$", (ROOT / "README.md").read_text(encoding="utf-8"), re.S | re.M)
+        self.assertEqual(blocks, [(ROOT / f"examples/hello_{name}.c").read_text(encoding="utf-8")
+                                  for name in ("publish", "read")])
 
-
-def main():
-    publish, reader = sys.argv[1:]
-    publisher = subprocess.Popen([publish], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
-    try:
-        code, text = read_until_found(reader)
+    def test_publish_and_read(self):
+        publisher = subprocess.Popen([PUBLISH], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
+        self.addCleanup(publisher.kill)
+        end = time.monotonic() + PATIENCE
+        while read()[0] != 0 and time.monotonic() < end:
+            time.sleep(0.05)
+        self.assertEqual(read(), (0, "temperature: 22\n"))
         publisher.communicate(b"\n", timeout=PATIENCE)
-    finally:
-        publisher.kill()
-    print(f"reader: {code}, {text!r}\npublisher: {publisher.returncode}")
-    if code != 0 or not any(character.isdigit() for character in text):
-        sys.exit("the reader did not find and print a value")
-    if publisher.returncode != 0:
-        sys.exit("the publisher failed")
-    if read(reader)[0] == 0:
-        sys.exit("the segment is still there after the publisher's end")
+        self.assertEqual(publisher.returncode, 0)
+        self.assertNotEqual(read()[0], 0)
 
 
 if __name__ == "__main__":
-    main()
+    unittest.main(argv=sys.argv[:1])
