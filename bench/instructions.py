@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Counts with valgrind how many instructions one call executes on average over tags 1 to 1,000.
+"""Counts with valgrind the instructions of one call, on average over tags 1 to 1,000.
 
   instructions.py PROGRAM OUT.json
 
-What counts is what is executed from a function's entry to its return, called functions included. The first call of a
-process does more; among so many rounds that is nothing.
+It counts from a function's entry to its return, called functions included. The first call of a process executes more,
+which does not matter among so many rounds.
 """
 import json
 import pathlib

@@ -36,7 +36,7 @@ class Canvas:
 
 
 def logarithmic(low, high, start, end):
-    """A function from values to places of an axis."""
+    """Returns a function from values to positions on an axis."""
     span = math.log(high / low) or 1
     return lambda value: start + (end - start) * math.log(value / low) / span
 
@@ -47,7 +47,7 @@ def ticks(low, high):
 
 
 def lines(title, x_label, y_label, series):
-    """`series`: name to sorted points (x, y), all above 0."""
+    """Returns a plot of lines. `series`: name to sorted points (x, y), all above 0."""
     canvas = Canvas(title, y_label)
     xs = [x for points in series.values() for x, _ in points]
     ys = [y for points in series.values() for _, y in points]
@@ -70,7 +70,7 @@ def lines(title, x_label, y_label, series):
 
 
 def bars(title, y_label, groups):
-    """`groups`: label to the values by subject; every group has the same subjects."""
+    """Returns a plot of bars. `groups`: label to the values by subject; a group may lack a subject."""
     canvas = Canvas(title, y_label)
     subjects = list(dict.fromkeys(subject for values in groups.values() for subject in values))
     highest = max(value for values in groups.values() for value in values.values()) * 1.05

@@ -4,10 +4,16 @@
 
   report.py --out FOLDER [--results FILE] [--instructions FILE] [--names FILE] [--before COMMIT] [--into PAGE] [--quick]
 
-Writes FOLDER/report.md, report.json and two plots. --names holds the names of all benchmarks, one a line: what was not
-run then is an error, as is a benchmark that reported one. --before names the commit of the subject `before`. --into puts
-the tables between the marker comments of a page and the plots into the folder beside it that has the page's name.
---quick prints the ratios and judges none. Without --results only the table of instructions is printed.
+Writes FOLDER/report.md, report.json and two plots. Exit status: 0, or 1 if a benchmark failed or did not run.
+
+  --names    the names of all benchmarks, one a line: a benchmark that did not run is an error, as is one that reported
+             an error
+  --before   the commit of the subject `before`
+  --into     puts the tables between the marker comments of a page, and the plots into the folder beside it with the
+             page's name
+  --quick    prints the ratios and judges none
+
+Without --results it only prints the table of instructions.
 """
 import argparse
 import json
@@ -24,7 +30,7 @@ NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
 def plain(name):
-    """The name without what the harness appends: work/subject/number."""
+    """Returns the name without the parts that the harness appends: work/subject/number."""
     parts = [part for part in name.split("/") if ":" not in part and part not in ("manual_time", "real_time")]
     return "/".join(parts)
 
@@ -42,10 +48,11 @@ class Results:
             if run.get("error_occurred"):
                 self.errors.append(f"{name}: {run.get('error_message', 'failed')}")
                 continue
-            # Time that a benchmark takes itself is wall time; else the processor's, which others disturb less.
+            # A benchmark that takes the time itself has wall time; else it is the processor's, which other programs
+            # disturb less.
             taken = run["real_time" if "manual_time" in run["name"] else "cpu_time"]
             samples.setdefault(name, []).append(taken * NANOSECONDS[run["time_unit"]])
-        # The longest call of all rounds is what a work of that name is about.
+        # For the longest call, the longest of all rounds counts.
         self.median = {name: max(values) if name.startswith("longest_") else statistics.median(values)
                        for name, values in samples.items()}
         self.spread = {name: half_quartiles(values) / self.median[name] for name, values in samples.items()}
@@ -55,12 +62,12 @@ class Results:
         return self.median[ours] / self.median[theirs]
 
     def goals(self):
-        """All, or those without an earlier commit if none was measured."""
+        """Returns all goals, or those without an earlier commit if none was measured."""
         return GOALS + (VERSION_GOALS if any("/before/" in name for name in self.median) else [])
 
 
 def half_quartiles(values):
-    """Half the distance between the quartiles; 0 for fewer than four values."""
+    """Returns half the distance between the quartiles; 0 for fewer than four values."""
     if len(values) < 4:
         return 0.0
     first, _, third = statistics.quantiles(values, n=4)
@@ -115,7 +122,7 @@ def time(nanoseconds):
 
 
 def all_rows(results):
-    """Every work and number: our time, and its ratio to each other subject."""
+    """Returns the rows of each work and number: the base subject's time, and its ratio to each other subject."""
     works = {}
     for name in results.median:
         work, subject, *number = name.split("/")
@@ -124,15 +131,17 @@ def all_rows(results):
     for (work, number), subjects in sorted(works.items()):
         base = next((s for s in ("ours", "compiled_in", *sorted(subjects)) if s in subjects))
         name = subjects[base]
-        others = ", ".join(f"{other} {results.ratio(name, subjects[other]):.2f}"
-                           for other in sorted(subjects) if other != base)
+        others = [f"{other} {results.ratio(name, subjects[other]):.2f}" for other in sorted(subjects) if other != base]
         label = work + (f" / {number:,}" if number else "")
-        body.append([label, base, time(results.median[name]), f"{100 * results.spread[name]:.0f} %", others])
+        cells = [label, base, time(results.median[name]), f"{100 * results.spread[name]:.0f} %"]
+        # Three a line, so that the line stays within 120 columns.
+        for start in range(0, max(1, len(others)), 3):
+            body.append([*(cells if start == 0 else [""] * 4), ", ".join(others[start:start + 3])])
     return rows(["Work", "Subject", "Median", "Spread", "Ratio to the others"], body)
 
 
 def processor():
-    """Its name, and the numbers that say which one of that name it is."""
+    """Returns the processor's name, and the numbers that distinguish it from others of that name."""
     info = dict(re.findall(r"^([^\t:]+)\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.MULTILINE))
     numbers = ", ".join(f"{label} {info.get(key, 'unknown')}" for label, key in
                         (("family", "cpu family"), ("model", "model"), ("stepping", "stepping")))
@@ -140,7 +149,7 @@ def processor():
 
 
 def machine(data, before):
-    """Of the run if the results have it, of this machine otherwise."""
+    """Describes the machine: by the results of the run if they have it, else by this machine."""
     context = data["context"]
     version = ["c++", "-dumpfullversion"]
     earlier = [f"- The earlier commit (`before`): {before}"] if before else []
@@ -152,7 +161,7 @@ def machine(data, before):
 
 
 def plot_numbers(results):
-    """Cost against the number of properties."""
+    """Plots the cost against the number of properties."""
     series = {}
     for name, median in results.median.items():
         match = re.fullmatch(r"get_r/(ours|floor|floor_no_latch|boost_plain|boost_robust|lmdb)/(\d+)", name)
@@ -162,7 +171,7 @@ def plot_numbers(results):
 
 
 def plot_contention(results):
-    """Two processes on nodes of their own and on one, get and set."""
+    """Plots two processes on nodes of their own and on one node, get and set."""
     groups = {}
     for verb in ("get", "set"):
         for label, work in ((f"{verb}, one process", f"{verb}_own_nodes_1_process/{{}}/0"),

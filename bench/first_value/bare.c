@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-/* Reads one value of a shared file whose layout it knows: opens, maps, reads.
+/* Reads one value of a shared file with a fixed layout: opens, maps, reads.
  * Arguments: the name of the shared memory and the value's offset.
- * With BENCH_NAME_ITSELF it also does what a latch asks of whoever takes one for the first time, and so is the floor:
- * the latch needs a name that outlives its process, which is a number and a time of start, and that time is in /proc
- * alone. */
+ * With BENCH_NAME_ITSELF this is the floor: it also does what a thread's first latch needs. A latch needs a name that
+ * outlives its process: a number and a start time, which is in /proc alone. */
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/mman.h>

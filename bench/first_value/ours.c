@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-/* Reads one value of a segment: connects, asks where the node is, gets the value by its tag.
+/* Reads one value of a segment: connects, finds the node, gets the value by its tag.
  * Arguments: both words of the key, in hexadecimal, and the tag. */
 #include <sntr/sntr.h>
 #include <stdlib.h>

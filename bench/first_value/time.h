@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-/* How the two readers tell how long they took: nanoseconds from main() to the value, and the value, as text. */
+/* The output of the two readers: nanoseconds from main() to the value, and the value, as text. */
 #ifndef BENCH_FIRST_VALUE_TIME_H
 #define BENCH_FIRST_VALUE_TIME_H
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The hashes of the property tables, as fast as they can be made: the numbers are part of the format.
+// The hashes of the property tables, as fast as possible. Their numbers are part of the format.
 //
-// Three sums go over the bytes, x ^= c, s += c, p = (p + 1)(c + 1). Two steps of the third are one:
-// ((p + 1) a + 1) b = p ab + (a + 1) b, so a multiplication for each two bytes is left in the chain.
+// Three sums go over the bytes: x ^= c, s += c, p = (p + 1)(c + 1). Two steps of the third sum are merged, with a and b
+// for c + 1: ((p + 1) a + 1) b = p ab + (a + 1) b. So the chain has one multiplication for each two bytes.
 #pragma once
 
 #include <cstddef>
@@ -34,8 +34,8 @@ struct Sums {
   std::uint64_t value() const { return exclusive ^ sum ^ product; }
 };
 
-// The decimal digits as characters, the least significant first. There is no faster way known than the library's own, by
-// tables of pairs of digits.
+// Hashes the decimal digits as characters, the least significant first. The library's own way, by tables of pairs of
+// digits, is the fastest known.
 inline std::uint64_t hashTag(std::uint64_t tag) { return sntr::hashPropertyTag(tag); }
 
 inline std::uint64_t hashBytes(std::uint64_t seed, const unsigned char *bytes, std::size_t count) {

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The least work of allocating and freeing in the heap's own format: free blocks in two orders, the record of chunks
-// with its one way, pads and hint, the intent word, a latch for the settings and one for the lists, levels by rand().
+// The least work of allocating and freeing in the heap's own format. The format has free blocks in two orders, a record
+// of chunks that links forward, pads and hint, the intent word, a latch for the settings and one for the lists. Levels
+// come from rand().
 //
-// What is searched is what the format makes necessary: the best fit, and where the rest of it goes by size unless it
-// stays; where a record goes; what is before a record that goes; the free neighbours, and where they go by size. Nothing
-// is checked, nothing planned before it is done, and node space is as large as it is.
+// The floor makes only the searches that the format makes necessary: the best fit; the place of its rest by size,
+// unless the rest stays; the place of a new record; the nodes before a record that is removed; the free neighbours; and
+// their place by size. It checks nothing, plans nothing before doing it, and never grows node space.
+//
+// Thread safety: any thread of one process; the account of node space is private.
 #pragma once
 
 #include <sys/mman.h>
@@ -31,7 +34,7 @@ class FormatHeap {
     require(at != MAP_FAILED, "no memory");
     base_ = static_cast<char *>(at);
     for (const std::uint64_t sentinel : {kHead, kTail, kRecords}) node(sentinel)->nodeLevel = levels_ - 1;
-    // No key is as high as the tail's.
+    // The tail's keys are the highest.
     node(kTail)->blockOffset = node(kTail)->blockSize = ~std::uint64_t{0};
     for (std::uint32_t i = 0; i < levels_; ++i) {
       link(kHead, Links::OffsetForward, i) = link(kHead, Links::SizeForward, i) = kTail;
@@ -79,13 +82,13 @@ class FormatHeap {
   struct Trail {
     std::uint64_t before[sntr::kMaxSkipLevels];
   };
-  // Sentinels of the free list, head of the record, and node space; each sentinel has room for all levels.
+  // Offsets of the free list's sentinels, the record's head, and node space. Each sentinel has room for all levels.
   static constexpr std::uint64_t kHead = 0;
   static constexpr std::uint64_t kTail = 0x400;
   static constexpr std::uint64_t kRecords = 0x800;
   static constexpr std::uint64_t kNodesAt = 0xc00;
   static_assert(sntr::skipNodeSize(sntr::kMaxSkipLevels - 1) <= kTail);
-  // Of the usual pad type.
+  // Bytes of the usual pad type: in front of a block, and of both pads.
   static constexpr std::uint64_t kFront = 0x10;
   static constexpr std::uint64_t kPads = 0x20;
 
@@ -101,7 +104,7 @@ class FormatHeap {
   }
   static void orderStores() { __atomic_signal_fence(__ATOMIC_RELEASE); }
 
-  // The first node whose key is not lower, and what is before it at each level.
+  // Returns the first node whose key is not lower; stores the nodes before it, one for each level.
   template <class Order>
   std::uint64_t search(std::uint64_t head, std::uint32_t top, std::uint64_t wanted, Trail &trail) const {
     std::uint64_t here = head;
@@ -149,7 +152,7 @@ class FormatHeap {
     freeTop_ = std::max(freeTop_, static_cast<std::uint32_t>(node(at)->nodeLevel));
   }
 
-  // Takes n bytes from the high end of a block and records them; answers where they begin.
+  // Takes n bytes from the high end of a block and records them; returns their offset.
   std::uint64_t cut(std::uint64_t fit, std::uint64_t n) {
     const std::uint64_t rest = node(fit)->blockSize - n;
     const std::uint64_t chunk = node(fit)->blockOffset + rest;
@@ -177,7 +180,7 @@ class FormatHeap {
     return chunk;
   }
 
-  // What was a chunk merges with its free neighbours, or becomes a free block with the node of its record.
+  // Merges a released chunk with its free neighbours, or makes it a free block with the node of its record.
   void release(std::uint64_t record, std::uint64_t chunk, std::uint64_t size) {
     Trail around;
     const std::uint64_t after = search<sntr::ByOffset>(kHead, freeTop_, chunk, around);
@@ -209,7 +212,7 @@ class FormatHeap {
     enter<sntr::BySize>(at, trail);
   }
 
-  // A node of a level that rand() chooses: a dead one where there is one, else what was never used.
+  // Returns a node of a level that rand() draws: a dead one if there is one, else unused space.
   std::uint64_t newNode(std::uint32_t top) {
     std::uint32_t level = 0;
     while (std::rand() < RAND_MAX / 2 && level < levels_ - 1 && level <= top) ++level;

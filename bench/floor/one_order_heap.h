@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a heap of another format could do: see OneOrderHeap.
+// A heap of another format, for comparison: see OneOrderHeap.
 #pragma once
 
 #include <sys/mman.h>
@@ -14,9 +14,11 @@
 
 namespace bench::floor {
 
-// The least work of best fit over a skip list: a latch, one search a change of the list, and the splice. Blocks know
-// their neighbours by the sizes before them; nothing is checked, and nothing is left that could mend a dead writer's
-// heap. Nodes stand apart from the blocks, because the least block is too small for one.
+// The least work of best fit over a skip list: a latch, a search for the fit, one for each insertion, and the splice. A
+// block finds its neighbours by its own size and the one before it. Nothing is checked, and nothing could mend the heap
+// of a dead writer. Nodes stand apart from the blocks, because the least block is too small for a node.
+//
+// Thread safety: any thread of one process; the list of spare nodes is private.
 class OneOrderHeap {
  public:
   OneOrderHeap(std::uint64_t bytes, std::uint32_t live)
@@ -38,7 +40,7 @@ class OneOrderHeap {
 
   void *take(std::uint64_t size) {
     latch();
-    // In steps of a header, so that what is left has room for one.
+    // Rounds up to whole headers, so that the rest has room for one.
     const auto n = static_cast<std::uint32_t>((size + 2 * sizeof(Block) - 1) / sizeof(Block) * sizeof(Block));
     std::uint32_t before[kLevels];
     const std::uint32_t fit = search(n, before);
@@ -90,7 +92,7 @@ class OneOrderHeap {
   static constexpr std::uint32_t kLevels = 15;
   static constexpr std::uint32_t kHead = 0;
   static constexpr std::uint32_t kTail = 1;
-  static constexpr std::uint32_t kNone = 0;  // of an allocated block
+  static constexpr std::uint32_t kNone = 0;  // the node of an allocated block
   struct Node {
     std::uint32_t size;
     std::uint32_t offset;
@@ -111,7 +113,7 @@ class OneOrderHeap {
   }
   void unlatch() { __atomic_exchange_n(&nodes_[kTail].level, 0U, __ATOMIC_RELEASE); }
 
-  // The first node of at least this size; `before` as far as the list is high.
+  // Returns the first node of at least this size. Fills `before` up to the list's current level.
   std::uint32_t search(std::uint32_t size, std::uint32_t *before) const {
     std::uint32_t here = kHead;
     for (std::uint32_t i = top_ + 1; i-- > 0;) {

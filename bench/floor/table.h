@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The floor: the least machine work that still does what an operation on a property means. Latch pair, hash, bucket,
-// hops along the chain, cell; for a change also the writer's mark and count. On a copy of a node that the library laid
-// out, so the table, its chains and its distances in memory are the very same. Nothing is checked.
+// The floor: the least machine work that still does what an operation on a property means. It is the latch pair, the
+// hash, the bucket, the hops of the chain and the cell; for a change also the writer's mark and count. It works on a
+// copy of a node that the library laid out. So the table, its chains and its distances in memory are the same. Nothing
+// is checked.
 //
-// Each operation is a call, as the library's are. A node is used by these functions alone.
+// Each operation is a call, as the library's are. Only these functions use the node.
+//
+// Thread safety: any thread of any process under model 1, else one thread. A read without the latch may race with
+// writers.
 #pragma once
 
 #include <sntr/types.h>
@@ -29,7 +33,7 @@ void store(void *at, T value) {
   std::memcpy(at, &value, sizeof value);
 }
 
-// Keeps the stores before it before those behind it, for whoever finds the node when this thread has died between them.
+// Orders the stores before it and after it, for a thread that finds the node after this one died between them.
 inline void orderStores() { __atomic_signal_fence(__ATOMIC_RELEASE); }
 
 class Node {
@@ -49,20 +53,20 @@ class Node {
   }
   std::uint32_t exitRead() { return !isLatched() || latch().leave() ? 0 : 1; }
 
-  // Runs a read without the latch: count, mark, what `read` loads, count again. Runs it once more if a writer was inside.
+  // Runs a read without the latch: count, mark, the loads of `read`, count again. Restarts if a writer was inside.
   template <class Read>
   std::uint32_t readBetweenWrites(Read &&read) {
     for (;;) {
       const std::int32_t count = look(&control_->primaryLatch.writeCount);
       if (look(&control_->primaryLatch.writeInProgress) != 0) continue;
       const std::uint32_t rc = read();
-      // Acquire: what was read stays before the second look. Pairs with the order of the stores in enterWrite().
+      // Acquire: the loads of `read` stay before the second look. Pairs with the order of the stores in enterWrite().
       __atomic_thread_fence(__ATOMIC_ACQUIRE);
       if (look(&control_->primaryLatch.writeCount) == count) return rc;
     }
   }
 
-  // A writer leaves a mark and a count, by which the next one sees that it died.
+  // Enters a write section; its mark and count show the next writer that this one died.
   void enterWrite() {
     if (!isLatched()) return;
     latch().enter();
@@ -80,7 +84,7 @@ class Node {
   void countChange() { store(&control_->reconfigCounter, load<std::int32_t>(&control_->reconfigCounter) + 1); }
 
  private:
-  // Acquire: nothing that is read later moves before it. Pairs with the stores of a writer.
+  // Acquire: no later load moves before it. Pairs with the stores of a writer.
   static std::int32_t look(const void *word) {
     return __atomic_load_n(static_cast<const std::int32_t *>(word), __ATOMIC_ACQUIRE);
   }
@@ -90,7 +94,7 @@ class Node {
 
 inline constexpr std::uint32_t kMissing = 2;
 
-// The register's cell: read with acquire, written with release, which on this machine are a load and a store.
+// Access the register's cell with acquire and release, which are a plain load and a plain store on x86-64.
 inline std::int32_t readCell(const char *cell) {
   return __atomic_load_n(reinterpret_cast<const std::int32_t *>(cell), __ATOMIC_ACQUIRE);
 }
@@ -98,7 +102,7 @@ inline void writeCell(char *cell, std::int32_t value) {
   __atomic_store_n(reinterpret_cast<std::int32_t *>(cell), value, __ATOMIC_RELEASE);
 }
 
-// A table whose key is the tag: the header's size, and the place of the bucket count in it.
+// A table whose key is the tag: the size of its header, and the position of the bucket count in it.
 struct TagTable {
   unsigned area;
   std::uint64_t header;
@@ -108,7 +112,7 @@ inline constexpr TagTable kRTable = {SNTR_AREA_R, sizeof(sntr::RAreaHeader), off
 
 inline constexpr TagTable kVTable = {SNTR_AREA_V, sizeof(sntr::VAreaHeader), offsetof(sntr::VAreaHeader, bucketCount)};
 
-// A slot of both begins with its link and the record, and the record with the tag.
+// In both tables a slot begins with its link and the record, and the record with the tag.
 static_assert(offsetof(sntr::VRecord, tag) == offsetof(sntr::RRecord, tag));
 inline constexpr std::uint64_t kTagAt = offsetof(sntr::RSlot, record) + offsetof(sntr::RRecord, tag);
 inline constexpr std::uint64_t kRecordAt = offsetof(sntr::RSlot, record);
@@ -116,12 +120,12 @@ inline constexpr std::uint64_t kRCellAt = kRecordAt + offsetof(sntr::RRecord, va
 
 struct Place {
   char *link;
-  std::uint64_t next;  // what it held
-  char *slot;          // the first one with this tag or a greater one; null at the end
+  std::uint64_t next;  // value of the link
+  char *slot;          // the first slot with this tag or a greater one; null at the end
   std::uint64_t tag;
 };
 
-// For a change, which needs the link before the place.
+// Finds the place of a tag, with the link before it, which a change needs.
 template <const TagTable &table>
 Place find(Node &node, std::uint64_t tag, std::uint64_t hash) {
   char *area = node.at(node.area(table.area).areaOffset);
@@ -137,8 +141,8 @@ Place find(Node &node, std::uint64_t tag, std::uint64_t hash) {
   return place;
 }
 
-// The slot with a tag, null when there is none. Which of the first two slots of a chain it is cannot be foreseen, and a
-// wrong guess costs as much as all the rest; so those two are chosen between without a branch.
+// Returns the slot with a tag, or null. The processor cannot predict which of the first two slots of a chain it is, and
+// a wrong guess costs as much as all the rest. So the choice between those two has no branch.
 template <const TagTable &table>
 char *findPresent(Node &node, std::uint64_t tag, std::uint64_t hash) {
   char *area = node.at(node.area(table.area).areaOffset);
@@ -166,7 +170,7 @@ inline bool matches(const Place &place, std::uint64_t tag) { return place.slot !
   return node.exitRead();
 }
 
-// The same without a latch and without checks: the least that such a read can do.
+// Does the same without a latch: the least that a read can do.
 [[gnu::noinline]] inline std::uint32_t getRNoLatch(Node &node, std::uint64_t tag, std::int32_t *value) {
   const std::uint64_t hash = hashTag(tag);
   return node.readBetweenWrites([&]() -> std::uint32_t {
@@ -186,7 +190,7 @@ inline bool matches(const Place &place, std::uint64_t tag) { return place.slot !
   return node.exitWrite();
 }
 
-// A value of bytes: where it is and how long stands in the record.
+// Returns the address of a value of bytes; its offset and size are in the record.
 inline char *valueOf(Node &node, const char *slot) {
   return node.at(load<std::uint64_t>(slot + kRecordAt + offsetof(sntr::VRecord, valueOffset)));
 }
@@ -201,7 +205,7 @@ inline char *valueOf(Node &node, const char *slot) {
   return node.exitRead();
 }
 
-// Words of 8 bytes into a stage, one by one because another process may be writing them.
+// Copies words of 8 bytes into a stage, one by one, because another process may be writing them.
 inline void stageWords(std::uint64_t *stage, const char *value, std::uint64_t size) {
   constexpr std::uint64_t kLine = 64;
   for (std::uint64_t at = 0; at < size; at += kLine) __builtin_prefetch(value + at);
@@ -211,8 +215,8 @@ inline void stageWords(std::uint64_t *stage, const char *value, std::uint64_t si
   }
 }
 
-// The same without a latch: what was read goes to the caller only when it is known to be of one moment. For values of at
-// most 4 KiB whose sizes are multiples of 8.
+// Does the same without a latch. The bytes go to the caller only if they are a snapshot. For values of at most 4 KiB
+// whose sizes are multiples of 8.
 [[gnu::noinline]] inline std::uint32_t getVWords(Node &node, std::uint64_t tag, std::uint64_t *size, void *bytes) {
   alignas(64) std::uint64_t stage[512];
   const std::uint64_t hash = hashTag(tag);
@@ -237,7 +241,7 @@ inline void stageWords(std::uint64_t *stage, const char *value, std::uint64_t si
   return node.exitWrite();
 }
 
-// The place of a new slot in its area: the one freed last, or a fresh one.
+// Returns the offset of a new slot in its area: the slot freed last, or a fresh one.
 inline std::uint64_t takeSlot(char *tail, std::uint64_t slotSize) {
   auto freed = load<std::uint64_t>(tail + offsetof(sntr::TableTail, freedCount));
   if (freed != 0) {
@@ -291,12 +295,12 @@ inline std::uint64_t takeSlot(char *tail, std::uint64_t slotSize) {
   return node.exitWrite();
 }
 
-// Registers by tag and identifier. The identifier stands behind the record, the length is compared before the bytes.
+// Registers by tag and identifier. The identifier stands behind the record; its length is compared before its bytes.
 inline constexpr std::uint64_t kIRRecordAt = sizeof(sntr::KeyLinks);
 inline constexpr std::uint64_t kIRCellAt = kIRRecordAt + offsetof(sntr::IRRecord, value);
 inline constexpr std::uint64_t kIRIDAt = kIRRecordAt + sizeof(sntr::IRRecord);
 
-// The slot with the key, null when there is none.
+// Returns the slot with the key, or null.
 inline char *findIR(Node &node, std::uint64_t tag, std::size_t length, const unsigned char *id, std::uint64_t hash) {
   char *area = node.at(node.area(SNTR_AREA_IR).areaOffset);
   const auto buckets = load<std::uint64_t>(area + offsetof(sntr::IRAreaHeader, tagIDBucketCount));

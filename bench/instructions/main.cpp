@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Makes one call again and again over tags 1 to 1,000, for instructions.py to count what it executes.
-// Arguments: the call's name, and how many rounds over the tags.
+// Repeats one call over tags 1 to 1,000, so that instructions.py can count its instructions.
+// Arguments: the call's name, and the number of rounds over the tags. Exit status: 0, 1 if a call failed, 2 if the
+// arguments are wrong.
 #include <cstdlib>
 #include <string_view>
 

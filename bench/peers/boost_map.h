@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Boost.Interprocess: an unordered map in a managed shared memory segment, with the mutex that guards it beside it. As
-// its documentation shows; the segment loses its name at once, as ours does.
+// Boost.Interprocess: an unordered map in a managed shared memory segment, with its mutex beside it, as its
+// documentation shows. The segment's name is removed at once, as that of the library's segment is.
+//
+// Thread safety: any thread, also of a forked child; the mutex guards the map.
 #pragma once
 
 #include <pthread.h>
@@ -24,7 +26,7 @@ namespace bi = boost::interprocess;
 
 using PlainMutex = bi::interprocess_mutex;
 
-// A mutex of the C library that processes share.
+// A process-shared mutex of the C library.
 class SharedMutex {
  public:
   explicit SharedMutex(bool robust) {
@@ -54,7 +56,7 @@ class SharedMutex {
   pthread_mutex_t mutex_;
 };
 
-// The one that passes on when its holder dies: what a latch of ours does too.
+// Passes on if its owner dies, as a latch of the library does.
 struct RobustMutex : SharedMutex {
   RobustMutex() : SharedMutex(true) {}
 };
@@ -80,7 +82,7 @@ class Memory {
 template <class T>
 using Allocator = bi::allocator<T, bi::managed_shared_memory::segment_manager>;
 
-// A map from tags, with as many buckets as it will hold values.
+// A map from tags, with as many buckets as values.
 template <class Value, class Mutex>
 class TagMap {
  public:
@@ -93,7 +95,7 @@ class TagMap {
         map_(memory_->construct<Map>(bi::anonymous_instance)(
             n, boost::hash<std::uint64_t>(), std::equal_to<std::uint64_t>(), memory_->get_segment_manager())) {}
 
-  // Runs the work on the place of a tag in the locked map; answers 1 when there is none.
+  // Runs the work on the value of a tag in the locked map; returns 1 if there is none.
   template <class Work>
   std::uint64_t at(std::uint64_t tag, Work &&work) {
     bi::scoped_lock<Mutex> lock(*mutex_);

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
-// LMDB without any sync, in memory: its two files lie in /dev/shm and lose their names at once. Integer keys, a written
-// map, and a read transaction that is reset and renewed for each read, as its documentation advises for speed.
+// LMDB without any sync, in memory: its two files are in /dev/shm, and their names are removed at once. It has integer
+// keys and a written map. A read transaction is reset and renewed for each read, as its documentation advises for
+// speed.
+//
+// Thread safety: one thread uses a store.
 #pragma once
 
 #include <lmdb.h>

@@ -13,7 +13,7 @@ MmvValues::MmvValues(std::uint32_t n, Tags) {
   static int count = 0;
   const std::string root = "/dev/shm/sntr_bench.mmv." + std::to_string(getpid());
   const std::string file = "values" + std::to_string(++count);
-  // Where its files go is looked up here; it must be set before the library's first call.
+  // The folder of its files. It must be set before the library's first call.
   require(setenv("PCP_TMP_DIR", root.c_str(), 1) == 0, "setting PCP_TMP_DIR");
   mkdir(root.c_str(), 0700);
   mkdir((root + "/mmv").c_str(), 0700);

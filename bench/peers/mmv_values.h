@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The memory-mapped values of Performance Co-Pilot: 32-bit metrics without instances in a file, which lies in /dev/shm
-// and loses its name at once. They have no lock: a set is a store.
+// The memory-mapped values of Performance Co-Pilot: 32-bit metrics without instances, in a file in /dev/shm whose name
+// is removed at once. They have no lock: a set is a store.
+//
+// Thread safety: one thread writes.
 #pragma once
 
 #include <string>
@@ -9,7 +11,7 @@
 #include "support/r_stores.h"
 #include "support/work.h"
 
-// Last, and the one before the other: they need, and leave, macros that spoil other headers.
+// These two come last, in this order: they need macros, and leave macros that spoil other headers.
 // clang-format off
 #include <pcp/pmapi.h>
 #include <pcp/mmv_stats.h>
@@ -24,20 +26,20 @@ class MmvValues {
   MmvValues &operator=(const MmvValues &) = delete;
   ~MmvValues();
 
-  // By handle: with the value as a number of its type, and as a double that is converted.
+  // Set by handle: the value as a number of its type, and as a double that is converted.
   void setByHandle(Key key) {
     std::int32_t value = valueOf(key);
     mmv_set(map_, handles_[key.index], &value);
   }
   void setByHandleConverting(Key key) { mmv_set_value(map_, handles_[key.index], valueOf(key)); }
 
-  // By name, and what the handle leads to afterwards.
+  // Sets by name; checks the value through the handle.
   std::uint64_t set(Key key) {
     mmv_stats_set(map_, names_[key.index].c_str(), nullptr, valueOf(key));
     return answer(0, handles_[key.index]->l, key);
   }
 
-  // Every value that was set is there.
+  // Returns true if every value is the one that was set.
   bool areRight() const;
 
  private:

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Chance for benchmarks that must not repeat themselves.
+// Random numbers for benchmarks that must not repeat themselves.
 #pragma once
 
 #include <cstdint>
 
 namespace bench {
 
-// Numbers that no hardware guesses and that never come round, unlike an order written down: an order that repeats would
-// give each block its old size again, and the heap would come to rest.
+// Draws numbers that no hardware can predict and that do not repeat. A list of numbers made beforehand would repeat,
+// give each block its old size again, and bring the heap to rest.
 class Chance {
  public:
   std::uint32_t below(std::uint32_t n) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Stores of the other kinds: registers by tag and identifier, bytes by tag, bytes by tag and identifier, and the base
-// properties. As r_stores.h.
+// properties. Otherwise like r_stores.h.
 //
-// An identifier has 16 characters and no two are equal, so that it alone is the key of a map by string: the peer is
-// given less to hash and to compare than we are, not more.
+// An identifier has 16 characters, and no two are equal. So it alone is the key of a map by string: the peer gets less
+// to hash and to compare than the library, not more.
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ namespace bench {
 inline constexpr std::size_t kIDSize = 16;
 inline constexpr std::uint64_t kIRTag = 7;  // one tag, so that the identifier decides
 
-// The identifiers of all benchmarks, ready.
+// The identifiers of all benchmarks, made beforehand.
 class IDs {
  public:
   static const char *of(Key key) { return all().ids_[key.index].data(); }
@@ -65,7 +65,7 @@ class IRFloor : CopyOf<IRNode> {
   std::uint64_t set(Key key) { return floor::setIR(node_, kIRTag, kIDSize, IDs::of(key), valueOf(key)); }
 };
 
-// Boost's map by string. A lookup is made with the characters themselves, not with a string made of them first.
+// Boost's map by string. A lookup uses the characters, and makes no string of them first.
 template <class Mutex>
 class IRBoost {
  public:
@@ -124,7 +124,7 @@ class IRBoost {
   Map *map_;
 };
 
-// A value of bytes, which begins with the key's number.
+// A value of bytes, which begins with the key's index.
 template <std::uint32_t size>
 struct Bytes {
   std::uint32_t length = size;
@@ -268,7 +268,7 @@ struct UnprotectedIVNode : IVNode<size> {
   explicit UnprotectedIVNode(std::uint32_t n) : IVNode<size>(n, kUnprotected) {}
 };
 
-// Both base properties of one node; the one with bytes has 64.
+// Both base properties of one node; that with bytes has 64.
 class BaseNode {
  public:
   explicit BaseNode(std::uint32_t model = SNTR_MODEL_LATCHED);

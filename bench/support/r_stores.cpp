@@ -5,7 +5,7 @@
 namespace bench {
 
 RNode::RNode(std::uint32_t n, Tags tags, std::uint32_t model) {
-  // A bucket with its first slot takes 0xa0 bytes; as many slots again, and the words that remember freed ones.
+  // A bucket and its first slot take 0xa0 bytes. Then n more slots, each with its word on the stack of freed slots.
   const std::uint64_t size = 0x18 + 0xa0 * bucketsFor(n) + 0xa0 * std::uint64_t{n};
   node = makeNode(segment, {{SNTR_KIND_R, size}}, model);
   std::vector<std::uint64_t> keys(n);

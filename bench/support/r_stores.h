@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Stores of 32-bit registers by tag, one class a subject. All hold `n` of them. A call answers 0 when it succeeded, and
-// a read when the value is right too.
+// Stores of 32-bit registers by tag, one class a subject. Each holds `n` of them. A call returns 0 if it succeeded, and
+// a read if the value is right too.
+//
+// Thread safety: any thread, also of a forked child. An unprotected store locks nothing.
 #pragma once
 
 #include <sntr/sntr.h>
@@ -17,16 +19,16 @@
 
 namespace bench {
 
-inline constexpr std::uint32_t kUnprotected = 2;  // a concurrency model under which nothing is locked
+inline constexpr std::uint32_t kUnprotected = 2;  // a concurrency model that locks nothing
 
 inline std::int32_t valueOf(Key key) { return static_cast<std::int32_t>(key.index); }
 
-// What a read answers: the code, or that the value is another.
+// Returns the result of a read: 0 if the code is 0 and the value is right.
 inline std::uint64_t answer(std::uint32_t rc, std::int32_t value, Key key) {
   return rc | static_cast<std::uint32_t>(value ^ valueOf(key));
 }
 
-// A node with a table of n properties, and room for as many more.
+// A node with a table of n properties and room for n more.
 class RNode {
  public:
   explicit RNode(std::uint32_t n, Tags tags = Tags::Dense, std::uint32_t model = SNTR_MODEL_LATCHED);
@@ -48,7 +50,7 @@ struct UnprotectedRNode : RNode {
   explicit UnprotectedRNode(std::uint32_t n, Tags plan = Tags::Dense) : RNode(n, plan, kUnprotected) {}
 };
 
-// What the floor works on: a copy of a node that the library laid out.
+// The floor's node: a copy of a node that the library laid out.
 template <class Original>
 class CopyOf {
  protected:

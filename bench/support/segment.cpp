@@ -34,7 +34,7 @@ void requireOk(std::uint32_t rc, const char *what) {
 
 Segment::Segment(std::uint64_t poolSize, const ShmPoolParams *params, Name name) : key_(newKey()) {
   where_.version = where_.latchVersion = SNTR_VERSION;
-  // Headers and bookkeeping of domain and pool come on top, less than a quarter and 1 MiB for what is stored here.
+  // Adds the headers and bookkeeping of domain and pool: less than a quarter and 1 MiB here.
   const std::uint64_t size = poolSize + poolSize / 4 + (std::uint64_t{1} << 20);
   ShmDomainParams domainParams{};
   domainParams.domainKind = SNTR_DOMAIN_CREATED;
@@ -66,7 +66,7 @@ SNodeCB_t *Segment::makeNode(std::initializer_list<Area> areas, std::uint32_t mo
   requireOk(sntrInitNode(&node, base, 0, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr),
             "initializing a node");
   requireOk(sntrActivateNode(&node), "activating a node");
-  // The latches exist whatever the model, so that the same node can be used under any.
+  // The latches exist under every model, so that the same node can be used under any of them.
   requireOk(sntrSetConcurrencyModel(node, model), "setting the model");
   return node;
 }

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // A segment of the library with one pool, and nodes in it.
 //
-// The segment loses its name as soon as it is made, so that nothing is left in /dev/shm however the program ends; the
-// memory, and forked children that inherit it, are not touched by that.
+// The segment's name is removed as soon as it is made, except with Name::Kept. So nothing is left in /dev/shm, however
+// the program ends. The memory stays, also for forked children, which inherit it.
+//
+// Thread safety: one thread makes and destroys a segment.
 #pragma once
 
 #include <sntr/sntr.h>
@@ -16,14 +18,14 @@
 
 namespace bench {
 
-// Throws what a call answered, unless it is 0.
+// Throws the text of a result code, unless it is 0.
 void requireOk(std::uint32_t rc, const char *what);
 
 class Segment {
  public:
   enum class Name { Removed, Kept };
 
-  // The pool has `poolSize` bytes for blocks.
+  // Makes a pool with `poolSize` bytes for blocks.
   explicit Segment(std::uint64_t poolSize, const ShmPoolParams *params = nullptr, Name name = Name::Removed);
   ~Segment();
   Segment(const Segment &) = delete;
@@ -34,9 +36,9 @@ class Segment {
     std::uint64_t size;
   };
 
-  // An active node.
+  // Makes an active node.
   SNodeCB_t *makeNode(std::initializer_list<Area> areas, std::uint32_t model);
-  // A block as large as the node, with a copy of it: links inside a node do not depend on its address.
+  // Allocates a block with a copy of the node. Links inside a node do not depend on its address.
   void *copyOf(const SNodeCB_t *node);
 
   void *allocate(std::uint64_t size);
@@ -51,10 +53,10 @@ class Segment {
   ShmSegInfo_t where_{};
 };
 
-// A node of its own segment, which has room for it.
+// Makes a node in a segment of its own, which has room for it.
 SNodeCB_t *makeNode(std::unique_ptr<Segment> &segment, std::initializer_list<Segment::Area> areas, std::uint32_t model);
 
-// The number of buckets that a table with this capacity gets.
+// Returns the number of buckets of a table with this capacity.
 std::uint64_t bucketsFor(std::uint64_t capacity);
 
 }  // namespace bench

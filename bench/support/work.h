@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What the benchmarks have in common: how one is registered, in which order keys are visited, and the loop that times
-// one call a round.
+// The common part of the benchmarks: the registration, the order of keys, and the loop that times one call a round.
 //
-// A name is work/subject/number, for example "get_r/ours/1000": the report compares subjects of one work and number.
-// Stores outlive a benchmark, because with interleaved repetitions each is run many times. Nothing here is called from
-// two threads.
+// A name is work/subject/number, for example "get_r/ours/1000". The report compares subjects of one work and number.
+// Stores outlive a benchmark, because with interleaved repetitions each benchmark runs many times.
+//
+// Thread safety: one thread. Workers of a run may look up an Order that exists already.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -23,7 +23,7 @@
 
 namespace bench {
 
-// A failure while something is set up; the benchmark that needed it reports it as its error.
+// A failure of a setup; the benchmark that needs it reports it as its error.
 struct Failure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -32,11 +32,11 @@ inline void require(bool fine, const std::string &what) {
   if (!fine) throw Failure(what);
 }
 
-// Which tags name the properties: 1 to n, or such as are spread over all that there may be. The first are the best case
-// of a map whose hash is the number itself.
+// The tags of the properties: 1 to n, or spread over all possible tags. Dense tags are the best case of a map whose
+// hash is the number itself.
 enum class Tags : std::uint32_t { Dense = 1, Sparse = 629437 };
 
-// What a call is made with, ready beforehand: nobody is timed while he makes it.
+// The key of a call, made beforehand, so that making it is not timed.
 struct Key {
   std::uint32_t index;  // below n
   std::uint32_t tag;
@@ -47,11 +47,11 @@ inline Key keyOf(std::uint32_t index, Tags tags) {
   return {index, index * static_cast<std::uint32_t>(tags) % kAllTags + 1};
 }
 
-// In which order keys are visited: in one that no hardware guesses, or one after another and again, as a monitor does
-// that shows all it finds.
+// The order of keys: one that no hardware can predict, or one after another repeatedly, like a monitor that shows all
+// values.
 enum class Visit { AtRandom, InTurn };
 
-// Keys with indices below n. The same for every subject, because the seed is.
+// Keys with indices below n. They are the same for every subject, because the seed is the same.
 class Order {
  public:
   static constexpr std::size_t kLength = std::size_t{1} << 15;  // 256 KiB, read in sequence
@@ -75,7 +75,7 @@ class Order {
   std::vector<Key> keys_;
 };
 
-// The store that was made with these arguments, made at the first call.
+// Returns the store of these arguments; makes it at the first call.
 template <class Store, class... Arguments>
 Store &cached(Arguments... arguments) {
   static std::map<std::tuple<Arguments...>, std::unique_ptr<Store>> stores;
@@ -84,7 +84,7 @@ Store &cached(Arguments... arguments) {
   return *store;
 }
 
-// Times `op(key)`, which answers 0 when the call succeeded and gave what was to be expected.
+// Times `op(key)`, which returns 0 if the call succeeded and gave the expected value.
 template <class Op>
 void timeEach(benchmark::State &state, const Order &order, Op &&op) {
   std::uint64_t wrong = 0;
@@ -93,8 +93,8 @@ void timeEach(benchmark::State &state, const Order &order, Op &&op) {
   if (wrong != 0) state.SkipWithError("a call failed or gave a wrong value");
 }
 
-// Times work that is done `batch` operations at a time. `round(order, at)` does so many, from that place of the order
-// on; it answers 0 when all is well.
+// Times work in batches of `batch` operations. `round(order, at)` does one batch, with keys from `at` on; it returns 0
+// if all of them succeeded.
 template <class Round>
 void timeBatches(benchmark::State &state, const Order &order, benchmark::IterationCount batch, Round &&round) {
   std::uint64_t wrong = 0;
@@ -106,8 +106,8 @@ void timeBatches(benchmark::State &state, const Order &order, benchmark::Iterati
   if (wrong != 0) state.SkipWithError("a call failed or gave a wrong value");
 }
 
-// Times what changes a store, a batch at a time, and undoes it untimed. `doIt` and `undo` are given dense keys, all
-// different, from the first index on. For a benchmark with manual time.
+// Times changes of a store, a batch at a time, and undoes them untimed. `doIt` and `undo` get dense keys, all
+// different, from index `first` on. For a benchmark with manual time.
 template <class Do, class Undo>
 void timeUndone(benchmark::State &state, std::uint32_t first, std::uint32_t batch, Do &&doIt, Undo &&undo) {
   using Clock = std::chrono::steady_clock;
@@ -136,7 +136,7 @@ benchmark::internal::Benchmark *add(const std::string &name, Work work) {
   });
 }
 
-// The number that the benchmark was registered with.
+// Returns the number with which the benchmark was registered.
 inline std::uint32_t number(const benchmark::State &state) { return static_cast<std::uint32_t>(state.range(0)); }
 
 }  // namespace bench

@@ -22,7 +22,7 @@ namespace {
 
 constexpr unsigned kMaxWorkers = 2;
 
-// In memory that forked workers share. Words that different workers write are a cache line or more apart.
+// Memory that forked workers share. Words of different workers are at least a cache line apart.
 struct Meeting {
   alignas(128) std::uint32_t arrived;
   alignas(128) std::uint32_t done;
@@ -46,7 +46,7 @@ std::int64_t now() {
   return time.tv_sec * std::int64_t{1000000000} + time.tv_nsec;
 }
 
-// The processor of a worker: the n-th of those that this program may use.
+// Binds a worker to a processor: the n-th of those that this program may use.
 void takeProcessor(unsigned number) {
   cpu_set_t allowed;
   if (sched_getaffinity(0, sizeof allowed, &allowed) != 0) return;
@@ -65,7 +65,7 @@ void work(unsigned number, unsigned count, const WorkerTask &task) {
   floor::nameThread();
   Meeting &shared = meeting();
   Meeting::Worker &own = shared.worker[number];
-  // Acquire and release: whoever sees that all have arrived sees what each wrote before.
+  // Acquire and release: a worker that finds all arrived also finds what each wrote before.
   __atomic_fetch_add(&shared.arrived, 1, __ATOMIC_ACQ_REL);
   while (__atomic_load_n(&shared.arrived, __ATOMIC_ACQUIRE) < count) __builtin_ia32_pause();
   own.start = now();
@@ -73,7 +73,7 @@ void work(unsigned number, unsigned count, const WorkerTask &task) {
   own.end = now();
 }
 
-// Frees the workers that wait for one which is not there, or not any more.
+// Releases the workers that wait for one that did not start, or has died.
 void giveUp() {
   meeting().failed = 1;
   __atomic_fetch_add(&meeting().arrived, kMaxWorkers, __ATOMIC_ACQ_REL);
@@ -127,11 +127,11 @@ Elapsed runTogether(Workers kind, unsigned count, const WorkerTask &task, const 
 }
 
 void DoneFlag::clear() { __atomic_store_n(&meeting().done, 0, __ATOMIC_RELEASE); }
-// Release, and acquire below: who sees the end sees what was done before it.
+// Release, and acquire below: a worker that finds the flag set also finds what was written before it.
 void DoneFlag::set() { __atomic_store_n(&meeting().done, 1, __ATOMIC_RELEASE); }
 bool DoneFlag::isSet() { return __atomic_load_n(&meeting().done, __ATOMIC_ACQUIRE) != 0; }
 
-// The least of several tries, because others may interrupt one.
+// Returns the least of several tries, because another program may interrupt one.
 double OtherWork::nanosecondsPerStep() {
   constexpr std::uint64_t kSteps = 1000000;
   OtherWork probe;

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Work that several processes, or threads, do at the same time, each on a processor of its own.
+// Work of several processes, or threads, at the same time, each on a processor of its own.
 //
-// The workers are forked, or started, for each run and meet at a flag in shared memory; the parent sleeps until they
-// have ended. Time is taken by the workers, from the first one's start to the last one's end. A forked worker uses what
-// its parent has mapped.
+// The workers are forked, or started, for each run, and start together by a flag in shared memory. The parent sleeps
+// until they have ended. The workers take the time, from the first start to the last end. A forked worker uses the
+// mappings of its parent.
+//
+// Thread safety: one thread calls runTogether(); the workers may use DoneFlag and OtherWork.
 #pragma once
 
 #include <sys/types.h>
@@ -16,22 +18,22 @@ namespace bench {
 
 enum class Workers { Processes, Threads };
 
-// What a worker does: it is told its number, and answers 0 when all is well.
+// The work of a worker, called with its number; returns 0 if it succeeded.
 using WorkerTask = std::function<std::uint64_t(unsigned worker)>;
 
-// The seconds that a run took: from the first start to the last end, and of the first worker alone.
+// The seconds of a run: from the first start to the last end, and of the first worker alone.
 struct Elapsed {
   double together;
   double ofFirst;
 };
 
-// What the parent does while the processes work, whose ids it is given in their order.
+// The work of the parent while the processes work; called with their ids, in order.
 using Meanwhile = std::function<void(const std::vector<pid_t> &workers)>;
 
-// Throws when a worker could not be started or failed.
+// Runs the workers. Throws if one could not be started, or failed.
 Elapsed runTogether(Workers kind, unsigned count, const WorkerTask &task, const Meanwhile &meanwhile = {});
 
-// A flag that all workers of a run see; cleared before each.
+// A flag that the workers of a run share; runTogether() clears it.
 class DoneFlag {
  public:
   static void clear();
@@ -39,8 +41,8 @@ class DoneFlag {
   static bool isSet();
 };
 
-// What a program does between two calls: arithmetic that takes so many nanoseconds on this machine and touches no
-// memory. Measured once.
+// Work of a program between two calls: arithmetic of so many nanoseconds on this machine, without memory. Measured
+// once.
 class OtherWork {
  public:
   explicit OtherWork(std::uint32_t nanoseconds);
