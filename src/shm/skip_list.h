@@ -2,7 +2,7 @@
 // A skip list over an order: search, link and unlink, written once.
 //
 // The order names the links and the key; the space resolves offsets to nodes. The same code keeps the free blocks by
-// offset, the free blocks by size and the allocated list, and runs on a toy array in a test.
+// offset, the free blocks by size and the allocated list.
 //
 // A Space provides
 //     Rc node(std::uint64_t offset, NodeRef &out)   the checked node at an offset (a sentinel by its identity)
