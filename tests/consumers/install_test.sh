@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs the build into an empty directory, moves it, and builds and runs the README's programs against it: once by
 # pkg-config and once by find_package. Moved, so that a path of the build or of the first place, left in a file, shows.
 #

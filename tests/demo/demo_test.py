@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the example programs publisher and monitor under keys of its own, and looks at what they show and leave behind.
 
 Arguments: the two programs. Every case has its own key, made of this process's number, so that runs do not meet.

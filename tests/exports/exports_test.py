@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Holds a built library's exported names against its public headers and, for the main library, the exports list.
 
 Catches a function that is declared and forgotten in the list (the user's program does not link), one that is exported

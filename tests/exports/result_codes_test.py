@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Holds the generated header of result codes against the table that it is made from.
 
 The generator reads the table with regular expressions of the build system; a row that it skips, or a text that it

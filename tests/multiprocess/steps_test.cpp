@@ -1,32 +1,29 @@
-// Reads and writes that are stopped after every single instruction, in the library as it is shipped. What the other
-// process does at that stop must neither wait for the stopped one, unless that one is inside a section, nor tear a
-// value.
+// SPDX-License-Identifier: MIT
+// Reads and writes that are stopped after every single instruction, in the library as it is shipped. The other
+// process's work at that stop must never tear a value. It waits for the stopped process only if that one is inside a
+// section.
 //
-// The stopped process has its stack and its output in memory that this one shares. So each stop is left twice: the
-// process runs on to its end, its registers and its memory are put back, and it goes one instruction further.
+// The stopped process has its stack and its output in memory that this one shares. So each stop has two continuations:
+// the process runs on to its end; then its registers and memory are restored, and it takes one instruction more.
 #include <elf.h>
 #include <sched.h>
-#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/uio.h>
-#include <sys/wait.h>
 
-#include <csignal>
 #include <cstring>
 #include <functional>
 #include <set>
 
 #include "multiprocess/shared_segment.h"
-#include "support/kinds.h"
 
 #if !SNTR_SANITIZED
 
 namespace multiprocess_test {
 namespace {
 
-using support::Key, support::Kind, support::Properties, support::Value, support::named;
+using support::Key, support::Value, support::named;
 
-constexpr std::uint64_t kMaxValue = 5000, kMaxID = 8;
+constexpr std::uint64_t kMaxValue = 5000;
 
 struct Outcome {
   std::uint32_t rc = 0;
@@ -34,163 +31,134 @@ struct Outcome {
   std::uint64_t size = 0;
   char bytes[kMaxValue] = {};
 };
-
 using Work = std::function<void(Outcome &)>;
 
+// A process that does its work a second time, as its caller lets it. The first time links each call, and registers the
+// thread in the library.
 class Stepped {
  public:
   explicit Stepped(const Work &work) : work_(work) {
-    void *const memory = mmap(nullptr, sizeof(Own), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    own_ = new (memory) Own;
     pid_ = clone(run, own_->stack + sizeof own_->stack, SIGCHLD, this);
-    EXPECT_GT(pid_, 0);
     waits();
   }
   ~Stepped() {
-    if (!refused_) kill(pid_, SIGKILL), waitpid(pid_, nullptr, 0);
-    munmap(own_, sizeof(Own));
+    if (!refused()) kill(pid_, SIGKILL), waitpid(pid_, nullptr, 0);
   }
-  Stepped(const Stepped &) = delete;
-  Stepped &operator=(const Stepped &) = delete;
 
-  struct Saved {
-    std::string own, registers[2];
-  };
-  Saved save() const {
-    Saved saved{{reinterpret_cast<const char *>(own_), sizeof(Own)}, {std::string(0x4000, 0), std::string(0x4000, 0)}};
-    transfer(PTRACE_GETREGSET, saved);
-    return saved;
+  // Acts, runs on to the end, looks at the outcome, and returns to this stop.
+  void tryOut(const std::function<void()> &act, const std::function<void(const Outcome &)> &look) {
+    const Own own = *own_;
+    std::string registers[] = {std::string(0x4000, 0), std::string(0x4000, 0)};
+    transfer(PTRACE_GETREGSET, registers);
+    act();
+    goOn(PTRACE_CONT);
+    EXPECT_TRUE(own_->ended);
+    look(own_->outcome);
+    *own_ = own;
+    transfer(PTRACE_SETREGSET, registers);
   }
-  void restore(Saved &saved) const {
-    std::memcpy(static_cast<void *>(own_), saved.own.data(), sizeof(Own));
-    transfer(PTRACE_SETREGSET, saved);
-  }
-  void goOn(bool toTheEnd) {
-    EXPECT_EQ(ptrace(toTheEnd ? PTRACE_CONT : PTRACE_SINGLESTEP, pid_, nullptr, nullptr), 0);
+  void goOn(__ptrace_request request) {
+    EXPECT_EQ(ptrace(request, pid_, nullptr, nullptr), 0);
     waits();
   }
-  bool refused() const { return refused_; }
-  bool hasEnded() const { return own_->ended; }
-  const Outcome &outcome() const { return own_->outcome; }
+  bool refused() const { return !WIFSTOPPED(status_); }
+  bool hasEnded() { return own_->ended; }
 
  private:
+  struct Own {
+    alignas(64) char stack[0x10000];
+    Outcome outcome;
+    bool ended;
+  };
 #ifdef __x86_64__
   static constexpr long kSets[] = {NT_PRSTATUS, NT_X86_XSTATE};
 #else
   static constexpr long kSets[] = {NT_PRSTATUS, NT_PRFPREG};
 #endif
-  struct Own {
-    alignas(64) char stack[0x10000];
-    Outcome outcome;
-    volatile bool ended;
-  };
 
   static int run(void *address) {
     auto *const self = static_cast<Stepped *>(address);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(1);
-    self->work_(self->own_->outcome);  // so that each call is linked, and the thread known to the library
-    kill(getpid(), SIGSTOP);
+    self->work_(self->own_->outcome);
+    raise(SIGSTOP);
     self->work_(self->own_->outcome);
     self->own_->ended = true;
-    kill(getpid(), SIGSTOP);
+    raise(SIGSTOP);
     _exit(0);
   }
-  void transfer(__ptrace_request request, Saved &saved) const {
+  void transfer(__ptrace_request request, std::string (&registers)[2]) const {
     for (std::size_t i = 0; i < 2; ++i) {
-      iovec place{saved.registers[i].data(), saved.registers[i].size()};
+      iovec place{registers[i].data(), registers[i].size()};
       EXPECT_EQ(ptrace(request, pid_, kSets[i], &place), 0);
-      saved.registers[i].resize(place.iov_len);
+      registers[i].resize(place.iov_len);
     }
   }
   void waits() {
-    int status = 0;
-    EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
-    refused_ = !WIFSTOPPED(status);
-    if (!refused_) EXPECT_TRUE(WSTOPSIG(status) == SIGSTOP || WSTOPSIG(status) == SIGTRAP) << WSTOPSIG(status);
+    EXPECT_EQ(waitpid(pid_, &status_, 0), pid_);
+    if (!refused()) EXPECT_TRUE(WSTOPSIG(status_) == SIGSTOP || WSTOPSIG(status_) == SIGTRAP) << WSTOPSIG(status_);
   }
 
   const Work work_;
-  Own *own_ = nullptr;
+  support::Shared<Own> own_;
   pid_t pid_ = 0;
-  bool refused_ = false;
+  int status_ = 0;
 };
 
-class Steps : public SharedSegment {
- protected:
+struct Steps : SharedSegment {
+  ~Steps() override { ossVLatchSetWaitLimit(30000); }
   void SetUp() override {
-    createDomain(0x100000);
-    createPool(0x40000);
+    create(0x100000, 0x40000);
     if (Stepped([](Outcome &) {}).refused()) GTEST_SKIP() << "this system lets no process be traced";
     ossVLatchSetWaitLimit(1);  // a call that has to wait for a stopped process fails
   }
-  void TearDown() override {
-    ossVLatchSetWaitLimit(30000);
-    SharedSegment::TearDown();
-  }
 
-  // A node with every kind, in which `kind` is looked at, and its values old, new, and half of each.
+  // Creates a node with every kind, to read `kind` in it, and sets its values: old, new, and half of each.
   void prepare(const Kind &kind, std::uint32_t layout, std::size_t size) {
-    if (node != nullptr) ASSERT_RC(sntrDisclaimNode(&node, pool, SNTR_VERSION), Rc::Ok);
-    support::Sizes sizes{};
-    sizes[SNTR_AREA_BASE_R] = 0x90, sizes[SNTR_AREA_BASE_V] = 0x1a8 + kMaxValue, sizes[SNTR_AREA_R] = 0x400;
-    for (std::size_t i = SNTR_AREA_V; i <= SNTR_AREA_IV; ++i) sizes[i] = 0x200 + 3 * (0x260 + kMaxValue);
-    createActiveNode(0x7e0, sizes);
-    for (const Kind *each : support::kLists) {
-      ASSERT_RC((Properties{node, *each}.create(layout, 2, kMaxID, kMaxValue)), Rc::Ok) << each->name;
-    }
+    createNode(layout, 2, kMaxValue);
     free = std::make_unique<Properties>(Properties{node, kind});
-    old = {1, std::string(size, 'a')}, changed = {2, std::string(size - 7, 'b')};
-    half = {2, std::string(size / 2, 'b') + std::string(size - size / 2, 'a')};
+    const std::size_t bytes = kind.hasBytes() ? size : 0, front = bytes / 2;
+    old = {kind.hasBytes() ? 0 : 1, std::string(bytes, 'a')};
+    changed = {2 * old.number, std::string(bytes - std::min<std::size_t>(bytes, 7), 'b')};
+    half = {changed.number, std::string(front, 'b') + std::string(bytes - front, 'a')};
     if (!kind.isBase()) ASSERT_RC(free->add({1, "other"}, old), Rc::Ok);
     ASSERT_RC(free->add(kKey, old), Rc::Ok) << kind.name;
     place = std::string(kind.name) + (layout == SNTR_LAYOUT_HASH ? " table " : " array ") + std::to_string(size);
   }
 
-  void get(Outcome &o) const { o.rc = free->getInto(kKey, o.number, o.size, o.bytes); }
   std::string whatIs(const Outcome &o) const {
-    if (o.rc != 0) return named(o.rc);
-    const bool hasBytes = free->kind.hasBytes();
-    for (const Value *value : {&old, &changed}) {
-      const bool same = hasBytes ? std::string(o.bytes, o.size) == value->bytes : o.number == value->number;
-      if (same) return value == &old ? "old" : "new";
-    }
-    return "torn";
+    const Value got{o.number, {o.bytes, o.size}};
+    return o.rc != 0 ? named(o.rc) : got == old ? "old" : got == changed ? "new" : "torn";
   }
   std::string whatIsThere() const {
     Outcome outcome;
-    get(outcome);
+    getIt(outcome);
     return whatIs(outcome);
   }
 
-  // At each stop of another process's work: acts; the work goes on to its end; `after` looks at it. One of the two
-  // notes what was seen, which must be all that is expected. Returns the stops. The first ones are disturbed by sets
-  // instead.
+  // At each stop of another process's work, runs `act`, lets the work go on to its end, and runs `after` on it. One of
+  // the two records what it sees, which must be exactly the expected set. Sets replace them at the first `disturbed`
+  // stops. Returns the number of stops.
   int atEachStop(const std::set<std::string> &expected, const Work &work, const std::function<void()> &act,
                  const std::function<void(const Outcome &)> &after, int disturbed = 0) {
     Stepped other(work);
     EXPECT_RC(free->set(kKey, old), Rc::Ok);
     seen.clear();
     int stops = 0;
-    for (; stops < disturbed && !other.hasEnded(); ++stops, other.goOn(false)) {
+    for (; stops < disturbed && !other.hasEnded(); ++stops, other.goOn(PTRACE_SINGLESTEP)) {
       if (stops % (disturbed / 6) == 0) EXPECT_RC(free->set(kKey, changed), Rc::Ok);
     }
-    for (; !other.hasEnded() && !HasFailure(); ++stops, other.goOn(false)) {
+    for (; !other.hasEnded() && !HasFailure(); ++stops, other.goOn(PTRACE_SINGLESTEP)) {
       SCOPED_TRACE(place + ", stop " + std::to_string(stops));
       const std::string content(reinterpret_cast<const char *>(node), node->nodeSize);
-      Stepped::Saved saved = other.save();
-      act();
-      other.goOn(true);
-      EXPECT_TRUE(other.hasEnded());
-      after(other.outcome());
-      other.restore(saved);
+      other.tryOut(act, after);
       std::memcpy(static_cast<void *>(node), content.data(), content.size());
     }
     EXPECT_EQ(seen, expected) << place;
     return stops;
   }
 
-  // Where each stop waits for its limit, many bytes are for one kind in one layout.
+  // If each stop waits for its limit, only one kind in one layout has many bytes.
   enum class Stops { AreShort, Wait };
   void forEachValue(Stops stops, const std::function<void()> &test) {
     const std::pair<std::uint32_t, std::size_t> forms[] = {
@@ -207,7 +175,8 @@ class Steps : public SharedSegment {
     }
   }
 
-  const Work getIt = [this](Outcome &o) { get(o); };
+  const Work getIt = [this](Outcome &o) { o.rc = free->getInto(kKey, o.number, o.size, o.bytes); };
+  const std::function<void()> look = [this] { seen.insert(whatIsThere()); };
   const Key kKey{2, "bb"};
   std::unique_ptr<Properties> free;
   Value old, changed, half;
@@ -219,10 +188,9 @@ class Steps : public SharedSegment {
 TEST_F(Steps, AReaderHoldsUpNoWriterAndSeesNoHalf) {
   forEachValue(Stops::AreShort, [&] {
     const auto note = [&](const Outcome &o) { seen.insert(whatIs(o)); };
-    const auto set = [&] { EXPECT_RC(free->set(kKey, changed), Rc::Ok); };
-    const auto setBack = [&] { EXPECT_RC(free->set(kKey, old), Rc::Ok); };
-    const int stops = atEachStop({"new", "old"}, getIt, set, note);
-    const int more = atEachStop({"new", "old"}, getIt, setBack, note, 2 * stops);
+    const auto set = [&](const Value &value) { return [&] { EXPECT_RC(free->set(kKey, value), Rc::Ok); }; };
+    const int stops = atEachStop({"new", "old"}, getIt, set(changed), note);
+    const int more = atEachStop({"new", "old"}, getIt, set(old), note, 2 * stops);
     EXPECT_GT(more, 2 * stops) << place << ": the reader did not begin again and again";
   });
 }
@@ -243,22 +211,20 @@ TEST_F(Steps, AReaderSeesNothingOfAnUnfinishedWrite) {
 TEST_F(Steps, AStoppedWriterShowsNoHalf) {
   forEachValue(Stops::Wait, [&] {
     const Work set = [&](Outcome &o) { o.rc = free->set(kKey, changed); };
-    atEachStop(
-        {"old", "new", kRefused}, set, [&] { seen.insert(whatIsThere()); },
-        [&](const Outcome &o) {
-          EXPECT_RC(o.rc, Rc::Ok);
-          EXPECT_EQ(whatIsThere(), "new");
-        });
+    atEachStop({"old", "new", kRefused}, set, look, [&](const Outcome &o) {
+      EXPECT_RC(o.rc, Rc::Ok);
+      EXPECT_EQ(whatIsThere(), "new");
+    });
   });
 }
 
-// The first read finds the dead owner, the second one the mark that it left.
+// The first read detects the dead owner, the second one its mark.
 TEST_F(Steps, ReadersGoOnWhenAWriterDiesInside) {
   prepare(support::kR, SNTR_LAYOUT_HASH, 64);
   {
     Stepped writer([&](Outcome &o) { o.rc = free->set(kKey, changed); });
     const char *const mark = reinterpret_cast<const char *>(&node->primaryLatch.writeInProgress);
-    while (*mark == 0 && !writer.hasEnded()) writer.goOn(false);
+    while (*mark == 0 && !writer.hasEnded()) writer.goOn(PTRACE_SINGLESTEP);
     EXPECT_FALSE(writer.hasEnded());
   }
   for (int i = 0; i < 2; ++i) EXPECT_EQ(whatIsThere(), "new");
@@ -270,7 +236,6 @@ TEST_F(Steps, AReadSectionHoldsUpNoReader) {
       o.rc = sntrEnterCriticalSectionBeforeRead(node, &node->primaryLatch);
       if (o.rc == 0) o.rc = sntrExitCriticalSectionAfterRead(node, &node->primaryLatch);
     };
-    const auto look = [&] { seen.insert(whatIsThere()); };
     atEachStop({"old"}, readSection, look, [&](const Outcome &o) { EXPECT_RC(o.rc, Rc::Ok); });
   });
 }

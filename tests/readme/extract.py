@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Takes one C program out of a Markdown file: the block fenced by ```c whose first line is the comment /* NAME */, or
 /* NAME, and a remark */.
 

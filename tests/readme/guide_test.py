@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the guide's programs, in their order, and holds what each prints against the block of output behind it.
 
 Every block of C whose first line is /* guide: NAME */ and that has a main() is a program, guide_NAME. One whose first

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the README's two programs as its reader would: one publishes in one terminal, the other reads in a second.
 
 They stand in examples/ too, to the letter, and are built from there. The reader must find the value, and nothing may be

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Feeds small trees to scripts/check_rooms.py: each row is one file more than a good tree, and what must be said of it."""
 import tempfile
 import unittest

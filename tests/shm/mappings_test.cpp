@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a process has mapped, by address: uses counted, full windows told, and many threads at once.
 #include "shm/mappings.h"
 
@@ -36,18 +37,15 @@ TEST(Mappings, OfOneWindowAreRefusedWhenItIsFull) {
   for (const std::uint64_t i : neighbours) forgetMappings(at(i));
 }
 
-void useInTurn(std::uint64_t thread) {
-  for (std::uint64_t round = 0; round < 20000; ++round) {
-    const std::uint64_t own = 10 + thread + 4 * (round % 8), shared = 1;
-    ASSERT_TRUE(rememberMapping(at(own), own) && rememberMapping(at(shared), shared));
-    ASSERT_EQ(mappedBytes(at(own)), own);
-    ASSERT_EQ(mappedBytes(at(shared)), shared);
-    forgetMapping(at(own));
-    forgetMapping(at(shared));
-  }
-}
-
 TEST(Mappings, OfManyThreadsDoNotDisturbOneAnother) {
+  const auto useInTurn = [](std::uint64_t thread) {
+    for (std::uint64_t round = 0; round < 20000; ++round) {
+      const std::uint64_t own = 10 + thread + 4 * (round % 8), shared = 1;
+      for (const std::uint64_t used : {own, shared}) ASSERT_TRUE(rememberMapping(at(used), used));
+      for (const std::uint64_t used : {own, shared}) ASSERT_EQ(mappedBytes(at(used)), used);
+      for (const std::uint64_t used : {own, shared}) forgetMapping(at(used));
+    }
+  };
   std::vector<std::thread> threads;
   for (std::uint64_t thread = 0; thread < 4; ++thread) threads.emplace_back(useInTurn, thread);
   for (std::thread &thread : threads) thread.join();

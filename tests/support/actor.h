@@ -1,56 +1,79 @@
-// Other processes for tests: the test binary runs itself again, from /proc/self/exe, and plays one part there.
-//
-// A part is a function that uses GoogleTest's assertions as a test does; the process answers 0 when none failed. Parent
-// and part can tell each other that they have come to a point. Everything here is for one thread of each process.
+// SPDX-License-Identifier: MIT
+// Other processes for tests, and memory that they share.
+// Thread safety: one thread of each process.
 #pragma once
 
-#include <sys/types.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <cstdint>
+#include <chrono>
+#include <functional>
+#include <new>
 
 namespace support {
 
-// What a part is told. Numbers only: no address means anything in another process, but for the one to stay away from.
-struct Task {
-  std::uint64_t keyHigh;  // of the segment
-  std::uint64_t keyLow;
-  std::uint64_t base;    // where the parent has mapped the segment
-  std::uint64_t index;   // which of several alike processes this is
-  std::uint64_t amount;  // how much to do, in the part's own unit
-};
+using Clock = std::chrono::steady_clock;
 
-using Part = void (*)(const Task &task);
+// Waits until the condition holds, for a time that only a hang exceeds.
+inline bool becomes(const std::function<bool()> &condition) {
+  for (const auto end = Clock::now() + std::chrono::seconds(60); Clock::now() < end; usleep(500)) {
+    if (condition()) return true;
+  }
+  return condition();
+}
 
-// Makes a part known by its name; one object of namespace scope for each.
-class PartName {
+// A T in zeroed memory that forked processes share.
+template <class T>
+class Shared {
  public:
-  PartName(const char *name, Part part);
-};
+  Shared() = default;
+  ~Shared() { munmap(memory_, sizeof(T)); }
+  Shared(const Shared &) = delete;
+  Shared &operator=(const Shared &) = delete;
 
-// What main() of a test binary with parts returns: plays the part that the arguments name, else runs the tests.
-int runTestsOrPart(int argc, char **argv);
-
-// For parts. Tells the parent; waits until the parent tells, false if it has ended; whether it has told by now.
-void tellParent();
-bool waitForParent();
-bool parentHasTold();
-
-// One other process. Killed and reaped at the end of the scope, whatever happened to the test.
-class Actor {
- public:
-  Actor(const char *part, const Task &task);
-  ~Actor();
-  Actor(const Actor &) = delete;
-  Actor &operator=(const Actor &) = delete;
-
-  void tell() const;
-  bool waits() const;  // until the part tells; false if it has ended, or takes longer than any that works
-  void kill();         // by SIGKILL, and reaps
-  int result();        // 0: it played its part well. Below 0: a signal ended it, SIGKILL if it had to be stopped here
+  T *operator->() { return it_; }
+  T &operator*() { return *it_; }
 
  private:
-  pid_t pid_ = -1;
-  int line_ = -1;
+  void *const memory_ = mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  T *const it_ = new (memory_) T();
+};
+
+// A forked process that runs a function and ends with its result. Killed and reaped at the end of the scope.
+class Child {
+ public:
+  using Work = std::function<int()>;
+
+  explicit Child(const Work &work, pid_t (*make)() = fork) : pid_(make()) {
+    if (pid_ != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is stopped leaves no process behind
+    _exit(work());
+  }
+  ~Child() { kill(); }
+  Child(const Child &) = delete;
+  Child &operator=(const Child &) = delete;
+
+  pid_t pid() const { return pid_; }
+  void signal(int number) const { ::kill(pid_, number); }  // SIGKILL leaves a zombie, until result()
+  void kill() {
+    if (pid_ <= 0) return;
+    signal(SIGKILL);
+    result();
+  }
+
+  // Waits for the end. Below 0: a signal ended it.
+  int result() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+ private:
+  pid_t pid_;
 };
 
 }  // namespace support

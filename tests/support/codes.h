@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Result codes as texts, so that a failing comparison prints the names of both.
 #pragma once
 

@@ -1,11 +1,10 @@
+// SPDX-License-Identifier: MIT
 // A pool's heap in memory of the test's own, with verbs.
+// Thread safety: one thread.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <sntr/heap.h>
-
-#include <cstdint>
-#include <vector>
 
 #include "support/heap_walk.h"
 #include "support/words.h"
@@ -16,14 +15,11 @@ class TestHeap {
  public:
   static constexpr std::uint64_t kHeader = 64;  // a pool's header is never at 0
 
-  explicit TestHeap(std::uint64_t total, std::uint64_t slots = 50, std::uint64_t levels = 10,
-                    std::uint64_t userArea = 0)
-      : memory_((kHeader + total + 15) / 8), total_(total) {
-    const std::uint64_t header = ((userArea + 7) & ~std::uint64_t{7}) + 0x1e8;
-    const std::uint64_t listHeader = 0x48 * levels + 0xd8;
-    created = sntrCreateInitStorageHeap(base(), SNTR_HEAP_POOL, total, kHeader, slots, levels, header, listHeader,
-                                        (slots * 0xb7 + listHeader + 7) & ~std::uint64_t{7}, 8, userArea, nullptr,
-                                        SNTR_VERSION, SNTR_VERSION, SNTR_VERSION, 0, 0);
+  explicit TestHeap(std::uint64_t total, std::uint64_t slots = 50, std::uint64_t levels = 10)
+      : memory_((kHeader + total + 15) / 8) {
+    const std::uint64_t listHeader = 0x48 * levels + 0xd8, lists = (slots * 0xb7 + listHeader + 7) & ~std::uint64_t{7};
+    created = sntrCreateInitStorageHeap(base(), SNTR_HEAP_POOL, total, kHeader, slots, levels, 0x1e8, listHeader, lists,
+                                        8, 0, nullptr, SNTR_VERSION, SNTR_VERSION, SNTR_VERSION, 0, 0);
   }
 
   std::uint32_t take(std::uint64_t size, std::uint64_t &chunk) {
@@ -44,22 +40,16 @@ class TestHeap {
   HeapPicture look() const { return lookAtHeap(memory_.data(), kHeader, false); }
 
   char *base() { return reinterpret_cast<char *>(memory_.data()); }
-  std::uint64_t total() const { return total_; }
   std::size_t bytes() const { return memory_.size() * 8; }
-  template <class T>
-  T read(std::uint64_t offset) {
-    return support::wordAt<T>(base(), offset);
-  }
-  template <class T>
-  void write(std::uint64_t offset, T value) {
-    support::setWordAt(base(), offset, value);
-  }
+  std::uint64_t read(std::uint64_t offset) { return support::wordAt(base(), offset); }
+  std::uint32_t read32(std::uint64_t offset) { return support::wordAt<std::uint32_t>(base(), offset); }
+  void write(std::uint64_t offset, std::uint64_t value) { support::setWordAt(base(), offset, value); }
+  void write32(std::uint64_t offset, std::uint32_t value) { support::setWordAt(base(), offset, value); }
 
   std::uint32_t created = 0;
 
  private:
   std::vector<std::uint64_t> memory_;
-  std::uint64_t total_;
 };
 
 }  // namespace sntr::test

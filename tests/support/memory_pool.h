@@ -1,12 +1,14 @@
-// A domain in the test's own memory with a pool in it, and the promise that a test leaves nothing held and nothing
-// behind.
+// SPDX-License-Identifier: MIT
+// A domain in the test's own memory with a pool in it. TearDown() checks that a test leaves nothing held and nothing
+// allocated.
+// Thread safety: one thread.
 #pragma once
 
 #include <oss/fault.h>
-#include <sntr/nodes.h>
 
 #include <vector>
 
+#include "support/nodes.h"
 #include "support/storage.h"
 
 namespace support {
@@ -17,39 +19,33 @@ class MemoryPool : public testing::Test {
     ShmDomainParams params{};
     params.domainKind = SNTR_DOMAIN_MEMORY;
     ASSERT_RC(sntrCreateShmDomain(nullptr, base(), memory.size() * 8, &params, &domain), Rc::Ok);
-    for (ShmPoolHandle **made : {&info.pool, &small}) {
-      ASSERT_RC(createPool(made, domain, made == &small ? 64 : 0x10000), Rc::Ok);
-    }
+    ASSERT_RC(createPool(&pool, domain, 0x10000), Rc::Ok);
     info.version = info.latchVersion = SNTR_VERSION;
-    pool = info.pool;
+    info.pool = pool;
   }
   void TearDown() override {
     ossFaultDisarm();
     ossFaultClearClock();
     EXPECT_EQ(ossFaultHeld(OSSFaultHeldLatches), 0) << "a latch is still held";
-    for (ShmPoolHandle **made : {&info.pool, &small}) EXPECT_RC(sntrDestroyShmPoolHandle(made), Rc::Ok);
+    EXPECT_RC(sntrDestroyShmPoolHandle(&pool), Rc::Ok);
     EXPECT_RC(sntrFreeShmDomain(&domain, SNTR_FREE_DOMAIN_ALWAYS), Rc::Ok);
     EXPECT_EQ(ossFaultHeld(OSSFaultHeldBlocks), 0) << "memory is left";
   }
 
   char *base() { return reinterpret_cast<char *>(memory.data()); }
   std::uint64_t blocks() const { return infoOf(pool).allocatedCount; }
-  // An active node of the pool; the sizes are those of areas 0 and up.
-  SNodeCB_t *newNode(std::uint64_t options = 0, std::vector<std::uint64_t> areas = {}) {
-    areas.resize(SNTR_AREA_COUNT);
+  // Creates an active node of the pool.
+  SNodeCB_t *newNode(std::uint64_t options = 0, const Sizes &sizes = {}) {
     SNodeCB_t *node = nullptr;
-    std::uint64_t size = 0, offset = 0;
-    const SNodeInfo none{};
-    EXPECT_RC(sntrCreateNode(&info, &node, options, areas.data(), &size, &offset), Rc::Ok);
-    EXPECT_RC(sntrInitNode(&node, 0, 0, "", &none, nullptr, 0, nullptr, nullptr, nullptr), Rc::Ok);
-    EXPECT_RC(sntrActivateNode(&node), Rc::Ok);
+    std::uint64_t offset = 0;
+    EXPECT_RC(createNode(pool, options, sizes, node, offset), Rc::Ok);
+    activate(node);
     return node;
   }
 
   std::vector<std::uint64_t> memory = std::vector<std::uint64_t>(0x8000);
   ShmDomainHandle *domain = nullptr;
   ShmPoolHandle *pool = nullptr;
-  ShmPoolHandle *small = nullptr;  // has room for nothing that these tests store
   ShmSegInfo_t info{};
 };
 

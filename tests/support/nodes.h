@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Nodes for tests, in private memory and in pools.
 #pragma once
 
@@ -12,7 +13,7 @@ namespace support {
 
 using Sizes = std::array<std::uint64_t, SNTR_AREA_COUNT>;
 
-// A node that was only created. The caller frees it with _ossMemFree().
+// Creates a node without initializing it. The caller frees it with _ossMemFree().
 inline SNodeCB_t *newPrivateNode(std::uint64_t options, const Sizes &sizes) {
   SNodeCB_t *node = nullptr, *address = nullptr;
   std::uint64_t size = 0;
@@ -21,7 +22,7 @@ inline SNodeCB_t *newPrivateNode(std::uint64_t options, const Sizes &sizes) {
   return node;
 }
 
-// The code of a creation in a pool; the node stands `offset` bytes behind the pool's base.
+// Returns the code of a creation in a pool; the node lies `offset` bytes behind the pool's base.
 inline std::uint32_t createNode(ShmPoolHandle *pool, std::uint64_t options, const Sizes &sizes, SNodeCB_t *&node,
                                 std::uint64_t &offset) {
   ShmSegInfo_t info{};
@@ -31,12 +32,10 @@ inline std::uint32_t createNode(ShmPoolHandle *pool, std::uint64_t options, cons
   return sntrCreateNode(&info, &node, options, sizes.data(), &size, &offset);
 }
 
-inline void initialize(SNodeCB_t *node, std::uint64_t base = 0) {
-  EXPECT_RC(sntrInitNode(&node, base, 0, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr), sntr::Rc::Ok);
-}
-
+// Initializes and activates a node. Its identifier and information are empty, if it has them.
 inline void activate(SNodeCB_t *node, std::uint64_t base = 0) {
-  initialize(node, base);
+  const SNodeInfo none{};
+  EXPECT_RC(sntrInitNode(&node, base, 0, "", &none, nullptr, 0, nullptr, nullptr, nullptr), sntr::Rc::Ok);
   EXPECT_RC(sntrActivateNode(&node), sntr::Rc::Ok);
 }
 

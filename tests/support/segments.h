@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Keys of segments for tests, the files behind them, and result codes compared by name.
 #pragma once
 
@@ -14,7 +15,7 @@
 
 namespace support {
 
-// No two tests of one machine get the same.
+// Returns a key that no other test of this machine gets.
 inline OSSIPCResID newKey() {
   static std::uint32_t count = 0;
   return OSSIPCResID{0x5e57000100000000 | static_cast<std::uint64_t>(getpid()), ++count};
@@ -27,12 +28,12 @@ inline std::filesystem::path fileOf(const OSSIPCResID &key) {
   return name;
 }
 
-// Something has the key's name, a link that leads nowhere included.
+// Returns true if anything has the key's name, even a link that leads nowhere.
 inline bool segmentIsLeft(const OSSIPCResID &key) {
   return std::filesystem::exists(std::filesystem::symlink_status(fileOf(key)));
 }
 
-// Removes whatever has the key's name.
+// Removes anything with the key's name.
 inline void removeSegment(const OSSIPCResID &key) {
   std::error_code ignored;
   std::filesystem::remove_all(fileOf(key), ignored);

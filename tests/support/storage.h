@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls of the storage manager with their tag arguments filled in, for every test that has a domain.
 #pragma once
 
@@ -14,23 +15,18 @@ inline std::uint32_t createPool(ShmPoolHandle **pool, ShmDomainHandle *domain, s
                                 const ShmPoolParams *params = nullptr) {
   return _sntrCreateShmPool(pool, domain, size, params, 0, "test", 0);
 }
-inline std::uint32_t freePool(ShmPoolHandle **pool, std::uint32_t mode) {
-  return _sntrFreeShmPool(pool, mode, 0, "test", 0);
-}
+inline auto freePool(ShmPoolHandle **pool, std::uint32_t mode) { return _sntrFreeShmPool(pool, mode, 0, "test", 0); }
 inline std::uint32_t allocate(void **block, const ShmPoolHandle *pool, std::uint64_t size) {
   return _sntrAllocateShmBlock(block, pool, size, 0, "test", 0);
 }
-inline std::uint32_t release(void **block, const ShmPoolHandle *pool) {
-  return _sntrFreeShmBlock(block, pool, 0, "test", 0);
-}
-inline ShmHeapInfo infoOf(const ShmDomainHandle *domain) {
+inline auto release(void **block, const ShmPoolHandle *pool) { return _sntrFreeShmBlock(block, pool, 0, "test", 0); }
+inline auto getInfo(const ShmDomainHandle *domain, ShmHeapInfo *info) { return sntrGetShmDomainInfo(domain, info); }
+inline auto getInfo(const ShmPoolHandle *pool, ShmHeapInfo *info) { return sntrGetShmPoolInfo(pool, info); }
+
+template <class Handle>
+ShmHeapInfo infoOf(const Handle *handle) {
   ShmHeapInfo info{};
-  EXPECT_RC(sntrGetShmDomainInfo(domain, &info), Rc::Ok);
-  return info;
-}
-inline ShmHeapInfo infoOf(const ShmPoolHandle *pool) {
-  ShmHeapInfo info{};
-  EXPECT_RC(sntrGetShmPoolInfo(pool, &info), Rc::Ok);
+  EXPECT_RC(getInfo(handle, &info), Rc::Ok);
   return info;
 }
 

@@ -1,4 +1,5 @@
-// Words of memory by their offset, whatever stands there and however it is aligned.
+// SPDX-License-Identifier: MIT
+// Reads and writes words of memory by their offset, of any type and alignment.
 #pragma once
 
 #include <cstdint>

@@ -1,37 +1,31 @@
+// SPDX-License-Identifier: MIT
 // Readers without the latch against writers, for as long as wanted: processes with several threads read registers and
 // bytes of all six kinds, by key and by record, while others set them, add and delete beside them, and lay lists out.
 //
 //   torture [reads]    reads of each kind; 200,000 if not given
 //
-// Prints a line for each kind; exit status 1 if any value was torn, 2 if something failed that nobody disturbs.
+// Prints a line for each kind; exit status 1 if any value was torn, 2 if another call failed.
 //
 // Each round has a new node, in memory that forked processes share: array or table, its areas and registers aligned or
 // at odd bytes and across a line of the cache, and its count of writes shortly before it wraps.
 #include <oss/memory.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cinttypes>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <memory>
-#include <new>
+#include <list>
 #include <thread>
 #include <vector>
 
+#include "support/actor.h"
 #include "support/kinds.h"
 
 namespace {
 
-using support::Key, support::Kind, support::Properties, support::Value;
+using support::Child, support::Key, support::Kind, support::Properties, support::Value;
 
 constexpr std::size_t kKinds = std::size(support::kAllKinds);
 constexpr std::uint64_t kMemory = 0x200000, kMaxValue = 4504, kMaxID = 8, kCapacity = 24;
@@ -39,12 +33,17 @@ constexpr std::uint64_t kLine = 64, kBaseRegister = 0xb60 + 0x10;
 constexpr std::uint64_t kReaders = 2, kThreads = 2;  // processes, and threads of each
 const Key kPaired{7, "key"}, kAlone{8, "key"};       // value and result code set together, by record; value by key
 
-// Shared by all processes; the node stands behind it.
-struct alignas(64) Scene {
-  std::atomic<std::uint64_t> reads[kKinds], busy[kKinds], torn[kKinds];
-  std::atomic<std::uint64_t> failures;
-  std::atomic<bool> isThere[kKinds];
-  std::atomic<std::uint64_t> readersLeft;
+// Shared by all processes.
+struct Scene {
+  alignas(kLine) char node[kMemory];
+  std::atomic<std::uint64_t> reads[kKinds], busy[kKinds], torn[kKinds], failures, readersLeft;
+  std::atomic<SNodeProperty_t *> records[kKinds];  // of the pairs; null until there is a value to find
+};
+
+struct Reading {
+  std::int32_t number = 0;
+  std::uint64_t size = 0, rc = 0;
+  unsigned char bytes[kMaxValue + 8] = {};
 };
 
 // A value is one byte throughout: a register has it four times, bytes as often as the byte says, and so does the result
@@ -54,34 +53,30 @@ Value valueOf(std::uint64_t byte) {
   return {static_cast<std::int32_t>(byte * 0x01010101), std::string(sizeOf(byte), static_cast<char>(byte))};
 }
 
-struct Round {
-  std::uint32_t layout;
-  bool odd;
-  std::int32_t count;
-};
+bool isWhole(const Kind &kind, const Reading &r, bool withRC) {
+  const std::uint64_t byte = kind.hasBytes() ? r.bytes[0] : r.number & 0xff;
+  if (withRC && r.rc != byte) return false;
+  if (!kind.hasBytes()) return r.number == static_cast<std::int32_t>(byte * 0x01010101);
+  return r.size == sizeOf(byte) && std::all_of(r.bytes, r.bytes + r.size, [&](auto each) { return each == byte; });
+}
 
 class Torture {
  public:
   Torture() {
-    const std::size_t size = sizeof(Scene) + kMemory;
-    void *const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    scene_ = new (memory) Scene{};
-    node_ = reinterpret_cast<SNodeCB_t *>(scene_ + 1);
-    for (std::uint64_t i = 0; i < 256; ++i) values_[i] = valueOf(i);
+    for (std::uint64_t i = 0; i < 256; ++i) values_.push_back(valueOf(i));
   }
 
-  void run(const Round &round, std::uint64_t reads) {
-    prepare(round);
-    pid_t others[1 + kReaders] = {start([&] { inThreads([&] { layOutAndSet(round); }, [&] { addAndDelete(); }); })};
-    const auto work = [&] { read(reads / (kReaders * kThreads) + 1); };
-    for (std::uint64_t i = 1; i <= kReaders; ++i) others[i] = start([&] { inThreads(work, work); });
-    for (const pid_t pid : others) {
-      int status = 0;
-      check(waitpid(pid, &status, 0) == pid && status == 0, "a process ended badly");
-    }
+  // `count` is that of writes, at the start.
+  void run(std::uint32_t layout, bool odd, std::int32_t count, std::uint64_t reads) {
+    prepare(odd, count);
+    const auto readSome = [&] { read(reads / (kReaders * kThreads) + 1); };
+    std::list<Child> others;
+    others.emplace_back(inThreads([&] { layOutAndSet(layout, odd); }, [&] { addAndDelete(); }));
+    for (std::uint64_t i = 0; i < kReaders; ++i) others.emplace_back(inThreads(readSome, readSome));
+    for (Child &other : others) check(other.result() == 0, "a process ended badly");
   }
 
-  int report() const {
+  int report() {
     std::uint64_t torn = 0;
     for (std::size_t i = 0; i < kKinds; ++i) {
       torn += scene_->torn[i];
@@ -92,84 +87,57 @@ class Torture {
   }
 
  private:
+  static Child::Work inThreads(const std::function<void()> &one, const std::function<void()> &other) {
+    return [=] {
+      std::thread thread(other);
+      one();
+      thread.join();
+      return 0;
+    };
+  }
+
   void check(bool holds, const char *what) {
-    if (!holds && scene_->failures++ < 10) std::printf("failed: %s\n", what);
+    if (!holds && scene_->failures++ < 10) std::fprintf(stderr, "failed: %s\n", what);
   }
 
-  pid_t start(const std::function<void()> &work) {
-    std::fflush(stdout);
-    const pid_t pid = fork();
-    if (pid != 0) return pid;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    work();
-    std::fflush(stdout);
-    _exit(0);
-  }
-
-  // A new node without lists, made in private memory. In an odd round the base register lies half in the next line.
-  void prepare(const Round &round) {
+  // Makes a new node without lists, in private memory, and copies it. If `odd`, half the base register lies in the next
+  // line.
+  void prepare(bool odd, std::int32_t count) {
     SNodeCB_t *made = nullptr, *address = nullptr;
     std::uint64_t sizes[SNTR_AREA_COUNT] = {}, size = 0;
-    sizes[0] = round.odd ? 2 * kLine - 2 - kBaseRegister % kLine : 0, sizes[SNTR_AREA_R] = 0x2000;
+    sizes[0] = odd ? 2 * kLine - 2 - kBaseRegister % kLine : 0, sizes[SNTR_AREA_R] = 0x2000;
     sizes[SNTR_AREA_BASE_R] = 0x90, sizes[SNTR_AREA_BASE_V] = 0x1a8 + kMaxValue;
     for (std::size_t i = SNTR_AREA_V; i <= SNTR_AREA_IV; ++i) sizes[i] = 0x800 + 32 * (0x270 + kMaxValue);
     check(sntrCreateNodeInPM(&made, 0x7e0, sizes, &size, &address, SNTR_VERSION, SNTR_VERSION) == 0, "node");
     check(sntrInitNode(&made, 0, 0, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr) == 0, "initialize");
-    check(sntrActivateNode(&made) == 0, "activate");
-    check(made->primaryLatch.writeCount.swap(round.count, nullptr) == 0, "count");
-    std::memcpy(static_cast<void *>(node_), made, std::min(size, kMemory));
+    check(sntrActivateNode(&made) == 0 && made->primaryLatch.writeCount.swap(count, nullptr) == 0, "activate");
+    std::memcpy(scene_->node, made, std::min(size, kMemory));
     check(size <= kMemory && _ossMemFree(made, "", 0) == 0, "free");
-    for (auto &isThere : scene_->isThere) isThere = false;
+    for (auto &record : scene_->records) record = nullptr;
     scene_->readersLeft = kReaders * kThreads;
   }
 
-  // There is one property of each base kind.
-  static const Key &keyOf(const Kind &kind, const Key &key) { return kind.isBase() ? kPaired : key; }
+  Properties at(std::size_t i) { return {reinterpret_cast<SNodeCB_t *>(scene_->node), *support::kAllKinds[i]}; }
 
   // ---- readers
 
-  struct Reading {
-    std::uint32_t code = 0;
-    std::int32_t number = 0;
-    std::uint64_t size = 0, rc = 0;
-    unsigned char bytes[kMaxValue + 8] = {};
-  };
-
-  static bool isWhole(const Kind &kind, const Reading &r, bool withRC) {
-    const std::uint64_t byte = kind.hasBytes() ? r.bytes[0] : r.number & 0xff;
-    if (withRC && r.rc != byte) return false;
-    if (!kind.hasBytes()) return r.number == static_cast<std::int32_t>(byte * 0x01010101);
-    return r.size == sizeOf(byte) && std::all_of(r.bytes, r.bytes + r.size, [&](auto each) { return each == byte; });
-  }
-
-  void count(std::size_t kind, const Reading &r, bool withRC, bool wasThere) {
-    if (r.code == sntr::code(sntr::Rc::LatchFailed)) {
-      ++scene_->busy[kind];
-    } else if (r.code == 0 ? !isWhole(*support::kAllKinds[kind], r, withRC) : wasThere) {
-      ++scene_->torn[kind];
-    }
-  }
-
-  void readOne(std::size_t i, SNodeProperty_t *&record, Reading &r, bool withRC) {
-    const Properties all{node_, *support::kAllKinds[i]};
-    const bool wasThere = scene_->isThere[i];
-    if (withRC && record == nullptr) {
-      if (!wasThere) return;
-      check(sntrEnterCriticalSectionBeforeRead(node_, &node_->primaryLatch) == 0, "enter");
-      check(all.record(kPaired, record) == 0, "record");
-      check(sntrExitCriticalSectionAfterRead(node_, &node_->primaryLatch) == 0, "exit");
-    }
-    r.code = withRC ? all.getBoth(record, r.number, r.size, r.bytes, r.rc)
-                    : all.getInto(keyOf(all.kind, kAlone), r.number, r.size, r.bytes);
-    count(i, r, withRC, wasThere);
-  }
-
   void read(std::uint64_t reads) {
-    SNodeProperty_t *records[kKinds] = {};
-    const auto r = std::make_unique<Reading>();
+    Reading r;
     for (std::uint64_t turn = 0, done = 0; done < reads; ++turn) {
-      if (scene_->isThere[kKinds - 1]) ++done;
-      for (std::size_t i = 0; i < kKinds; ++i) readOne(i, records[i], *r, turn % 2 != 0);
+      const bool withRC = turn % 2 != 0;
+      if (scene_->records[kKinds - 1] != nullptr) ++done;
+      for (std::size_t i = 0; i < kKinds; ++i) {
+        const Properties all = at(i);
+        SNodeProperty_t *const record = scene_->records[i];
+        if (withRC && record == nullptr) continue;
+        const Key &key = all.kind.isBase() ? kPaired : kAlone;  // there is one property of each base kind
+        const std::uint32_t code =
+            withRC ? all.getBoth(record, r.number, r.size, r.bytes, r.rc) : all.getInto(key, r.number, r.size, r.bytes);
+        const bool isBusy = code == sntr::code(sntr::Rc::LatchFailed);
+        const bool isTorn = code == 0 ? !isWhole(all.kind, r, withRC) : record != nullptr && !isBusy;
+        if (isBusy) ++scene_->busy[i];
+        if (isTorn) ++scene_->torn[i];
+      }
     }
     for (auto &kind : scene_->reads) kind += reads;
     --scene_->readersLeft;
@@ -177,68 +145,50 @@ class Torture {
 
   // ---- writers
 
-  void layOutAndSet(const Round &round) {
-    SNodeProperty_t *records[kKinds] = {};
+  void layOutAndSet(std::uint32_t layout, bool odd) {
     for (std::size_t i = 0; i < kKinds; ++i) {
-      const Properties all{node_, *support::kAllKinds[i]};
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));  // others read, and find nothing yet
-      const bool isLaidOut = all.kind.isBase() || all.create(round.layout, kCapacity, kMaxID, kMaxValue) == 0;
-      check(isLaidOut && all.add(kPaired, values_[1]) == 0, "first property");
+      const Properties all = at(i);
+      SNodeProperty_t *record = nullptr;
+      usleep(1000);  // others read, and find nothing yet
+      check(all.kind.isBase() || all.create(layout, kCapacity, kMaxID, kMaxValue) == 0, "list");
+      check(all.add(kPaired, values_[1]) == 0, "first property");
       check(all.kind.isBase() || all.add(kAlone, values_[1]) == 0, "second property");
-      check(all.record(kPaired, records[i]) == 0 && all.setBoth(records[i], values_[1], 1) == 0, "first pair");
-      scene_->isThere[i] = true;
+      check(all.record(kPaired, record) == 0 && all.setBoth(record, values_[1], 1) == 0, "first pair");
+      scene_->records[i] = record;
     }
-    const std::uint64_t inLine = (reinterpret_cast<std::uintptr_t>(records[4]) + 0x10) % kLine;
-    check(!round.odd || inLine == kLine - 2, "no register crosses a line");
-    for (std::uint64_t next = 0; scene_->readersLeft > 0; ++next) setAll(records, next * 7 & 0xff);
-  }
-
-  void setAll(SNodeProperty_t *(&records)[kKinds], std::uint64_t which) {
-    for (std::size_t i = 0; i < kKinds; ++i) {
-      const Properties all{node_, *support::kAllKinds[i]};
-      check(all.setBoth(records[i], values_[which], which) == 0, "set both");
-      if (!all.kind.isBase()) check(all.set(kAlone, values_[which]) == 0, "set");
-    }
-  }
-
-  // Other properties, before and behind the one that is read, come and go.
-  void addAndDelete() {
-    for (std::uint64_t next = 0; scene_->readersLeft > 0; ++next) {
-      for (std::size_t i = 0; i < std::size(support::kLists); ++i) {
-        if (!scene_->isThere[i]) continue;
-        const Properties all{node_, *support::kLists[i]};
-        const std::uint64_t some = next * 5 % 14;
-        const Key key{some < 6 ? some + 1 : some + 3, "other"};
-        if (all.add(key, values_[next & 0xff]) != 0) all.erase(key);
+    // The base register begins 0x10 bytes into its record, two bytes before the end of a line.
+    check(!odd || (reinterpret_cast<std::uintptr_t>(scene_->records[4].load()) + 0x12) % kLine == 0, "no crossing");
+    for (std::uint64_t next = 0; scene_->readersLeft > 0; next = (next + 7) % 256) {
+      for (std::size_t i = 0; i < kKinds; ++i) {
+        check(at(i).setBoth(scene_->records[i], values_[next], next) == 0, "set both");
+        check(at(i).kind.isBase() || at(i).set(kAlone, values_[next]) == 0, "set");
       }
     }
   }
 
-  static void inThreads(const std::function<void()> &one, const std::function<void()> &other) {
-    std::thread thread(other);
-    one();
-    thread.join();
+  // Adds and deletes other properties, before and behind those that are read.
+  void addAndDelete() {
+    for (std::uint64_t next = 0; scene_->readersLeft > 0; ++next) {
+      const std::size_t i = next % std::size(support::kLists);
+      const std::uint64_t some = next / std::size(support::kLists) * 5 % 14;
+      const Key key{some < 6 ? some + 1 : some + 3, "other"};
+      if (scene_->records[i] != nullptr && at(i).add(key, values_[next & 0xff]) != 0) at(i).erase(key);
+    }
   }
 
-  Scene *scene_ = nullptr;
-  SNodeCB_t *node_ = nullptr;
-  std::array<Value, 256> values_;
+  support::Shared<Scene> scene_;
+  std::vector<Value> values_;
 };
 
 }  // namespace
 
 int main(int argc, char **argv) {
   const std::uint64_t reads = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 200000;
-  std::vector<Round> rounds;
-  for (const std::uint32_t layout : {SNTR_LAYOUT_HASH, SNTR_LAYOUT_ARRAY}) {
-    for (const bool odd : {false, true}) {
-      for (const std::int32_t count : {-1000, 0x7fffffff - 1000}) rounds.push_back({layout, odd, count});
-    }
-  }
-  const std::uint64_t times = 1 + reads / 10000000;
+  const std::uint64_t rounds = 8 * (1 + reads / 10000000);
   Torture torture;
-  for (std::uint64_t i = 0; i < times; ++i) {
-    for (const Round &round : rounds) torture.run(round, reads / (times * rounds.size()) + 1);
+  for (std::uint64_t i = 0; i < rounds; ++i) {
+    const std::uint32_t layout = i % 2 == 0 ? SNTR_LAYOUT_HASH : SNTR_LAYOUT_ARRAY;
+    torture.run(layout, i / 2 % 2 != 0, i / 4 % 2 == 0 ? -1000 : 0x7fffffff - 1000, reads / rounds + 1);
   }
   return torture.report();
 }
