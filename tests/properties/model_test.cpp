@@ -43,8 +43,8 @@ class Model : public FilledKindNode {
     if (kind->isBase()) return {below(4)};
     if (!kind->hasID()) return {tagOf(below(isTable ? 130 : 40))};
     std::string id(below(kMaxID + 1), 'a');
-    if (!id.empty()) id[below(id.size())] = static_cast<char>('a' + below(2));
-    return {below(isTable ? 10 : 6), id};
+    if (!id.empty()) id.back() = static_cast<char>('a' + below(2));
+    return {below(isTable ? 8 : 6), id};
   }
   Value makeValue() {
     if (!kind->hasBytes()) return {static_cast<std::int32_t>(random()), ""};
