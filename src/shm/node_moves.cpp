@@ -116,7 +116,8 @@ Rc slideDown(const HeapView &view, const NodeRef &node, std::uint64_t to) {
   NodeRef from = node;
   if (node.offset - to < node.size()) {
     const std::uint64_t reserve = view.areaStart + readWord<std::uint64_t>(&view.area->slNextFree);
-    if (!liesWithin(reserve, node.size(), view.nodesLow, view.blocksLow)) return Rc::ChunkOutsideHeap;
+    const bool fits = isMultipleOf8(reserve) && liesWithin(reserve, node.size(), view.nodesLow, view.blocksLow);
+    if (!fits) return Rc::ChunkOutsideHeap;
     from = NodeRef{view.at(reserve), reserve, node.level};
     if (Rc rc = moveNode(view, node, from); failed(rc)) return rc;
   }
